@@ -1,0 +1,91 @@
+#include "platform/Bundle.h"
+
+#include <unicode/localematcher.h>
+#include <unicode/locid.h>
+
+#include <fstream>
+#include <iterator>
+
+#include "platform/PropertyList.h"
+
+namespace velmora {
+
+namespace {
+
+constexpr std::string_view kTableSuffix = ".lproj";
+
+std::vector<std::string> tableLanguages(const std::filesystem::path& dir) {
+  std::vector<std::string> found;
+  std::error_code ec;
+  for (const auto& entry : std::filesystem::directory_iterator(dir, ec)) {
+    const std::string name = entry.path().filename().string();
+    if (name.size() > kTableSuffix.size() && name.ends_with(kTableSuffix))
+      found.push_back(name.substr(0, name.size() - kTableSuffix.size()));
+  }
+  return found;
+}
+
+// The table language a bundle picks for the preferred languages: ICU's
+// locale matching over the tables present, English when nothing fits.
+std::string matchLanguage(const std::vector<std::string>& available, const std::vector<std::string>& preferred) {
+  if (available.empty() || preferred.empty()) return "en";
+  UErrorCode status = U_ZERO_ERROR;
+  icu::LocaleMatcher::Builder builder;
+  std::vector<icu::Locale> supported;
+  supported.reserve(available.size());
+  for (const auto& lang : available) supported.push_back(icu::Locale::forLanguageTag(lang, status));
+  if (U_FAILURE(status)) return "en";
+  const icu::Locale english("en");
+  builder.setSupportedLocales(supported.begin(), supported.end());
+  builder.setDefaultLocale(&english);
+  builder.setFavorSubtag(ULOCMATCH_FAVOR_LANGUAGE);
+  icu::LocaleMatcher matcher = builder.build(status);
+  if (U_FAILURE(status)) return "en";
+  for (const auto& want : preferred) {
+    UErrorCode s = U_ZERO_ERROR;
+    icu::Locale desired = icu::Locale::forLanguageTag(want, s);
+    if (U_FAILURE(s)) continue;
+    icu::LocaleMatcher::Result result = matcher.getBestMatchResult(desired, s);
+    if (U_SUCCESS(s) && result.getSupportedIndex() >= 0)
+      return available[static_cast<std::size_t>(result.getSupportedIndex())];
+  }
+  return "en";
+}
+
+}  // namespace
+
+Bundle::Bundle(std::filesystem::path resourcesDir, const std::vector<std::string>& preferredLanguages,
+               const WarningSink& warn)
+    : dir_(std::move(resourcesDir)) {
+  language_ = matchLanguage(tableLanguages(dir_), preferredLanguages);
+  const auto file = dir_ / (language_ + std::string(kTableSuffix)) / "Localizable.strings";
+  std::ifstream in(file, std::ios::binary);
+  if (!in) return;  // English has no table of its own: every key is its text
+  std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  PlistReadResult read = parsePropertyList(bytes);
+  const MetricDictionary* strings = read.value ? read.value->dictionary() : nullptr;
+  if (!strings) {
+    if (warn) warn(file.string() + ": not a string table (" + (read.error.empty() ? "not a dictionary" : read.error) + ")");
+    return;
+  }
+  for (const auto& [key, value] : *strings)
+    if (const std::string* text = value.text()) table_.emplace(key, *text);
+}
+
+std::string Bundle::localizedStringForKey(std::string_view key, std::string_view value) const {
+  if (auto it = table_.find(std::string(key)); it != table_.end()) return it->second;
+  return std::string(value.empty() ? key : value);
+}
+
+std::optional<std::filesystem::path> Bundle::pathForPicture(std::string_view name) const {
+  if (name.empty()) return std::nullopt;
+  const std::string base(name);
+  std::error_code ec;
+  for (const char* suffix : {".svg", ".png", ""}) {
+    auto candidate = dir_ / "pictures" / (base + suffix);
+    if (std::filesystem::is_regular_file(candidate, ec)) return candidate;
+  }
+  return std::nullopt;
+}
+
+}  // namespace velmora

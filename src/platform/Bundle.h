@@ -1,0 +1,43 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/Environment.h"
+
+namespace velmora {
+
+// The application bundle: string tables in "<language>.lproj/Localizable.strings"
+// (property-list dictionaries from the English key to its translation) and
+// named pictures. The table's language is the best match of the preferred
+// languages among the tables present, else English, where every key is its
+// own text.
+class Bundle {
+ public:
+  Bundle(std::filesystem::path resourcesDir, const std::vector<std::string>& preferredLanguages,
+         const WarningSink& warn = {});
+
+  // `localizedStringForKey:value:table:` of the default table: the
+  // translation, else `value` when it is not empty, else the key itself.
+  std::string localizedStringForKey(std::string_view key, std::string_view value = {}) const;
+
+  // The language whose table is in use ("en" when none matched).
+  const std::string& language() const { return language_; }
+
+  // The file of a named picture: "<name>.svg", "<name>.png", or the name as
+  // it stands ("RechargeBkg.png"); nothing when the bundle has no such picture.
+  std::optional<std::filesystem::path> pathForPicture(std::string_view name) const;
+
+  const std::filesystem::path& resourcesDir() const { return dir_; }
+
+ private:
+  std::filesystem::path dir_;
+  std::string language_ = "en";
+  std::unordered_map<std::string, std::string> table_;
+};
+
+}  // namespace velmora

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "platform/Value.h"
+
+typedef struct _cairo_surface cairo_surface_t;
+
+namespace velmora {
+
+// A finished picture: a size in points, the scale it was drawn at, and its
+// pixels (premultiplied ARGB, width × scale by height × scale). A named
+// picture from the bundle also carries its name.
+class Image {
+ public:
+  // Takes one reference on `surface` (may be null for a picture with no pixels).
+  Image(double widthPoints, double heightPoints, int scale, cairo_surface_t* surface, std::string name = {});
+  ~Image();
+  Image(const Image&) = delete;
+  Image& operator=(const Image&) = delete;
+
+  double width() const { return width_; }
+  double height() const { return height_; }
+  int scale() const { return scale_; }
+  const std::string& name() const { return name_; }
+  cairo_surface_t* surface() const { return surface_; }
+
+  // Encodes the pixels as PNG (straight alpha). Returns false and fills
+  // `error` when the file cannot be written.
+  bool writePng(const std::filesystem::path& file, std::string* error) const;
+
+ private:
+  double width_, height_;
+  int scale_;
+  cairo_surface_t* surface_;
+  std::string name_;
+};
+
+}  // namespace velmora

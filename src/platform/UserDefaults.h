@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/Environment.h"
+#include "platform/Value.h"
+
+namespace velmora {
+
+// One preferences domain over its property-list file, with the platform's
+// user-defaults semantics. Reads see the file as it is now (it is re-read when
+// another process has replaced it); every change is written through at once
+// under the sidecar lock "<file>.lock": the file is re-read, only this
+// handle's own changes are applied, and the result replaces the file
+// atomically in its own format. A file that is not a valid property list
+// reads as empty, is reported once, and is never written.
+class UserDefaults {
+ public:
+  UserDefaults(std::filesystem::path file, WarningSink warn);
+
+  // `initWithSuiteName:` and `standardUserDefaults` for the run's preferences directory.
+  static std::shared_ptr<UserDefaults> suite(const Environment& env, std::string_view suiteName);
+  static std::shared_ptr<UserDefaults> standard(const Environment& env);
+
+  std::optional<Value> objectForKey(std::string_view key) const;
+  bool boolForKey(std::string_view key) const;
+  std::int64_t integerForKey(std::string_view key) const;
+  float floatForKey(std::string_view key) const;
+  double doubleForKey(std::string_view key) const;
+  MetricDictionary dictionaryRepresentation() const;
+
+  // Each returns false (with a warning) when the change could not be stored.
+  bool setObject(Value value, std::string_view key);
+  bool setBool(bool value, std::string_view key);
+  bool removeObjectForKey(std::string_view key);
+  // Replaces the whole domain (the defaults tool's import).
+  bool replaceAll(const MetricDictionary& contents);
+
+  const std::filesystem::path& file() const;
+
+  ~UserDefaults();
+  UserDefaults(const UserDefaults&) = delete;
+  UserDefaults& operator=(const UserDefaults&) = delete;
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace velmora

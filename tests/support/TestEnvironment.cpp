@@ -1,0 +1,43 @@
+#include "support/TestEnvironment.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+
+#include "platform/IsoDate.h"
+
+namespace velmora::testing {
+
+TempDir::TempDir() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "velmora-test-XXXXXX").string();
+  if (::mkdtemp(pattern.data()) == nullptr) throw std::filesystem::filesystem_error("mkdtemp", std::error_code(errno, std::generic_category()));
+  path_ = pattern;
+}
+
+TempDir::~TempDir() {
+  std::error_code ec;
+  std::filesystem::remove_all(path_, ec);
+}
+
+Date isoDate(std::string_view text) {
+  auto date = parseIsoDate(text);
+  EXPECT_TRUE(date.has_value()) << "not an ISO 8601 instant: " << text;
+  return date.value_or(Date{});
+}
+
+TestEnvironment::TestEnvironment(std::string_view isoNow, std::string zone, std::string localeId) {
+  now = isoDate(isoNow);
+  timeZone = std::move(zone);
+  locale = std::move(localeId);
+  languages = {"en"};
+  scale = 3;
+  prefsDir = dir_.path() / "prefs";
+  resourcesDir = VELMORA_TEST_RESOURCES;
+  warn = [this](std::string_view message) { warnings.emplace_back(message); };
+}
+
+void TestEnvironment::setNow(std::string_view isoNow) { now = isoDate(isoNow); }
+
+}  // namespace velmora::testing

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/Environment.h"
+
+namespace velmora::testing {
+
+// A directory under the system's temporary directory, removed with its
+// contents when the object goes.
+class TempDir {
+ public:
+  TempDir();
+  ~TempDir();
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+// An environment with a fixed instant, zone and locale, an empty private
+// preferences directory, the source tree's resources, and warnings collected
+// instead of printed.
+class TestEnvironment : public Environment {
+ public:
+  explicit TestEnvironment(std::string_view isoNow = "2025-01-06T15:00:00+01:00",
+                           std::string zone = "Europe/Berlin", std::string localeId = "en_US");
+
+  // Moves the clock of the run (e.g. to cross the night hour).
+  void setNow(std::string_view isoNow);
+
+  std::vector<std::string> warnings;
+
+ private:
+  TempDir dir_;
+};
+
+// An instant from its ISO 8601 text; the test fails on a malformed text.
+Date isoDate(std::string_view text);
+
+}  // namespace velmora::testing
