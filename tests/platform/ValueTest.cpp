@@ -34,7 +34,7 @@ INSTANTIATE_TEST_SUITE_P(
         LenientCase{"double", Value::real(0.5), 0.5f, 0, true},
         LenientCase{"true", Value::boolean(true), 1.0f, 1, true},
         LenientCase{"textLeadingNumber", Value("  12.5 hours"), 12.5f, 12, true},
-        LenientCase{"textSignedNumber", Value("-3e2x"), -300.0f, -3, false},
+        LenientCase{"textSignedNumber", Value("-3e2x"), -300.0f, -3, true},
         LenientCase{"textNoNumber", Value("abc"), 0.0f, 0, false},
         LenientCase{"textYes", Value("YES"), 0.0f, 0, true},
         LenientCase{"textZeroPaddedDigit", Value("007"), 7.0f, 7, true},
