@@ -1,0 +1,63 @@
+#include "host/Operations.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "host/Errors.h"
+#include "host/ImageFiles.h"
+#include "host/JsonForms.h"
+
+namespace velmora::host {
+
+namespace {
+
+// Rows are added as the metric and presentation operations are built.
+const std::vector<Operation> kOperations = {};
+
+std::string validNames() {
+  if (kOperations.empty()) return "none are available in this build";
+  std::string names;
+  for (const Operation& op : kOperations) {
+    if (!names.empty()) names += ", ";
+    names += op.name;
+  }
+  return names;
+}
+
+}  // namespace
+
+std::span<const Operation> operations() { return kOperations; }
+
+const Operation* findOperation(std::string_view name) {
+  const auto it =
+      std::find_if(kOperations.begin(), kOperations.end(), [&](const Operation& op) { return op.name == name; });
+  return it == kOperations.end() ? nullptr : &*it;
+}
+
+void runRequest(const std::vector<std::string>& names, const std::optional<std::filesystem::path>& imagesDir,
+                const Environment& env, std::ostream& out) {
+  std::vector<const Operation*> calls;
+  for (const std::string& name : names) {
+    const Operation* op = findOperation(name);
+    if (!op) throw UsageError("unknown operation \"" + name + "\"; valid operations: " + validNames());
+    calls.push_back(op);
+  }
+
+  std::unique_ptr<ImageDirectory> images;
+  JsonForms forms{env.timeZone, {}};
+  if (imagesDir) {
+    images = std::make_unique<ImageDirectory>(*imagesDir);
+    forms.writeImage = [&images](const Image& image, std::string_view place) { return images->write(image, place); };
+  }
+
+  RequestSession session(env);
+  Json results = Json::array();
+  for (std::size_t i = 0; i < calls.size(); ++i) {
+    const std::optional<Value> result = calls[i]->call(session);
+    const std::string place = std::to_string(i + 1) + "-" + std::string(calls[i]->name);
+    results.push_back(Json{{"operation", calls[i]->name}, {"result", result ? forms.toJson(*result, place) : Json()}});
+  }
+  out << writeJson(results);
+}
+
+}  // namespace velmora::host
