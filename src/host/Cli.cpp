@@ -144,6 +144,8 @@ int run(std::vector<std::string> args, const ProcessContext& process, std::istre
   app.set_version_flag("--version", "velmora " VELMORA_VERSION);
   app.require_subcommand(1);
   app.footer(kProgramFooter);
+  // An option given twice takes its last value, so a script can override an earlier one.
+  app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   GlobalArguments global;
   global.add(app);
 
@@ -171,7 +173,8 @@ int run(std::vector<std::string> args, const ProcessContext& process, std::istre
       "Call the named operations in order on one SleepMetricsUI (GroupMetrics.NAME: on one GroupMetrics) and print "
       "a JSON array of {\"operation\": NAME, \"result\": VALUE}.");
   requestApp->add_option("OPERATION", operationNames, "Operation names; an unknown name lists the valid ones")
-      ->required();
+      ->required()
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   requestImages.option =
       requestApp->add_option("--images", requestImages.text, "Write each image of the results as a PNG file into DIR")
           ->type_name("DIR");
