@@ -4,6 +4,8 @@
 // is reused (warm).
 #include <benchmark/benchmark.h>
 
+#include <unistd.h>
+
 #include <memory>
 
 #include "format/FormatTools.h"
