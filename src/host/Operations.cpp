@@ -6,13 +6,25 @@
 #include "host/Errors.h"
 #include "host/ImageFiles.h"
 #include "host/JsonForms.h"
+#include "metrics/GroupMetrics.h"
+#include "presentation/SleepMetricsUI.h"
 
 namespace velmora::host {
 
 namespace {
 
+std::optional<Value> dictionary(std::optional<MetricDictionary> record) {
+  if (!record) return std::nullopt;
+  return Value(std::move(*record));
+}
+
 // Rows are added as the metric and presentation operations are built.
-const std::vector<Operation> kOperations = {};
+const std::vector<Operation> kOperations = {
+    {"GroupMetrics.requestSleepBank",
+     [](RequestSession& s) { return dictionary(s.groupMetrics().requestSleepBank()); }},
+    {"GroupMetrics.returnPreviousSleepBank",
+     [](RequestSession& s) { return dictionary(s.groupMetrics().returnPreviousSleepBank()); }},
+};
 
 std::string validNames() {
   if (kOperations.empty()) return "none are available in this build";
@@ -25,6 +37,19 @@ std::string validNames() {
 }
 
 }  // namespace
+
+RequestSession::RequestSession(const Environment& env) : env_(env) {}
+RequestSession::~RequestSession() = default;
+
+SleepMetricsUI& RequestSession::sleepMetricsUI() {
+  if (!sleepMetricsUI_) sleepMetricsUI_ = std::make_unique<SleepMetricsUI>(env_);
+  return *sleepMetricsUI_;
+}
+
+GroupMetrics& RequestSession::groupMetrics() {
+  if (!groupMetrics_) groupMetrics_ = std::make_unique<GroupMetrics>(env_);
+  return *groupMetrics_;
+}
 
 std::span<const Operation> operations() { return kOperations; }
 

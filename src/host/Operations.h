@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <ostream>
 #include <span>
@@ -11,6 +12,11 @@
 #include "platform/Environment.h"
 #include "platform/Value.h"
 
+namespace velmora {
+class GroupMetrics;
+class SleepMetricsUI;
+}  // namespace velmora
+
 namespace velmora::host {
 
 // The objects one `velmora request` works on. Widget and shortcut callers
@@ -19,12 +25,19 @@ namespace velmora::host {
 // GroupMetrics; each is created on first use, as the system creates them.
 class RequestSession {
  public:
-  explicit RequestSession(const Environment& env) : env_(env) {}
+  explicit RequestSession(const Environment& env);
+  ~RequestSession();
+  RequestSession(const RequestSession&) = delete;
+  RequestSession& operator=(const RequestSession&) = delete;
 
   const Environment& environment() const { return env_; }
+  SleepMetricsUI& sleepMetricsUI();
+  GroupMetrics& groupMetrics();
 
  private:
   const Environment& env_;
+  std::unique_ptr<SleepMetricsUI> sleepMetricsUI_;
+  std::unique_ptr<GroupMetrics> groupMetrics_;
 };
 
 // One named request operation: a result (a MetricDictionary or an image), or
