@@ -185,56 +185,79 @@ std::string numberText(double number) {
 
 std::string quoted(const std::string& text) { return Json(text).dump(-1, ' ', false, Json::error_handler_t::replace); }
 
-void write(std::string& out, const Json& json, int depth) {
-  auto indent = [&out](int level) { out.append(static_cast<std::size_t>(level) * 2, ' '); };
-  switch (json.type()) {
-    case Json::value_t::object: {
-      if (json.empty()) {
-        out += "{}";
-        return;
-      }
-      out += "{\n";
-      bool first = true;
-      for (const auto& [key, item] : json.items()) {
-        if (!first) out += ",\n";
-        first = false;
-        indent(depth + 1);
+// Writes JSON text: a container goes on one line when it fits within
+// kLineWidth columns, else one member per line, indented by two spaces.
+class Writer {
+ public:
+  static constexpr std::size_t kLineWidth = 100;
+
+  void block(const Json& json, int depth) {
+    if (!json.is_structured() || json.empty()) {
+      scalarOrEmpty(json);
+      return;
+    }
+    const std::size_t start = out.size();
+    const std::size_t lineStart = out.rfind('\n') == std::string::npos ? 0 : out.rfind('\n') + 1;
+    const std::size_t column = start - lineStart;
+    if (column < kLineWidth && oneLine(json, start + (kLineWidth - column))) return;
+    out.resize(start);
+
+    const bool object = json.is_object();
+    out += object ? "{\n" : "[\n";
+    bool first = true;
+    for (const auto& [key, item] : json.items()) {
+      if (!first) out += ",\n";
+      first = false;
+      out.append(static_cast<std::size_t>(depth + 1) * 2, ' ');
+      if (object) {
         out += quoted(key);
         out += ": ";
-        write(out, item, depth + 1);
       }
-      out += '\n';
-      indent(depth);
-      out += '}';
-      return;
+      block(item, depth + 1);
     }
-    case Json::value_t::array: {
-      if (json.empty()) {
-        out += "[]";
-        return;
-      }
-      out += "[\n";
-      bool first = true;
-      for (const Json& item : json) {
-        if (!first) out += ",\n";
-        first = false;
-        indent(depth + 1);
-        write(out, item, depth + 1);
-      }
-      out += '\n';
-      indent(depth);
-      out += ']';
-      return;
+    out += '\n';
+    out.append(static_cast<std::size_t>(depth) * 2, ' ');
+    out += object ? '}' : ']';
+  }
+
+  std::string out;
+
+ private:
+  // False, leaving a partial line behind, as soon as the text would pass `limit`.
+  bool oneLine(const Json& json, std::size_t limit) {
+    if (!json.is_structured() || json.empty()) {
+      scalarOrEmpty(json);
+      return out.size() <= limit;
     }
-    case Json::value_t::number_float: {
+    const bool object = json.is_object();
+    out += object ? '{' : '[';
+    bool first = true;
+    for (const auto& [key, item] : json.items()) {
+      if (!first) out += ", ";
+      first = false;
+      if (object) {
+        out += quoted(key);
+        out += ": ";
+      }
+      if (!oneLine(item, limit)) return false;
+    }
+    out += object ? '}' : ']';
+    return out.size() <= limit;
+  }
+
+  void scalarOrEmpty(const Json& json) {
+    if (json.is_object()) {
+      out += "{}";
+    } else if (json.is_array()) {
+      out += "[]";
+    } else if (json.is_number_float()) {
       const double number = json.get<double>();
       out += std::isfinite(number) ? numberText(number) : nonFinite(number).dump();
-      return;
-    }
-    default:
+    } else {
       out += json.dump(-1, ' ', false, Json::error_handler_t::replace);
+    }
   }
-}
+};
 
 }  // namespace
 
@@ -342,10 +365,10 @@ Value valueFromJson(const Json& json) { return Reader().value(json); }
 MetricDictionary dictionaryFromJson(const Json& json) { return Reader().dictionary(json); }
 
 std::string writeJson(const Json& json) {
-  std::string out;
-  write(out, json, 0);
-  out += '\n';
-  return out;
+  Writer writer;
+  writer.block(json, 0);
+  writer.out += '\n';
+  return std::move(writer.out);
 }
 
 }  // namespace velmora::host

@@ -56,9 +56,10 @@ struct JsonFormError : std::runtime_error {
 Value valueFromJson(const Json& json);
 MetricDictionary dictionaryFromJson(const Json& json);
 
-// The text of a JSON document, indented by two spaces and ending in a
-// newline. Numbers are written in their shortest exact form, which the JSON
-// library's own printer does not always find.
+// The text of a JSON document, ending in a newline: arrays and objects that
+// fit in 100 columns on one line, longer ones one member per line indented by
+// two spaces. Numbers are written in their shortest exact form, which the
+// JSON library's own printer does not always find.
 std::string writeJson(const Json& json);
 
 }  // namespace velmora::host

@@ -56,13 +56,12 @@ TEST_F(Defaults, WriteReadAndDeleteOneKey) {
   EXPECT_FALSE(std::filesystem::exists(prefs() / "group.quorvane.Velmora.plist"));
 
   EXPECT_EQ(velmora({"defaults", "read", "standard", "Hue1"}).out, "-0.25\n");
-  EXPECT_EQ(velmora({"defaults", "read", "standard", "start"}).out,
-            "{\n  \"date\": \"2025-01-06T22:30:00+01:00\"\n}\n");
+  EXPECT_EQ(velmora({"defaults", "read", "standard", "start"}).out, "{\"date\": \"2025-01-06T22:30:00+01:00\"}\n");
 
   ASSERT_EQ(velmora({"defaults", "delete", "standard", "Hue1"}).status, 0);
   EXPECT_EQ(velmora({"defaults", "read", "standard", "Hue1"}).status, 1);
   EXPECT_EQ(velmora({"defaults", "read", "standard"}).out,
-            "{\n  \"darkTheme6\": true,\n  \"start\": {\n    \"date\": \"2025-01-06T22:30:00+01:00\"\n  }\n}\n");
+            "{\"darkTheme6\": true, \"start\": {\"date\": \"2025-01-06T22:30:00+01:00\"}}\n");
 
   ASSERT_EQ(velmora({"defaults", "delete", "standard"}).status, 0);
   EXPECT_EQ(velmora({"defaults", "read", "standard"}).out, "{}\n");
@@ -83,8 +82,8 @@ TEST_F(Defaults, ImportReadsAPropertyListToo) {
 )");
   ASSERT_EQ(velmora({"defaults", "import", "shared", plist.string()}).status, 0);
   EXPECT_EQ(velmora({"defaults", "export", "shared"}).out,
-            "{\n  \"requiredHours\": 7.5,\n  \"nightHour\": 21,\n  \"rawSynchTime\": {\n    \"date\": "
-            "\"2025-01-06T07:15:00+01:00\"\n  },\n  \"miles\": true,\n  \"blob\": {\n    \"data\": \"AAEC\"\n  }\n}\n");
+            "{\n  \"requiredHours\": 7.5,\n  \"nightHour\": 21,\n  \"rawSynchTime\": {\"date\": "
+            "\"2025-01-06T07:15:00+01:00\"},\n  \"miles\": true,\n  \"blob\": {\"data\": \"AAEC\"}\n}\n");
 }
 
 TEST_F(Defaults, ABadImportChangesNothing) {
@@ -95,7 +94,7 @@ TEST_F(Defaults, ABadImportChangesNothing) {
     EXPECT_EQ(result.status, 1) << contents;
     EXPECT_NE(result.err.find(bad.string() + ": "), std::string::npos) << result.err;
   }
-  EXPECT_EQ(velmora({"defaults", "export", "shared"}).out, "{\n  \"kept\": 1\n}\n");
+  EXPECT_EQ(velmora({"defaults", "export", "shared"}).out, "{\"kept\": 1}\n");
 }
 
 }  // namespace

@@ -114,11 +114,15 @@ TEST(ImageForm, NamesAPictureAndItsFileOnlyWhenThereAreSome) {
   EXPECT_EQ(json["rings"][1]["image"]["file"], "/out/1-request-rings-1.png");
 }
 
-TEST(NestedForms, KeepTheOrderKeysWereSetAndIndentByTwo) {
+TEST(NestedForms, KeepTheOrderKeysWereSetOnOneLineWhenTheyFit) {
   const MetricDictionary inner{{"z", Value::integer(1)}, {"a", Value(Array{})}};
   const MetricDictionary outer{{"b", Value(Array{Value("x"), Value(inner)})}, {"a", Value(MetricDictionary{})}};
-  EXPECT_EQ(writeJson(JsonForms().toJson(outer)),
-            "{\n  \"b\": [\n    \"x\",\n    {\n      \"z\": 1,\n      \"a\": []\n    }\n  ],\n  \"a\": {}\n}\n");
+  EXPECT_EQ(writeJson(JsonForms().toJson(outer)), "{\"b\": [\"x\", {\"z\": 1, \"a\": []}], \"a\": {}}\n");
+
+  // Past 100 columns a container takes one member per line, its members again on one line if they fit.
+  const MetricDictionary wide{{"words", Value(std::string(80, 'w'))}, {"short", Value(inner)}};
+  EXPECT_EQ(writeJson(JsonForms().toJson(wide)),
+            "{\n  \"words\": \"" + std::string(80, 'w') + "\",\n  \"short\": {\"z\": 1, \"a\": []}\n}\n");
 }
 
 TEST(NestedForms, ADictionaryThatLooksLikeATaggedFormIsWrapped) {
