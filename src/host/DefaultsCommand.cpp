@@ -104,7 +104,7 @@ void writeOutput(const std::string& text, const std::optional<std::string>& file
 
 void DefaultsCommand::run(const Environment& env, std::istream& in, std::ostream& out) const {
   const std::shared_ptr<UserDefaults> store = openDomain(env, domain);
-  const JsonForms forms{env.timeZone, {}};
+  const JsonForms forms(env.timeZone);
   const std::string fileName = store->file().string();
 
   switch (verb) {

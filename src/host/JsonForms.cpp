@@ -2,6 +2,7 @@
 
 #include <glib.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -151,7 +152,7 @@ class Reader {
       if (tag == "dictionary") return Value(dictionary(inner));
       if (tag == "date") {
         if (!inner.is_string()) fail("a date is written {\"date\": \"2025-01-06T22:30:00+01:00\"}");
-        const auto date = parseIsoDate(inner.get<std::string>());
+        const auto date = dates_.parse(inner.get<std::string>());
         if (!date) fail("\"" + inner.get<std::string>() + "\" is not an ISO 8601 instant with a zone offset");
         return Value(*date);
       }
@@ -172,6 +173,7 @@ class Reader {
 
   std::string place_;
   int depth_ = 0;
+  IsoDateParser dates_;
 };
 
 std::string numberText(double number) {
@@ -183,7 +185,27 @@ std::string numberText(double number) {
   return text;
 }
 
-std::string quoted(const std::string& text) { return Json(text).dump(-1, ' ', false, Json::error_handler_t::replace); }
+// Appends a JSON string. Printable ASCII, by far the most common text, is
+// copied as it stands; anything else goes through the library's escaping,
+// which also replaces bytes that are not UTF-8.
+void appendString(std::string& out, const std::string& text) {
+  const bool plain =
+      std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c < 0x7f && c != '"' && c != '\\'; });
+  if (!plain) {
+    out += Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
+    return;
+  }
+  out += '"';
+  out += text;
+  out += '"';
+}
+
+template <typename Integer>
+void appendInteger(std::string& out, Integer number) {
+  std::array<char, 24> buffer;
+  const auto end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), number).ptr;
+  out.append(buffer.data(), end);
+}
 
 // Writes JSON text: a container goes on one line when it fits within
 // kLineWidth columns, else one member per line, indented by two spaces.
@@ -210,7 +232,7 @@ class Writer {
       first = false;
       out.append(static_cast<std::size_t>(depth + 1) * 2, ' ');
       if (object) {
-        out += quoted(key);
+        appendString(out, key);
         out += ": ";
       }
       block(item, depth + 1);
@@ -236,7 +258,7 @@ class Writer {
       if (!first) out += ", ";
       first = false;
       if (object) {
-        out += quoted(key);
+        appendString(out, key);
         out += ": ";
       }
       if (!oneLine(item, limit)) return false;
@@ -246,15 +268,32 @@ class Writer {
   }
 
   void scalarOrEmpty(const Json& json) {
-    if (json.is_object()) {
-      out += "{}";
-    } else if (json.is_array()) {
-      out += "[]";
-    } else if (json.is_number_float()) {
-      const double number = json.get<double>();
-      out += std::isfinite(number) ? numberText(number) : nonFinite(number).dump();
-    } else {
-      out += json.dump(-1, ' ', false, Json::error_handler_t::replace);
+    switch (json.type()) {
+      case Json::value_t::object:
+        out += "{}";
+        break;
+      case Json::value_t::array:
+        out += "[]";
+        break;
+      case Json::value_t::string:
+        appendString(out, json.get_ref<const std::string&>());
+        break;
+      case Json::value_t::number_integer:
+        appendInteger(out, json.get<std::int64_t>());
+        break;
+      case Json::value_t::number_unsigned:
+        appendInteger(out, json.get<std::uint64_t>());
+        break;
+      case Json::value_t::number_float: {
+        const double number = json.get<double>();
+        out += std::isfinite(number) ? numberText(number) : nonFinite(number).dump();
+        break;
+      }
+      case Json::value_t::boolean:
+        out += json.get<bool>() ? "true" : "false";
+        break;
+      default:
+        out += "null";
     }
   }
 };
@@ -276,6 +315,8 @@ Json doubleJson(double number) {
   return number;
 }
 
+JsonForms::JsonForms(std::string_view timeZone) : dates_(std::make_shared<const IsoDateFormatter>(timeZone)) {}
+
 // Places only name image files, so they are not built when no image is written.
 std::string JsonForms::nestedPlace(std::string_view place, std::string_view step) const {
   return writeImage ? joinPlace(place, step) : std::string();
@@ -294,7 +335,7 @@ Json JsonForms::toJson(const Value& value, std::string_view place) const {
     case Value::Kind::kBoolean:
       return value.boolValue();
     case Value::Kind::kDate:
-      return Json{{"date", formatIsoDate(*value.date(), timeZone)}};
+      return Json{{"date", dates_->format(*value.date())}};
     case Value::Kind::kData:
       return Json{{"data", base64(value.data()->bytes)}};
     case Value::Kind::kColour:

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
 #include "extension/DisplaySlot.h"
+#include "platform/IsoDate.h"
 #include "platform/Value.h"
 
 namespace velmora::host {
@@ -21,9 +23,13 @@ using Json = nlohmann::ordered_json;
 using ImageWriter = std::function<std::string(const Image& image, std::string_view place)>;
 
 // How values become JSON in this run.
-struct JsonForms {
-  std::string timeZone = "UTC";  // dates are written in this zone
-  ImageWriter writeImage;        // empty: images are described but not written
+class JsonForms {
+ public:
+  // Dates are written in `timeZone`.
+  explicit JsonForms(std::string_view timeZone = "UTC");
+
+  // Empty: images are described but not written.
+  ImageWriter writeImage;
 
   // A value in its JSON form (the table of the host's documentation).
   Json toJson(const Value& value, std::string_view place = {}) const;
@@ -36,6 +42,8 @@ struct JsonForms {
 
  private:
   std::string nestedPlace(std::string_view place, std::string_view step) const;
+
+  std::shared_ptr<const IsoDateFormatter> dates_;
 };
 
 // Single-precision numbers print as the shortest text that reads back to the

@@ -87,7 +87,7 @@ TEST_F(Program, NotifyPrintsAnUnknownCategorysSlotsAsCreated) {
   TestEnvironment env;
   env.resourcesDir = VELMORA_TEST_RESOURCES;
   const NotificationViewController created(env);
-  const host::JsonForms forms{env.timeZone, {}};
+  const host::JsonForms forms(env.timeZone);
 
   for (const char* category : {"WAKEUP", "bedtime", "BEDTIME "}) {
     const ProcessResult result = velmora({"notify", category});
