@@ -32,60 +32,147 @@ constexpr const char* kCommandFooter =
     "Every command also takes --prefs, --resources, --now, --tz, --locale, --languages and --scale\n"
     "(see velmora --help).";
 
-// The options every command accepts, as CLI11 fills them.
+constexpr const char* kDefaultsExamples = R"(Examples:
+  velmora defaults read shared bankDict
+  velmora defaults write shared requiredHours 8.0       (8 would be an integer)
+  velmora defaults write shared name '"Ada"'            (a text is quoted JSON)
+  velmora defaults write shared start '{"date": "2025-01-06T22:30:00+01:00"}'
+  velmora defaults export shared > fixture.json
+  velmora defaults import shared fixture.json)";
+
+CLI::App* addCommand(CLI::App& app, const char* name, const char* description) {
+  CLI::App* command = app.add_subcommand(name, description);
+  command->fallthrough();  // the global options may follow the command
+  command->footer(kCommandFooter);
+  return command;
+}
+
+// An option or positional that may be left out: nothing when it was not given.
+struct OptionalText {
+  std::string text;
+  CLI::Option* option{};
+
+  void add(CLI::App& app, const char* name, const char* help, const char* typeName = nullptr) {
+    option = app.add_option(name, text, help);
+    if (typeName) option->type_name(typeName);
+  }
+  std::optional<std::string> value() const { return option->count() > 0 ? std::optional(text) : std::nullopt; }
+  std::optional<std::filesystem::path> path() const {
+    return option->count() > 0 ? std::optional<std::filesystem::path>(text) : std::nullopt;
+  }
+};
+
+// The options every command accepts.
 struct GlobalArguments {
-  std::string prefs, resources, now, timeZone, locale, languages;
+  OptionalText prefs, resources, now, timeZone, locale, languages;
   int scale = 3;
-  CLI::Option *prefsOption{}, *resourcesOption{}, *nowOption{}, *timeZoneOption{}, *localeOption{}, *languagesOption{},
-      *scaleOption{};
+  CLI::Option* scaleOption{};
 
   void add(CLI::App& app) {
-    prefsOption = app.add_option("--prefs", prefs,
-                                 "Preferences directory (default: $VELMORA_PREFS, else $XDG_CONFIG_HOME/velmora, "
-                                 "else ~/.config/velmora)")
-                      ->type_name("DIR");
-    resourcesOption =
-        app.add_option("--resources", resources, "Bundle resources: string tables and pictures (default: installed)")
-            ->type_name("DIR");
-    nowOption = app.add_option("--now", now,
-                               "The current instant, ISO 8601 with a zone offset or Z, e.g. 2025-01-06T22:30:00+01:00 "
-                               "(default: the system clock)")
-                    ->type_name("TIME");
-    timeZoneOption =
-        app.add_option("--tz", timeZone, "The device's time zone, an IANA name (default: $TZ, else the system zone)")
-            ->type_name("ZONE");
-    localeOption = app.add_option("--locale", locale,
-                                  "Locale for dates, numbers and durations, an ICU id such as de_DE or "
-                                  "en_US@hours=h23 (default: from $LC_ALL, $LC_TIME, $LANG; else en_US)")
-                       ->type_name("ID");
-    languagesOption = app.add_option("--languages", languages,
-                                     "Preferred languages, first first, e.g. de,en (default: $LANGUAGE, else the "
-                                     "locale's language)")
-                          ->type_name("L1,L2,...");
+    prefs.add(app, "--prefs",
+              "Preferences directory (default: $VELMORA_PREFS, else $XDG_CONFIG_HOME/velmora, else ~/.config/velmora)",
+              "DIR");
+    resources.add(app, "--resources", "Bundle resources: string tables and pictures (default: installed)", "DIR");
+    now.add(app, "--now",
+            "The current instant, ISO 8601 with a zone offset or Z, e.g. 2025-01-06T22:30:00+01:00 (default: the "
+            "system clock)",
+            "TIME");
+    timeZone.add(app, "--tz", "The device's time zone, an IANA name (default: $TZ, else the system zone)", "ZONE");
+    locale.add(app, "--locale",
+               "Locale for dates, numbers and durations, an ICU id such as de_DE or en_US@hours=h23 (default: from "
+               "$LC_ALL, $LC_TIME, $LANG; else en_US)",
+               "ID");
+    languages.add(app, "--languages",
+                  "Preferred languages, first first, e.g. de,en (default: $LANGUAGE, else the locale's language)",
+                  "L1,L2,...");
     scaleOption = app.add_option("--scale", scale, "Screen scale of images, 1 to 4 (default: 3)")->type_name("N");
   }
 
   GlobalOptions options() const {
-    GlobalOptions o;
-    auto given = [](const CLI::Option* option, const std::string& value) {
-      return option->count() > 0 ? std::optional<std::string>(value) : std::nullopt;
-    };
-    o.prefs = given(prefsOption, prefs);
-    o.resources = given(resourcesOption, resources);
-    o.now = given(nowOption, now);
-    o.timeZone = given(timeZoneOption, timeZone);
-    o.locale = given(localeOption, locale);
-    o.languages = given(languagesOption, languages);
+    GlobalOptions o{prefs.value(),  resources.value(), now.value(), timeZone.value(),
+                    locale.value(), languages.value(), std::nullopt};
     if (scaleOption->count() > 0) o.scale = scale;
     return o;
   }
 };
 
-// An optional positional or option of a command: nothing when not given.
-struct OptionalText {
-  std::string text;
-  CLI::Option* option{};
-  std::optional<std::string> value() const { return option->count() > 0 ? std::optional(text) : std::nullopt; }
+struct NotifyArguments {
+  CLI::App* command{};
+  OptionalText category, payload, png, images;
+
+  void add(CLI::App& app) {
+    command = addCommand(app, "notify",
+                         "Expand one notification: create the controller, call viewDidLoad and "
+                         "didReceiveNotification, and print the 27 display slots as JSON");
+    category.add(*command, "CATEGORY",
+                 "Category identifier: BEDTIME or TIMEASLEEP (any other prints the slots as created)");
+    payload.add(*command, "--payload", "Read an APNs-style JSON payload and take the category from aps.category",
+                "FILE");
+    png.add(*command, "--png", "Also render the expanded notification into a PNG file", "FILE");
+    images.add(*command, "--images", "Write the slot's image as a PNG file into DIR", "DIR");
+  }
+
+  NotifyCommand toCommand() const { return {category.value(), payload.path(), png.path(), images.path()}; }
+};
+
+struct RequestArguments {
+  CLI::App* command{};
+  std::vector<std::string> names;
+  OptionalText images;
+
+  void add(CLI::App& app) {
+    command = addCommand(app, "request",
+                         "Call the named operations in order on one SleepMetricsUI (GroupMetrics.NAME: on one "
+                         "GroupMetrics) and print a JSON array of {\"operation\": NAME, \"result\": VALUE}");
+    command->add_option("OPERATION", names, "Operation names; an unknown name lists the valid ones")
+        ->required()
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    images.add(*command, "--images", "Write each image of the results as a PNG file into DIR", "DIR");
+  }
+};
+
+struct DefaultsArguments {
+  CLI::App *command{}, *read{}, *write{}, *remove{}, *import{}, *exportTo{};
+  std::string domain, writeKey, writeValue, importFile;
+  OptionalText readKey, removeKey, exportFile;
+
+  void add(CLI::App& app) {
+    command = addCommand(app, "defaults",
+                         "Read and change the preferences domains, shared (group.quorvane.Velmora) and standard "
+                         "(com.quorvane.Velmora.NotificationContent), with values in the JSON forms of the README");
+    command->require_subcommand(1);
+    command->footer(std::string(kDefaultsExamples) + "\n\n" + kCommandFooter);
+    read = verb("read", "Print the domain, or one key's value, as JSON");
+    readKey.add(*read, "KEY", "The key to print (default: the whole domain)");
+    write = verb("write", "Set a key to a JSON value");
+    write->add_option("KEY", writeKey, "The key to set")->required();
+    write->add_option("JSON-VALUE", writeValue, "The value, in the JSON forms")->required();
+    remove = verb("delete", "Remove one key, or every key of the domain");
+    removeKey.add(*remove, "KEY", "The key to remove (default: all of them)");
+    import = verb("import",
+                  "Replace the whole domain with a JSON object (or a property list) read from FILE, or from standard "
+                  "input with -");
+    import->add_option("FILE", importFile, "JSON or property-list file, or -")->required();
+    exportTo = verb("export", "Write the whole domain as a JSON object to FILE or standard output");
+    exportFile.add(*exportTo, "FILE", "Where to write (default: standard output, also -)");
+  }
+
+  DefaultsCommand toCommand() const {
+    using Verb = DefaultsCommand::Verb;
+    if (read->parsed()) return {Verb::kRead, domain, readKey.value(), {}, {}};
+    if (write->parsed()) return {Verb::kWrite, domain, writeKey, writeValue, {}};
+    if (remove->parsed()) return {Verb::kDelete, domain, removeKey.value(), {}, {}};
+    if (import->parsed()) return {Verb::kImport, domain, {}, {}, importFile};
+    return {Verb::kExport, domain, {}, {}, exportFile.value()};
+  }
+
+ private:
+  CLI::App* verb(const char* name, const char* description) {
+    CLI::App* app = addCommand(*command, name, description);
+    app->footer(command->get_footer());
+    app->add_option("DOMAIN", domain, "shared or standard")->required();
+    return app;
+  }
 };
 
 // "A subcommand is required" as a person would put it: which command is
@@ -118,13 +205,6 @@ std::string commandPath(CLI::App& app) {
   return path;
 }
 
-CLI::App* addCommand(CLI::App& app, const char* name, const char* description) {
-  CLI::App* command = app.add_subcommand(name, description);
-  command->fallthrough();  // the global options may follow the command
-  command->footer(kCommandFooter);
-  return command;
-}
-
 }  // namespace
 
 int run(int argc, char** argv) {
@@ -147,70 +227,13 @@ int run(std::vector<std::string> args, const ProcessContext& process, std::istre
   // An option given twice takes its last value, so a script can override an earlier one.
   app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   GlobalArguments global;
+  NotifyArguments notify;
+  RequestArguments request;
+  DefaultsArguments defaults;
   global.add(app);
-
-  NotifyCommand notify;
-  OptionalText category, payload, png, notifyImages;
-  CLI::App* notifyApp =
-      addCommand(app, "notify",
-                 "Expand one notification: create the controller, call viewDidLoad and didReceiveNotification, and "
-                 "print the 27 display slots as JSON. An unknown category is no error: the slots print as created.");
-  category.option = notifyApp->add_option("CATEGORY", category.text, "Category identifier: BEDTIME or TIMEASLEEP");
-  payload.option = notifyApp
-                       ->add_option("--payload", payload.text,
-                                    "Read an APNs-style JSON payload and take the category from aps.category")
-                       ->type_name("FILE");
-  png.option = notifyApp->add_option("--png", png.text, "Also render the expanded notification into a PNG file")
-                   ->type_name("FILE");
-  notifyImages.option =
-      notifyApp->add_option("--images", notifyImages.text, "Write the slot's image as a PNG file into DIR")
-          ->type_name("DIR");
-
-  std::vector<std::string> operationNames;
-  OptionalText requestImages;
-  CLI::App* requestApp = addCommand(
-      app, "request",
-      "Call the named operations in order on one SleepMetricsUI (GroupMetrics.NAME: on one GroupMetrics) and print "
-      "a JSON array of {\"operation\": NAME, \"result\": VALUE}.");
-  requestApp->add_option("OPERATION", operationNames, "Operation names; an unknown name lists the valid ones")
-      ->required()
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  requestImages.option =
-      requestApp->add_option("--images", requestImages.text, "Write each image of the results as a PNG file into DIR")
-          ->type_name("DIR");
-
-  DefaultsCommand defaults;
-  OptionalText key, file;
-  CLI::App* defaultsApp =
-      addCommand(app, "defaults",
-                 "Read and change the preferences domains, shared (group.quorvane.Velmora) and standard "
-                 "(com.quorvane.Velmora.NotificationContent), with values in the JSON forms of the README.");
-  defaultsApp->require_subcommand(1);
-  auto addVerb = [&](const char* name, DefaultsCommand::Verb verb, const char* description) {
-    CLI::App* verbApp = addCommand(*defaultsApp, name, description);
-    verbApp->add_option("DOMAIN", defaults.domain, "shared or standard")->required();
-    verbApp->callback([&defaults, verb] { defaults.verb = verb; });
-    return verbApp;
-  };
-  CLI::App* readApp = addVerb("read", DefaultsCommand::Verb::kRead, "Print the domain, or one key's value, as JSON");
-  key.option = readApp->add_option("KEY", key.text, "The key to print (default: the whole domain)");
-  CLI::App* writeApp = addVerb("write", DefaultsCommand::Verb::kWrite,
-                               "Set a key to a JSON value, e.g. write shared requiredHours 8.0, write shared name "
-                               "'\"Ada\"', write shared start '{\"date\": \"2025-01-06T22:30:00+01:00\"}'");
-  std::string writeKey, writeValue;
-  writeApp->add_option("KEY", writeKey, "The key to set")->required();
-  writeApp->add_option("JSON-VALUE", writeValue, "The value, in the JSON forms")->required();
-  CLI::App* deleteApp = addVerb("delete", DefaultsCommand::Verb::kDelete, "Remove one key, or every key of the domain");
-  OptionalText deleteKey;
-  deleteKey.option = deleteApp->add_option("KEY", deleteKey.text, "The key to remove (default: all of them)");
-  CLI::App* importApp = addVerb("import", DefaultsCommand::Verb::kImport,
-                                "Replace the whole domain with a JSON object (or a property list) read from FILE, "
-                                "or from standard input with -");
-  std::string importFile;
-  importApp->add_option("FILE", importFile, "JSON or property-list file, or -")->required();
-  CLI::App* exportApp = addVerb("export", DefaultsCommand::Verb::kExport,
-                                "Write the whole domain as a JSON object to FILE or standard output");
-  file.option = exportApp->add_option("FILE", file.text, "Where to write (default: standard output, also -)");
+  notify.add(app);
+  request.add(app);
+  defaults.add(app);
 
   try {
     std::reverse(args.begin(), args.end());
@@ -228,27 +251,12 @@ int run(std::vector<std::string> args, const ProcessContext& process, std::istre
     context.warn = [&err](std::string_view message) { err << "velmora: warning: " << message << '\n'; };
   try {
     const Environment env = makeEnvironment(global.options(), context);
-    if (notifyApp->parsed()) {
-      notify.category = category.value();
-      if (auto p = payload.value()) notify.payload = *p;
-      if (auto p = png.value()) notify.png = *p;
-      if (auto p = notifyImages.value()) notify.imagesDir = *p;
-      notify.run(env, out);
-    } else if (requestApp->parsed()) {
-      std::optional<std::filesystem::path> imagesDir;
-      if (auto p = requestImages.value()) imagesDir = *p;
-      runRequest(operationNames, imagesDir, env, out);
-    } else {
-      if (readApp->parsed()) defaults.key = key.value();
-      if (writeApp->parsed()) {
-        defaults.key = writeKey;
-        defaults.value = writeValue;
-      }
-      if (deleteApp->parsed()) defaults.key = deleteKey.value();
-      if (importApp->parsed()) defaults.file = importFile;
-      if (exportApp->parsed()) defaults.file = file.value();
-      defaults.run(env, in, out);
-    }
+    if (notify.command->parsed())
+      notify.toCommand().run(env, out);
+    else if (request.command->parsed())
+      runRequest(request.names, request.images.path(), env, out);
+    else
+      defaults.toCommand().run(env, in, out);
     return 0;
   } catch (const UsageError& error) {
     err << "velmora: " << error.what() << '\n';
