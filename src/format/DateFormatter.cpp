@@ -32,7 +32,7 @@ std::string DateFormatter::stringFromDate(Date date) {
 }
 
 std::optional<Date> DateFormatter::dateFromString(std::string_view text) {
-  if (!format_) return std::nullopt;
+  if (!format_ || text.empty()) return std::nullopt;
   const icu::UnicodeString input = icutext::fromUtf8(text);
   icu::ParsePosition position(0);
   const UDate parsed = format_->parse(input, position);
