@@ -41,6 +41,13 @@ icu::MeasureUnit measureUnit(unsigned bit) {
   }
 }
 
+std::size_t unitIndex(unsigned bit) {
+  for (std::size_t i = 0; i < std::size(kUnits); ++i) {
+    if (kUnits[i].bit == bit) return i;
+  }
+  return std::size(kUnits) - 1;
+}
+
 bool isClockUnit(unsigned bit) {
   return bit == DateComponentsFormatter::kHour || bit == DateComponentsFormatter::kMinute ||
          bit == DateComponentsFormatter::kSecond;
@@ -108,7 +115,12 @@ std::string DateComponentsFormatter::positional(const Part* parts, std::size_t c
   // Hours, minutes and seconds in a row take the locale's clock layout ("7:30", "0:00:07").
   bool clockRun = true;
   for (std::size_t i = 0; i < count; ++i) clockRun = clockRun && isClockUnit(parts[i].unit);
-  if (icu::MeasureFormat* format = clockRun ? measureFormat(UMEASFMT_WIDTH_NUMERIC) : nullptr) {
+  if (clockRun && !clockFormat_) {
+    UErrorCode status = U_ZERO_ERROR;
+    auto format = std::make_unique<icu::MeasureFormat>(locale_, UMEASFMT_WIDTH_NUMERIC, status);
+    if (U_SUCCESS(status)) clockFormat_ = std::move(format);
+  }
+  if (icu::MeasureFormat* format = clockRun ? clockFormat_.get() : nullptr) {
     UErrorCode status = U_ZERO_ERROR;
     std::vector<icu::Measure> measures;
     for (std::size_t i = 0; i < count; ++i) {
@@ -132,31 +144,36 @@ std::string DateComponentsFormatter::positional(const Part* parts, std::size_t c
 }
 
 std::string DateComponentsFormatter::labelled(const Part* parts, std::size_t count, bool negative) {
-  const UMeasureFormatWidth width = unitsStyle == UnitsStyle::kAbbreviated ? UMEASFMT_WIDTH_NARROW
-                                    : unitsStyle == UnitsStyle::kShort     ? UMEASFMT_WIDTH_SHORT
-                                                                           : UMEASFMT_WIDTH_WIDE;
-  icu::MeasureFormat* format = measureFormat(width);
-  if (!format) return {};
+  LabelledStyle* style = labelledStyle(unitsStyle);
+  if (!style) return {};
   UErrorCode status = U_ZERO_ERROR;
-  std::vector<icu::Measure> measures;
+  std::vector<icu::UnicodeString> texts;
+  texts.reserve(count);
   for (std::size_t i = 0; i < count; ++i) {
     const long long value = i == 0 && negative ? -parts[i].value : parts[i].value;
-    measures.emplace_back(icu::Formattable(static_cast<int64_t>(value)),
-                          new icu::MeasureUnit(measureUnit(parts[i].unit)), status);
+    texts.push_back(style->units.at(unitIndex(parts[i].unit)).formatInt(value, status).toString(status));
   }
   icu::UnicodeString out;
-  icu::FieldPosition position(icu::FieldPosition::DONT_CARE);
-  format->formatMeasures(measures.data(), static_cast<int32_t>(measures.size()), out, position, status);
+  style->list->format(texts.data(), static_cast<int32_t>(texts.size()), out, status);
   return U_SUCCESS(status) ? icutext::toUtf8(out) : std::string();
 }
 
-icu::MeasureFormat* DateComponentsFormatter::measureFormat(UMeasureFormatWidth width) {
-  auto& slot = measureFormats_.at(static_cast<std::size_t>(width));
+DateComponentsFormatter::LabelledStyle* DateComponentsFormatter::labelledStyle(UnitsStyle style) {
+  auto& slot = labelledStyles_.at(static_cast<std::size_t>(style));
   if (!slot) {
+    const auto [unitWidth, listWidth] =
+        style == UnitsStyle::kAbbreviated ? std::pair(UNUM_UNIT_WIDTH_NARROW, ULISTFMT_WIDTH_NARROW)
+        : style == UnitsStyle::kShort     ? std::pair(UNUM_UNIT_WIDTH_SHORT, ULISTFMT_WIDTH_SHORT)
+                                          : std::pair(UNUM_UNIT_WIDTH_FULL_NAME, ULISTFMT_WIDTH_WIDE);
+    auto made = std::make_unique<LabelledStyle>();
+    for (std::size_t i = 0; i < std::size(kUnits); ++i) {
+      made->units.at(i) =
+          icu::number::NumberFormatter::withLocale(locale_).unit(measureUnit(kUnits[i].bit)).unitWidth(unitWidth);
+    }
     UErrorCode status = U_ZERO_ERROR;
-    auto format = std::make_unique<icu::MeasureFormat>(locale_, width, status);
-    if (U_FAILURE(status)) return nullptr;
-    slot = std::move(format);
+    made->list.reset(icu::ListFormatter::createInstance(locale_, ULISTFMT_TYPE_UNITS, listWidth, status));
+    if (U_FAILURE(status) || !made->list) return nullptr;
+    slot = std::move(made);
   }
   return slot.get();
 }

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <unicode/listformatter.h>
 #include <unicode/locid.h>
 #include <unicode/measfmt.h>
+#include <unicode/numberformatter.h>
 #include <unicode/numfmt.h>
 
 #include <array>
@@ -46,12 +48,20 @@ class DateComponentsFormatter {
     long long value;
   };
 
+  // The formatters of one labelled style: a number with its unit word for
+  // each unit, and the locale's way of listing units.
+  struct LabelledStyle {
+    std::array<icu::number::LocalizedNumberFormatter, 5> units;  // weeks ... seconds
+    std::unique_ptr<icu::ListFormatter> list;
+  };
+
   std::string positional(const Part* parts, std::size_t count, bool negative);
   std::string labelled(const Part* parts, std::size_t count, bool negative);
-  icu::MeasureFormat* measureFormat(UMeasureFormatWidth width);
+  LabelledStyle* labelledStyle(UnitsStyle style);
 
   icu::Locale locale_;
-  std::array<std::unique_ptr<icu::MeasureFormat>, 4> measureFormats_;  // by width
+  std::array<std::unique_ptr<LabelledStyle>, 4> labelledStyles_;  // by units style
+  std::unique_ptr<icu::MeasureFormat> clockFormat_;               // "7:30", "0:00:07"
   std::unique_ptr<icu::NumberFormat> numberFormat_;
 };
 
