@@ -13,9 +13,12 @@ namespace {
 using testing::isoDate;
 using testing::TestEnvironment;
 
-constexpr const char* kNarrowSpace = "\u202F";  // between a time and its AM/PM marker
+const std::string kNinePM = "9:05\u202FPM";  // a narrow space between the time and its marker
 
 std::string iso(Date date, const char* zone) { return formatIsoDate(date, zone); }
+// The wall clock of a date in a zone, to the minute: "2025-01-08T09:00".
+std::string local(Date date, const char* zone = "Europe/London") { return formatIsoDate(date, zone).substr(0, 16); }
+std::string local(std::optional<Date> date, const char* zone) { return date ? local(*date, zone) : "none"; }
 
 void setNightHour(const Environment& env, Value value) {
   ASSERT_TRUE(UserDefaults::standard(env)->setObject(std::move(value), "nightHour11"));
@@ -28,7 +31,6 @@ struct ClockCase {
   bool twentyFour;
   std::string hourMin;
   std::string hrMn;
-  std::string hrMnSec;
   std::string dayTime;
 };
 
@@ -42,7 +44,6 @@ TEST_P(ClockTimes, FollowTheLocaleClockOnlyWhereTheyShould) {
   EXPECT_EQ(tools.is24hr(), c.twentyFour);
   EXPECT_EQ(tools.hourMin(date), c.hourMin);
   EXPECT_EQ(tools.hrMn(date), c.hrMn);
-  EXPECT_EQ(tools.hrMnSec(date), c.hrMnSec);
   EXPECT_EQ(tools.dayTime(date), c.dayTime);
   // Whatever the locale's clock: fixed patterns and the POSIX hour.
   EXPECT_EQ(tools.hrMn24(date), "21:05");
@@ -53,13 +54,10 @@ TEST_P(ClockTimes, FollowTheLocaleClockOnlyWhereTheyShould) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Locales, ClockTimes,
-                         ::testing::Values(ClockCase{"en_US", false, "9:05PM",
-                                                     std::string("9:05") + kNarrowSpace + "PM",
-                                                     std::string("9:05:09") + kNarrowSpace + "PM",
-                                                     std::string("9:05") + kNarrowSpace + "PM"},
-                                           ClockCase{"en_GB", true, "9:05pm", "21:05", "21:05:09", "21:05"},
-                                           ClockCase{"en_US@hours=h23", true, "9:05PM", "21:05", "21:05:09", "21:05"},
-                                           ClockCase{"de_DE", true, "9:05PM", "21:05", "21:05:09", "21:05"}),
+                         ::testing::Values(ClockCase{"en_US", false, "9:05PM", kNinePM, kNinePM},
+                                           ClockCase{"en_GB", true, "9:05pm", "21:05", "21:05"},
+                                           ClockCase{"en_US@hours=h23", true, "9:05PM", "21:05", "21:05"},
+                                           ClockCase{"de_DE", true, "9:05PM", "21:05", "21:05"}),
                          [](const auto& param) { return std::to_string(param.index); });
 
 TEST(ClockTimes, MorningHoursAndTheCurrentYear) {
@@ -67,8 +65,6 @@ TEST(ClockTimes, MorningHoursAndTheCurrentYear) {
   FormatTools tools(env);
   EXPECT_EQ(tools.dayTimeNoSuffix(env.now), "09:03");  // the template "H:mm" widens to the locale's "HH:mm"
   EXPECT_EQ(tools.hrMn24(env.now), "9:03");
-  EXPECT_EQ(tools.HHmm(env.now), "09:03");
-  EXPECT_EQ(tools.currentHour(env.now), 9);
   EXPECT_EQ(tools.currentYear(), 2025);
 }
 
@@ -94,11 +90,10 @@ INSTANTIATE_TEST_SUITE_P(Thresholds, WhenString,
                                            AgoCase{0, "just now"}, AgoCase{59, "just now"}, AgoCase{60, "a minute ago"},
                                            AgoCase{90, "a minute ago"}, AgoCase{120, "2 minutes ago"},
                                            AgoCase{3600, "60 minutes ago"}, AgoCase{3601, "an hour ago"},
-                                           AgoCase{7199, "an hour ago"}, AgoCase{7200, "2 hours ago"},
-                                           AgoCase{kDay, "24 hours ago"}, AgoCase{90000, "a day ago"},
-                                           AgoCase{6 * kDay, "6 days ago"}, AgoCase{7 * kDay, "7 days ago"},
-                                           AgoCase{13 * kDay, "13 days ago"}, AgoCase{14 * kDay, "2 weeks ago"},
-                                           AgoCase{27 * kDay, "3 weeks ago"}, AgoCase{28 * kDay, "4 weeks ago"},
+                                           AgoCase{7200, "2 hours ago"}, AgoCase{kDay, "24 hours ago"},
+                                           AgoCase{90000, "a day ago"}, AgoCase{6 * kDay, "6 days ago"},
+                                           AgoCase{7 * kDay, "7 days ago"}, AgoCase{13 * kDay, "13 days ago"},
+                                           AgoCase{14 * kDay, "2 weeks ago"}, AgoCase{28 * kDay, "4 weeks ago"},
                                            // Beyond four weeks the date itself, in the locale's order.
                                            AgoCase{29 * kDay, "Fri, Feb 14, 2025, 12:00\u202FPM"}));
 
@@ -116,30 +111,20 @@ TEST(SentenceCapitalized, FirstCharacterUpperTheRestLower) {
   TestEnvironment env;
   FormatTools tools(env);
   EXPECT_EQ(tools.sentenceCapitalizedString("hELLO wORLD"), "Hello world");
-  EXPECT_EQ(tools.sentenceCapitalizedString("ALL SLEEP RINGS CLOSED!"), "All sleep rings closed!");
   EXPECT_EQ(tools.sentenceCapitalizedString("ätna"), "Ätna");
   EXPECT_EQ(tools.sentenceCapitalizedString(""), "");
 }
 
 // --- Durations ---------------------------------------------------------------------
 
+using DurationMethod = std::string (FormatTools::*)(double);
+
 struct DurationCase {
   const char* locale;
-  const char* method;
+  DurationMethod method;
   double seconds;
   const char* text;
 };
-
-std::string formatDuration(FormatTools& tools, std::string_view method, double seconds) {
-  if (method == "time") return tools.formattedTimeInterval(seconds);
-  if (method == "longTime") return tools.formattedLongTimeInterval(seconds);
-  if (method == "min") return tools.formattedMinInterval(seconds);
-  if (method == "shortTime") return tools.formattedShortTimeInterval(seconds);
-  if (method == "hms") return tools.formattedShortHMSInterval(seconds);
-  if (method == "longMin") return tools.formattedLongMinInterval(seconds);
-  ADD_FAILURE() << "no duration method " << method;
-  return {};
-}
 
 class Durations : public ::testing::TestWithParam<DurationCase> {};
 
@@ -147,42 +132,38 @@ TEST_P(Durations, UseTheirStyleUnitsAndZeroBehaviour) {
   const DurationCase& c = GetParam();
   TestEnvironment env("2025-01-06T15:00:00+01:00", "Europe/Berlin", c.locale);
   FormatTools tools(env);
-  EXPECT_EQ(formatDuration(tools, c.method, c.seconds), c.text) << c.method << " of " << c.seconds;
+  EXPECT_EQ((tools.*c.method)(c.seconds), c.text) << c.seconds << " s";
 }
 
-INSTANTIATE_TEST_SUITE_P(English, Durations,
-                         ::testing::Values(DurationCase{"en_US", "time", 27000, "7h 30m"},
-                                           DurationCase{"en_US", "time", 1800, "0h 30m"},   // padded
-                                           DurationCase{"en_US", "time", 0, "0h 0m"},       //
-                                           DurationCase{"en_US", "time", 7259.9, "2h 0m"},  // leftover seconds dropped
-                                           DurationCase{"en_US", "time", -5400,
-                                                        "-1h 30m"},                      // one sign, on the first unit
-                                           DurationCase{"en_US", "time", -30, "0h 0m"},  //
-                                           DurationCase{"en_US", "time", 100 * 3600.0, "100h 0m"},
-                                           DurationCase{"en_US", "longTime", 27000, "7 hours, 30 minutes"},
-                                           DurationCase{"en_US", "longTime", 3660, "1 hour, 1 minute"},
-                                           DurationCase{"en_US", "min", 27000, "450m"},        //
-                                           DurationCase{"en_US", "min", 59, "0m"},             //
-                                           DurationCase{"en_US", "shortTime", 27000, "7:30"},  //
-                                           DurationCase{"en_US", "shortTime", 3600, "1:00"},   // trailing zeros kept
-                                           DurationCase{"en_US", "shortTime", 300, "5"},    // leading zero hour dropped
-                                           DurationCase{"en_US", "shortTime", -300, "-5"},  //
-                                           DurationCase{"en_US", "hms", 7, "0:00:07"},      // padded
-                                           DurationCase{"en_US", "hms", 27005, "7:30:05"},  //
-                                           DurationCase{"en_US", "longMin", 27000, "450 min"},  //
-                                           DurationCase{"en_US", "longMin", 60, "1 min"},       //
-                                           DurationCase{"en_GB", "time", 27000, "7h 30m"}));
+constexpr DurationMethod kTime = &FormatTools::formattedTimeInterval;
+constexpr DurationMethod kLongTime = &FormatTools::formattedLongTimeInterval;
+constexpr DurationMethod kMin = &FormatTools::formattedMinInterval;
+constexpr DurationMethod kShortTime = &FormatTools::formattedShortTimeInterval;
+constexpr DurationMethod kHMS = &FormatTools::formattedShortHMSInterval;
+constexpr DurationMethod kLongMin = &FormatTools::formattedLongMinInterval;
+
+INSTANTIATE_TEST_SUITE_P(
+    English, Durations,
+    ::testing::Values(DurationCase{"en_US", kTime, 27000, "7h 30m"}, DurationCase{"en_US", kTime, 1800, "0h 30m"},
+                      DurationCase{"en_US", kTime, 7259.9, "2h 0m"},   // leftover seconds are dropped
+                      DurationCase{"en_US", kTime, -5400, "-1h 30m"},  // one sign, on the first unit
+                      DurationCase{"en_US", kTime, -30, "0h 0m"},
+                      DurationCase{"en_US", kLongTime, 27000, "7 hours, 30 minutes"},
+                      DurationCase{"en_US", kLongTime, 3660, "1 hour, 1 minute"},
+                      DurationCase{"en_US", kMin, 27000, "450m"}, DurationCase{"en_US", kMin, 59, "0m"},
+                      DurationCase{"en_US", kShortTime, 27000, "7:30"}, DurationCase{"en_US", kShortTime, 3600, "1:00"},
+                      DurationCase{"en_US", kShortTime, 300, "5"},  // the leading zero hour goes
+                      DurationCase{"en_US", kShortTime, -300, "-5"}, DurationCase{"en_US", kHMS, 7, "0:00:07"},
+                      DurationCase{"en_US", kLongMin, 27000, "450 min"},
+                      DurationCase{"en_GB", kTime, 27000, "7h 30m"}));
 
 INSTANTIATE_TEST_SUITE_P(German, Durations,
-                         ::testing::Values(DurationCase{"de_DE", "time", 27000, "7 Std., 30 Min."},
-                                           DurationCase{"de_DE", "time", 1800, "0 Std., 30 Min."},
-                                           DurationCase{"de_DE", "longTime", 27000, "7 Stunden, 30 Minuten"},
-                                           DurationCase{"de_DE", "longTime", 3660, "1 Stunde, 1 Minute"},
-                                           DurationCase{"de_DE", "min", 27000, "450 Min."},
-                                           DurationCase{"de_DE", "shortTime", 27000, "7:30"},
-                                           DurationCase{"de_DE", "shortTime", 300, "5"},
-                                           DurationCase{"de_DE", "hms", 7, "0:00:07"},
-                                           DurationCase{"de_DE", "longMin", 90000, "1.500 Min."}));
+                         ::testing::Values(DurationCase{"de_DE", kTime, 27000, "7 Std., 30 Min."},
+                                           DurationCase{"de_DE", kTime, 1800, "0 Std., 30 Min."},
+                                           DurationCase{"de_DE", kLongTime, 3660, "1 Stunde, 1 Minute"},
+                                           DurationCase{"de_DE", kShortTime, 300, "5"},
+                                           DurationCase{"de_DE", kHMS, 27005, "7:30:05"},
+                                           DurationCase{"de_DE", kLongMin, 90000, "1.500 Min."}));
 
 TEST(Durations, DaysIntervalKeepsTheZeroBehaviourOfThePreviousCall) {
   TestEnvironment env("2025-01-06T15:00:00+01:00", "Europe/Berlin", "en_US");
@@ -195,8 +176,6 @@ TEST(Durations, DaysIntervalKeepsTheZeroBehaviourOfThePreviousCall) {
   tools.formattedTimeInterval(60);
   EXPECT_EQ(tools.formattedDaysInterval(3 * kDay), "0w 3d");
   EXPECT_EQ(tools.formattedDaysInterval(14 * kDay), "2w 0d");
-  tools.formattedShortTimeInterval(60);
-  EXPECT_EQ(tools.formattedDaysInterval(14 * kDay), "2w");
 }
 
 struct UnitWordCase {
@@ -226,23 +205,13 @@ TEST(DatePatterns, FixedPatternsInEnglish) {
   TestEnvironment env("2025-01-06T21:30:00+01:00", "Europe/Berlin", "en_US");
   FormatTools tools(env);
   const Date monday = env.now;
-  EXPECT_EQ(tools.CSVDate(monday), "2025-01-06 21:30:00");
-  EXPECT_EQ(tools.CSVYMD(monday), "2025-01-06");
   EXPECT_EQ(tools.YYMMDD(monday), "20250106");
   EXPECT_EQ(tools.YYMMDD(isoDate("2025-01-06T23:59:59+01:00")), "20250106");
   EXPECT_EQ(tools.YYMMDD(isoDate("2025-01-06T23:30:00+00:00")), "20250107");  // read in the run's zone
   EXPECT_EQ(tools.monthDateYear(monday), "January 6, 2025");
-  EXPECT_EQ(tools.shortDate(monday), "Monday");
-  EXPECT_EQ(tools.shortDay(monday), "Mon 6");
-  EXPECT_EQ(tools.shortDayMonth(monday), "Mon Jan 6");
   EXPECT_EQ(tools.shortDayMonthYear(monday), "Mon Jan 6, 2025");
   EXPECT_EQ(tools.shortDayC(monday), "Mon6");
-  EXPECT_EQ(tools.shortDayOnly(monday), "Mon");
   EXPECT_EQ(tools.veryShortDayOnly(isoDate("2025-01-09T12:00:00+01:00")), "T");
-  EXPECT_EQ(tools.shortMD(monday), "Jan 6");
-  EXPECT_EQ(tools.shortMonth(monday), "Jan");
-  EXPECT_EQ(tools.longMonth(monday), "January");
-  EXPECT_EQ(tools.dateInMonth(monday), "6");
   EXPECT_EQ(tools.dayMonthDateTime(monday), "9:30PM Monday, January 6");
   EXPECT_EQ(tools.dayDateTime(monday), "9:30PM Monday");
 }
@@ -253,7 +222,6 @@ TEST(DatePatterns, WeekBasedYearAtTheTurnOfTheYear) {
   const Date monday = env.now;
   EXPECT_EQ(tools.yearOfDate(monday), "2025");
   EXPECT_EQ(tools.shortDayMonthYear(monday), "Mon Dec 30, 2025");
-  EXPECT_EQ(tools.CSVYMD(monday), "2024-12-30");
   EXPECT_EQ(tools.yearOfDate(isoDate("2024-12-27T12:00:00+01:00")), "2024");
 }
 
@@ -289,10 +257,9 @@ struct TemplateCase {
   const char* locale;
   const char* dayDate;
   const char* dayMonthDate;
-  const char* dayMonthDateYear;
   const char* ddmmyy;
-  const char* ddmm;
   const char* ddmmm;
+  const char* shorthhmmDDMMYY;
 };
 
 class LocaleTemplates : public ::testing::TestWithParam<TemplateCase> {};
@@ -303,26 +270,19 @@ TEST_P(LocaleTemplates, OrderFieldsAsTheRegionDoes) {
   FormatTools tools(env);
   EXPECT_EQ(tools.dayDate(env.now), c.dayDate);
   EXPECT_EQ(tools.dayMonthDate(env.now), c.dayMonthDate);
-  EXPECT_EQ(tools.dayMonthDateYear(env.now), c.dayMonthDateYear);
   EXPECT_EQ(tools.ddmmyy(env.now), c.ddmmyy);
-  EXPECT_EQ(tools.ddmm(env.now), c.ddmm);
   EXPECT_EQ(tools.ddmmm(env.now), c.ddmmm);
+  EXPECT_EQ(tools.shorthhmmDDMMYY(env.now), c.shorthhmmDDMMYY);
 }
 
 INSTANTIATE_TEST_SUITE_P(Locales, LocaleTemplates,
-                         ::testing::Values(TemplateCase{"en_US", "6 Monday", "Monday, January 6", "Monday, Jan 6, 2025",
-                                                        "1/6/25", "1/6", "Jan 6"},
-                                           TemplateCase{"en_GB", "Monday 6", "Monday, 6 January", "Monday, 6 Jan 2025",
-                                                        "06/01/25", "06/01", "6 Jan"},
-                                           TemplateCase{"de_DE", "Montag, 6.", "Montag, 6. Januar",
-                                                        "Montag, 6. Jan. 2025", "6.1.25", "6.1.", "6. Jan."}),
+                         ::testing::Values(TemplateCase{"en_US", "6 Monday", "Monday, January 6", "1/6/25", "Jan 6",
+                                                        "Mon, 1/6/25, 9:30\u202FPM"},
+                                           TemplateCase{"en_GB", "Monday 6", "Monday, 6 January", "06/01/25", "6 Jan",
+                                                        "Mon, 06/01/25, 9:30\u202Fpm"},
+                                           TemplateCase{"de_DE", "Montag, 6.", "Montag, 6. Januar", "6.1.25", "6. Jan.",
+                                                        "Mo., 6.1.25, 9:30\u202FPM"}),
                          [](const auto& param) { return std::string(param.param.locale); });
-
-TEST(DatePatterns, ShortTimeAndDateFollowTheRegion) {
-  TestEnvironment env("2025-01-06T21:30:00+01:00", "Europe/Berlin", "en_US");
-  FormatTools tools(env);
-  EXPECT_EQ(tools.shorthhmmDDMMYY(env.now), "Mon, 1/6/25, 9:30\u202FPM");
-}
 
 TEST(IsoDates, InternetFormInTheRunsZone) {
   TestEnvironment berlin("2025-01-06T21:30:00.75+01:00", "Europe/Berlin", "en_US");
@@ -339,109 +299,92 @@ TEST(IsoDates, InternetFormInTheRunsZone) {
 struct NightCase {
   const char* now;
   const char* zone;
-  int nightHour;  // -100: nothing stored
+  int nightHour;  // kUnset: nothing stored
   const char* nowDate;
   const char* fromSeed0;
   const char* fromSeedMinus1;
 };
+
+constexpr int kUnset = -100;
 
 class Nights : public ::testing::TestWithParam<NightCase> {};
 
 TEST_P(Nights, BeginAtTheNightHour) {
   const NightCase& c = GetParam();
   TestEnvironment env(c.now, c.zone, "en_GB");
-  if (c.nightHour != -100) setNightHour(env, Value::integer(c.nightHour));
+  if (c.nightHour != kUnset) setNightHour(env, Value::integer(c.nightHour));
   FormatTools tools(env);
-  auto text = [&](std::optional<Date> d) { return d ? iso(*d, c.zone) : std::string("none"); };
-  EXPECT_EQ(text(tools.nowDate()), c.nowDate);
-  EXPECT_EQ(text(tools.fromDateForSeed(0)), c.fromSeed0);
-  EXPECT_EQ(text(tools.fromDateForSeed(-1)), c.fromSeedMinus1);
+  EXPECT_EQ(local(tools.nowDate(), c.zone), c.nowDate);
+  EXPECT_EQ(local(tools.fromDateForSeed(0), c.zone), c.fromSeed0);
+  EXPECT_EQ(local(tools.fromDateForSeed(-1), c.zone), c.fromSeedMinus1);
 }
+
+constexpr const char* kLondon = "Europe/London";
 
 INSTANTIATE_TEST_SUITE_P(
     Boundaries, Nights,
     ::testing::Values(
         // Default night hour 21: before it the night began yesterday.
-        NightCase{"2025-01-08T10:00:00+00:00", "Europe/London", -100, "2025-01-08T09:00:00+00:00",
-                  "2025-01-07T21:00:00+00:00", "2025-01-06T21:00:00+00:00"},
-        NightCase{"2025-01-08T20:59:59+00:00", "Europe/London", -100, "2025-01-08T09:00:00+00:00",
-                  "2025-01-07T21:00:00+00:00", "2025-01-06T21:00:00+00:00"},
-        NightCase{"2025-01-08T21:00:00+00:00", "Europe/London", -100, "2025-01-09T09:00:00+00:00",
-                  "2025-01-08T21:00:00+00:00", "2025-01-07T21:00:00+00:00"},
-        NightCase{"2025-01-08T22:00:00+00:00", "Europe/London", 21, "2025-01-09T09:00:00+00:00",
-                  "2025-01-08T21:00:00+00:00", "2025-01-07T21:00:00+00:00"},
+        NightCase{"2025-01-08T10:00:00Z", kLondon, kUnset, "2025-01-08T09:00", "2025-01-07T21:00", "2025-01-06T21:00"},
+        NightCase{"2025-01-08T20:59:59Z", kLondon, kUnset, "2025-01-08T09:00", "2025-01-07T21:00", "2025-01-06T21:00"},
+        NightCase{"2025-01-08T21:00:00Z", kLondon, 21, "2025-01-09T09:00", "2025-01-08T21:00", "2025-01-07T21:00"},
         // Night hour 0: the night is the calendar day.
-        NightCase{"2025-01-08T00:30:00+00:00", "Europe/London", 0, "2025-01-08T12:00:00+00:00",
-                  "2025-01-08T00:00:00+00:00", "2025-01-07T00:00:00+00:00"},
-        NightCase{"2025-01-08T23:30:00+00:00", "Europe/London", 0, "2025-01-08T12:00:00+00:00",
-                  "2025-01-08T00:00:00+00:00", "2025-01-07T00:00:00+00:00"},
+        NightCase{"2025-01-08T00:30:00Z", kLondon, 0, "2025-01-08T12:00", "2025-01-08T00:00", "2025-01-07T00:00"},
+        NightCase{"2025-01-08T23:30:00Z", kLondon, 0, "2025-01-08T12:00", "2025-01-08T00:00", "2025-01-07T00:00"},
         // A negative hour gives no night; other seeds still carry the hour back a day.
-        NightCase{"2025-01-08T10:00:00+00:00", "Europe/London", -1, "none", "none", "2025-01-05T23:00:00+00:00"},
-        // Twelve hours after a night start in winter time is 10:00 summer time.
-        NightCase{"2025-03-30T00:30:00+00:00", "Europe/London", -100, "2025-03-30T10:00:00+01:00",
-                  "2025-03-29T21:00:00+00:00", "2025-03-28T21:00:00+00:00"},
-        NightCase{"2025-11-02T08:00:00-05:00", "America/New_York", -100, "2025-11-02T08:00:00-05:00",
-                  "2025-11-01T21:00:00-04:00", "2025-10-31T21:00:00-04:00"}));
+        NightCase{"2025-01-08T10:00:00Z", kLondon, -1, "none", "none", "2025-01-05T23:00"},
+        // Twelve hours after a night start in winter time is 10:00 summer time, and the reverse.
+        NightCase{"2025-03-30T00:30:00Z", kLondon, kUnset, "2025-03-30T10:00", "2025-03-29T21:00", "2025-03-28T21:00"},
+        NightCase{"2025-11-02T08:00:00-05:00", "America/New_York", kUnset, "2025-11-02T08:00", "2025-11-01T21:00",
+                  "2025-10-31T21:00"}));
 
 TEST(Nights, NightHourIsReadAfreshAndLeniently) {
   TestEnvironment env("2025-01-08T10:00:00+00:00", "Europe/London", "en_GB");
   FormatTools tools(env);
-  EXPECT_EQ(iso(*tools.nowDate(), "UTC"), "2025-01-08T09:00:00+00:00");
+  EXPECT_EQ(local(tools.nowDate(), kLondon), "2025-01-08T09:00");
   setNightHour(env, Value("8 o'clock"));  // a text reads its leading number
-  EXPECT_EQ(iso(*tools.nowDate(), "UTC"), "2025-01-08T20:00:00+00:00");
+  EXPECT_EQ(local(tools.nowDate(), kLondon), "2025-01-08T20:00");
   setNightHour(env, Value::real(22.7));
-  EXPECT_EQ(iso(*tools.nowDate(), "UTC"), "2025-01-08T10:00:00+00:00");
+  EXPECT_EQ(local(tools.nowDate(), kLondon), "2025-01-08T10:00");
 }
 
+// Seeds count calendar days, whatever the length of the days in between.
 struct SeedCase {
+  const char* zone;
+  const char* now;
   const char* date;
   int seed;
 };
 
-// Now is 00:30 on the morning the clocks go forward in London; the night
-// began at 21:00 on the 29th and nowDate is 09:00 on the 30th.
-class SeedsAcrossSpringForward : public ::testing::TestWithParam<SeedCase> {};
+class Seeds : public ::testing::TestWithParam<SeedCase> {};
 
-TEST_P(SeedsAcrossSpringForward, CountCalendarDays) {
-  TestEnvironment env("2025-03-30T00:30:00+00:00", "Europe/London", "en_GB");
+TEST_P(Seeds, CountCalendarDaysAcrossClockChanges) {
+  const SeedCase& c = GetParam();
+  TestEnvironment env(c.now, c.zone, "en_GB");
   FormatTools tools(env);
-  EXPECT_EQ(tools.seedForDate(isoDate(GetParam().date)), GetParam().seed) << GetParam().date;
+  EXPECT_EQ(tools.seedForDate(isoDate(c.date)), c.seed) << c.date;
 }
+
+// London 00:30 on the spring-forward morning: nowDate is 10:00 summer time that day.
+constexpr const char* kLondonSpring = "2025-03-30T00:30:00+00:00";
+// New York the morning after falling back, and the morning after springing forward.
+constexpr const char* kNewYorkFall = "2025-11-03T10:00:00-05:00";
+constexpr const char* kNewYorkSpring = "2025-03-10T10:00:00-04:00";
 
 INSTANTIATE_TEST_SUITE_P(
-    London, SeedsAcrossSpringForward,
-    ::testing::Values(SeedCase{"2025-03-30T00:10:00+00:00", 0},  // before 04:00 of the day
-                      SeedCase{"2025-03-30T23:59:00+01:00", 0}, SeedCase{"2025-03-29T23:59:00+00:00", -1},
-                      SeedCase{"2025-03-29T04:00:00+00:00", -1}, SeedCase{"2025-03-28T12:00:00+00:00", -2},
-                      SeedCase{"2025-03-23T12:00:00+00:00", -7}, SeedCase{"2025-03-31T12:00:00+01:00", 1}));
-
-class SeedsAcrossFallBack : public ::testing::TestWithParam<SeedCase> {};
-
-TEST_P(SeedsAcrossFallBack, CountCalendarDays) {
-  // 10:00 after New York's clocks went back on 2 November, and London's on 26 October.
-  TestEnvironment newYork("2025-11-03T10:00:00-05:00", "America/New_York", "en_US");
-  FormatTools tools(newYork);
-  EXPECT_EQ(tools.seedForDate(isoDate(GetParam().date)), GetParam().seed) << GetParam().date;
-}
-
-INSTANTIATE_TEST_SUITE_P(NewYork, SeedsAcrossFallBack,
-                         ::testing::Values(SeedCase{"2025-11-03T01:00:00-05:00", 0},
-                                           SeedCase{"2025-11-02T23:00:00-05:00", -1},
-                                           SeedCase{"2025-11-02T00:30:00-04:00", -1},
-                                           SeedCase{"2025-11-01T12:00:00-04:00", -2},
-                                           SeedCase{"2025-10-27T12:00:00-04:00", -7}));
-
-TEST(Seeds, CountCalendarDaysOverBothChangesOfAYear) {
-  TestEnvironment london("2025-10-27T10:00:00+00:00", "Europe/London", "en_GB");
-  FormatTools tools(london);
-  EXPECT_EQ(tools.seedForDate(isoDate("2025-10-26T12:00:00+00:00")), -1);
-  EXPECT_EQ(tools.seedForDate(isoDate("2025-10-25T12:00:00+01:00")), -2);
-  TestEnvironment newYork("2025-03-10T10:00:00-04:00", "America/New_York", "en_US");
-  FormatTools ny(newYork);
-  EXPECT_EQ(ny.seedForDate(isoDate("2025-03-09T12:00:00-04:00")), -1);
-  EXPECT_EQ(ny.seedForDate(isoDate("2025-03-08T12:00:00-05:00")), -2);
-  EXPECT_EQ(ny.seedForDate(isoDate("2025-02-08T12:00:00-05:00")), -30);
-}
+    Zones, Seeds,
+    ::testing::Values(SeedCase{"Europe/London", kLondonSpring, "2025-03-30T00:10:00+00:00", 0},  // before 04:00
+                      SeedCase{"Europe/London", kLondonSpring, "2025-03-30T23:59:00+01:00", 0},
+                      SeedCase{"Europe/London", kLondonSpring, "2025-03-29T23:59:00+00:00", -1},
+                      SeedCase{"Europe/London", kLondonSpring, "2025-03-28T12:00:00+00:00", -2},
+                      SeedCase{"Europe/London", kLondonSpring, "2025-03-31T12:00:00+01:00", 1},
+                      SeedCase{"Europe/London", "2025-10-27T10:00:00+00:00", "2025-10-26T12:00:00+00:00", -1},
+                      SeedCase{"Europe/London", "2025-10-27T10:00:00+00:00", "2025-10-25T12:00:00+01:00", -2},
+                      SeedCase{"America/New_York", kNewYorkFall, "2025-11-03T01:00:00-05:00", 0},
+                      SeedCase{"America/New_York", kNewYorkFall, "2025-11-02T00:30:00-04:00", -1},
+                      SeedCase{"America/New_York", kNewYorkFall, "2025-11-01T12:00:00-04:00", -2},
+                      SeedCase{"America/New_York", kNewYorkSpring, "2025-03-09T12:00:00-04:00", -1},
+                      SeedCase{"America/New_York", kNewYorkSpring, "2025-02-08T12:00:00-05:00", -30}));
 
 // --- Calendar dates -------------------------------------------------------------------
 
@@ -449,34 +392,26 @@ TEST(CalendarDates, OutOfRangeComponentsCarry) {
   TestEnvironment env("2025-01-15T10:00:00+00:00", "Europe/London", "en_GB");
   FormatTools tools(env);
   const Date d = env.now;
-  auto at = [&](int y, int mo, int day, int h, int mi) {
-    return iso(tools.dateForDate(d, y, mo, day, h, mi), "Europe/London");
-  };
-  EXPECT_EQ(at(2025, 13, 1, 3, 0), "2026-01-01T03:00:00+00:00");
-  EXPECT_EQ(at(2025, 3, 0, 3, 0), "2025-02-28T03:00:00+00:00");
-  EXPECT_EQ(at(2024, 3, 0, 3, 0), "2024-02-29T03:00:00+00:00");
-  EXPECT_EQ(at(2025, 1, 35, 25, 61), "2025-02-05T02:01:00+00:00");
-  EXPECT_EQ(at(2025, 0, 1, 0, 0), "2024-12-01T00:00:00+00:00");
-  EXPECT_EQ(at(2025, 6, 1, 21, 30), "2025-06-01T21:30:00+01:00");
-
-  EXPECT_EQ(iso(tools.startDateForDaysAgo(3, isoDate("2025-03-02T18:00:00+00:00")), "Europe/London"),
-            "2025-02-27T03:00:00+00:00");
-  EXPECT_EQ(iso(tools.startDateForDaysAgo(3, isoDate("2024-03-02T18:00:00+00:00")), "Europe/London"),
-            "2024-02-28T03:00:00+00:00");
-  EXPECT_EQ(iso(tools.startDateForDaysAgo(-1, isoDate("2024-12-31T18:00:00+00:00")), "Europe/London"),
-            "2025-01-01T03:00:00+00:00");
-  EXPECT_EQ(iso(tools.dateForDate(d, -1, 0), "Europe/London"), "2025-01-14T23:00:00+00:00");
+  auto at = [&](int y, int mo, int day, int h, int mi) { return local(tools.dateForDate(d, y, mo, day, h, mi)); };
+  EXPECT_EQ(at(2025, 13, 1, 3, 0), "2026-01-01T03:00");
+  EXPECT_EQ(at(2025, 3, 0, 3, 0), "2025-02-28T03:00");
+  EXPECT_EQ(at(2024, 3, 0, 3, 0), "2024-02-29T03:00");
+  EXPECT_EQ(at(2025, 1, 35, 25, 61), "2025-02-05T02:01");
+  EXPECT_EQ(at(2025, 0, 1, 0, 0), "2024-12-01T00:00");
+  EXPECT_EQ(local(tools.dateForDate(d, -1, 0)), "2025-01-14T23:00");
   EXPECT_EQ(tools.epochIntervalForDate(d, 21, 30), 1736976600.0);
+
+  EXPECT_EQ(local(tools.startDateForDaysAgo(3, isoDate("2025-03-02T18:00:00Z"))), "2025-02-27T03:00");
+  EXPECT_EQ(local(tools.startDateForDaysAgo(3, isoDate("2024-03-02T18:00:00Z"))), "2024-02-28T03:00");
 }
 
 TEST(CalendarDates, MonthsAgoCarryIntoEarlierYears) {
   TestEnvironment env("2025-01-20T10:00:00+00:00", "Europe/London", "en_US");
   FormatTools tools(env);
-  EXPECT_EQ(iso(tools.startOfMonthMonthsAgo(0), "Europe/London"), "2025-01-01T03:00:00+00:00");
-  EXPECT_EQ(iso(tools.startOfMonthMonthsAgo(1), "Europe/London"), "2024-12-01T03:00:00+00:00");
-  EXPECT_EQ(iso(tools.startOfMonthMonthsAgo(13), "Europe/London"), "2023-12-01T03:00:00+00:00");
+  EXPECT_EQ(local(tools.startOfMonthMonthsAgo(0)), "2025-01-01T03:00");
+  EXPECT_EQ(local(tools.startOfMonthMonthsAgo(1)), "2024-12-01T03:00");
+  EXPECT_EQ(local(tools.startOfMonthMonthsAgo(13)), "2023-12-01T03:00");
   EXPECT_EQ(tools.nameOfMonthMonthsAgo(1), "Dec");
-  EXPECT_EQ(tools.nameOfMonthMonthsAgo(6), "Jul");
 }
 
 TEST(CalendarDates, SkippedWallTimesMoveForward) {
@@ -485,7 +420,7 @@ TEST(CalendarDates, SkippedWallTimesMoveForward) {
   EXPECT_EQ(iso(tools.dateForDate(env.now, 1, 30), "Europe/London"), "2025-03-30T02:30:00+01:00");
   EXPECT_EQ(tools.intervalSinceMidnight(isoDate("2025-03-30T03:00:00+01:00")), 7200.0);
   EXPECT_EQ(tools.intervalSinceMidnight(isoDate("2025-03-30T00:20:00.5+00:00")), 1200.5);
-  EXPECT_EQ(iso(tools.getMidnight(), "Europe/London"), "2025-03-30T00:00:00+00:00");
+  EXPECT_EQ(local(tools.getMidnight()), "2025-03-30T00:00");
 }
 
 TEST(CalendarDates, WeekdaysCountFromSunday) {
@@ -493,7 +428,6 @@ TEST(CalendarDates, WeekdaysCountFromSunday) {
   FormatTools tools(env);
   EXPECT_EQ(tools.getWeekdayNoForDate(isoDate("2025-01-05T12:00:00+00:00")), 1);
   EXPECT_EQ(tools.getWeekdayNoForDate(isoDate("2025-01-06T12:00:00+00:00")), 2);
-  EXPECT_EQ(tools.getWeekdayNoForDate(isoDate("2025-01-11T23:59:00+00:00")), 7);
   EXPECT_EQ(tools.dayNoOfDate(isoDate("2025-01-11T23:59:00+00:00")), 7);
   EXPECT_EQ(tools.getWeekdayNoForDate(isoDate("2025-01-11T23:59:00-01:00")), 1);  // already Sunday in London
 }
@@ -525,7 +459,6 @@ INSTANTIATE_TEST_SUITE_P(Zones, DaylightSaving,
                                            DaylightCase{"Europe/London", "2025-01-06T12:00:00+00:00", 0, 0, 0},
                                            DaylightCase{"America/New_York", "2025-03-09T23:00:00-04:00", -1, 2, 1},
                                            DaylightCase{"America/New_York", "2025-11-02T01:30:00-05:00", 1, 2, 1},
-                                           DaylightCase{"America/New_York", "2025-07-04T12:00:00-04:00", 0, 0, 0},
                                            DaylightCase{"Asia/Tokyo", "2025-03-30T12:00:00+09:00", 0, 0, 0}));
 
 }  // namespace
