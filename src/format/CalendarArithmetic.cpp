@@ -50,19 +50,27 @@ Date dateFromComponents(icu::Calendar& cal, const Components& c) {
   return Date::fromIcuMillis(millis);
 }
 
-Date atTimeOfDay(icu::Calendar& cal, Date date, int hour, int minute) {
+// The date rebuilt from its components after a change to them. A date that
+// is no date (not finite) stays no date.
+template <typename Change>
+Date rebuilt(icu::Calendar& cal, Date date, Change change) {
+  if (!std::isfinite(date.seconds)) return date;
   Components c = componentsOf(cal, date);
-  c.hour = hour;
-  c.minute = minute;
-  c.second = 0;
+  change(c);
   return dateFromComponents(cal, c);
 }
 
-// The stored night hour as a calendar field; absurd values are held to the
-// field's range rather than wrapped.
-int hourField(std::int64_t nightHour) {
-  return static_cast<int>(std::clamp<std::int64_t>(nightHour, -1'000'000, 1'000'000));
+Date atTimeOfDay(icu::Calendar& cal, Date date, int hour, int minute) {
+  return rebuilt(cal, date, [&](Components& c) {
+    c.hour = hour;
+    c.minute = minute;
+    c.second = 0;
+  });
 }
+
+// A calendar field from arithmetic on caller's numbers; absurd values are
+// held to a range the calendar can carry rather than wrapped.
+int field(std::int64_t value) { return static_cast<int>(std::clamp<std::int64_t>(value, -10'000'000, 10'000'000)); }
 
 }  // namespace
 
@@ -79,7 +87,7 @@ std::optional<Date> FormatTools::nowDate() {
     base = now;
   }
   if (!base) return std::nullopt;
-  return atTimeOfDay(m_->cal(), *base, hourField(n), 0).dateByAddingTimeInterval(43200);
+  return atTimeOfDay(m_->cal(), *base, field(n), 0).dateByAddingTimeInterval(43200);
 }
 
 int FormatTools::seedForDate(Date date) {
@@ -93,6 +101,7 @@ int FormatTools::seedForDate(Date date) {
   float x = static_cast<float>(seconds / 86400);
   const float frac = x - std::trunc(x);
   if (static_cast<double>(frac) > 0.1) x = x + 1;
+  if (!(std::fabs(x) < 2e9f)) return 0;  // no day count at all for dates out of any calendar's reach
   return -static_cast<int>(x);
 }
 
@@ -105,7 +114,7 @@ std::optional<Date> FormatTools::fromDateForSeed(int seed) {
   std::optional<Date> base;
   if (seed != 0) {
     // Before the night hour every seed lies one more day back.
-    float offset = static_cast<float>(1 - seed) * -86400.0f;
+    float offset = static_cast<float>(1 - std::int64_t{seed}) * -86400.0f;
     if (afterNightHour) offset = static_cast<float>(seed) * 86400.0f;
     base = now.dateByAddingTimeInterval(static_cast<double>(offset));
   } else if (n >= 1 && n > h) {
@@ -114,17 +123,16 @@ std::optional<Date> FormatTools::fromDateForSeed(int seed) {
     base = now;
   }
   if (!base) return std::nullopt;
-  return atTimeOfDay(m_->cal(), *base, hourField(n), 0);
+  return atTimeOfDay(m_->cal(), *base, field(n), 0);
 }
 
 Date FormatTools::startDateForDaysAgo(int daysAgo, Date basedOnDate) {
-  icu::Calendar& cal = m_->cal();
-  Components c = componentsOf(cal, basedOnDate);
-  c.day -= daysAgo;
-  c.hour = 3;
-  c.minute = 0;
-  c.second = 0;
-  return dateFromComponents(cal, c);
+  return rebuilt(m_->cal(), basedOnDate, [&](Components& c) {
+    c.day = field(std::int64_t{c.day} - daysAgo);
+    c.hour = 3;
+    c.minute = 0;
+    c.second = 0;
+  });
 }
 
 double FormatTools::epochIntervalForDate(Date date, int hour, int min) { return dateForDate(date, hour, min).seconds; }
@@ -132,15 +140,14 @@ double FormatTools::epochIntervalForDate(Date date, int hour, int min) { return 
 Date FormatTools::dateForDate(Date date, int hour, int min) { return atTimeOfDay(m_->cal(), date, hour, min); }
 
 Date FormatTools::dateForDate(Date date, int year, int month, int day, int hour, int min) {
-  icu::Calendar& cal = m_->cal();
-  Components c = componentsOf(cal, date);
-  c.year = year;
-  c.month = month;
-  c.day = day;
-  c.minute = min;
-  c.hour = hour;
-  c.second = 0;
-  return dateFromComponents(cal, c);
+  return rebuilt(m_->cal(), date, [&](Components& c) {
+    c.year = year;
+    c.month = month;
+    c.day = day;
+    c.minute = min;
+    c.hour = hour;
+    c.second = 0;
+  });
 }
 
 int FormatTools::isDaylightSavings(Date date) {
@@ -174,24 +181,27 @@ std::int32_t FormatTools::getDaylightSavingsHourForDate(Date date, int mode) {
   return 0;
 }
 
-double FormatTools::intervalSinceMidnight(Date date) { return date.timeIntervalSinceDate(dateForDate(date, 0, 0)); }
+double FormatTools::intervalSinceMidnight(Date date) {
+  if (!std::isfinite(date.seconds)) return 0;
+  return date.timeIntervalSinceDate(dateForDate(date, 0, 0));
+}
 
 Date FormatTools::getMidnight() { return dateForDate(env_.now, 0, 0); }
 
 Date FormatTools::startOfMonthMonthsAgo(int monthsAgo) {
-  icu::Calendar& cal = m_->cal();
-  Components c = componentsOf(cal, env_.now);
-  c.day = 1;
-  c.month -= monthsAgo;
-  c.hour = 3;
-  c.minute = 0;
-  c.second = 0;
-  return dateFromComponents(cal, c);
+  return rebuilt(m_->cal(), env_.now, [&](Components& c) {
+    c.day = 1;
+    c.month = field(std::int64_t{c.month} - monthsAgo);
+    c.hour = 3;
+    c.minute = 0;
+    c.second = 0;
+  });
 }
 
 std::string FormatTools::nameOfMonthMonthsAgo(int monthsAgo) { return shortMonth(startOfMonthMonthsAgo(monthsAgo)); }
 
 int FormatTools::getWeekdayNoForDate(Date date) {
+  if (!std::isfinite(date.seconds)) return 0;
   icu::Calendar& cal = m_->cal();
   UErrorCode status = U_ZERO_ERROR;
   cal.setTime(date.icuMillis(), status);

@@ -2,6 +2,8 @@
 
 #include <unicode/timezone.h>
 
+#include <cmath>
+
 #include "format/IcuText.h"
 
 namespace velmora {
@@ -25,7 +27,7 @@ void DateFormatter::setDateFormat(const icu::UnicodeString& pattern) {
 }
 
 std::string DateFormatter::stringFromDate(Date date) {
-  if (!format_) return {};
+  if (!format_ || !std::isfinite(date.seconds)) return {};
   icu::UnicodeString out;
   format_->format(date.icuMillis(), out);
   return icutext::toUtf8(out);

@@ -5,6 +5,7 @@
 
 #include <cctype>
 #include <climits>
+#include <cmath>
 
 #include "format/FormatToolsMembers.h"
 #include "format/IcuText.h"
@@ -229,7 +230,8 @@ std::string FormatTools::whenString(Date date) {
   DateFormatter& out = m_->outputFormatter();
   out.setDateFormat(m_->templates().patternFromTemplate("h:mma E MMM d yyyy"));
 
-  const double t = date.timeIntervalSinceDate(env_.now);
+  double t = date.timeIntervalSinceDate(env_.now);
+  if (!std::isfinite(t)) t = 0;  // no interval to speak of
   if (t > -60) return "just now";
 
   float days = 0;

@@ -248,7 +248,7 @@ std::string localizedStringWithFormat(std::string_view localeId, std::string_vie
   // Only the decimal separator follows the locale; numbers are not grouped.
   if (!mayHaveRealConversion(format)) return formatWith(format, args, nullptr);
   UErrorCode status = U_ZERO_ERROR;
-  const icu::DecimalFormatSymbols symbols(icu::Locale(std::string(localeId).c_str()), status);
+  const icu::DecimalFormatSymbols symbols(icu::Locale::createCanonical(std::string(localeId).c_str()), status);
   const std::string separator =
       U_SUCCESS(status) ? toUtf8(symbols.getSymbol(icu::DecimalFormatSymbols::kDecimalSeparatorSymbol)) : ".";
   return formatWith(format, args, &separator);

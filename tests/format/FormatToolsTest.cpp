@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
 
 #include "format/FormatTools.h"
@@ -430,6 +431,19 @@ TEST(CalendarDates, WeekdaysCountFromSunday) {
   EXPECT_EQ(tools.getWeekdayNoForDate(isoDate("2025-01-06T12:00:00+00:00")), 2);
   EXPECT_EQ(tools.dayNoOfDate(isoDate("2025-01-11T23:59:00+00:00")), 7);
   EXPECT_EQ(tools.getWeekdayNoForDate(isoDate("2025-01-11T23:59:00-01:00")), 1);  // already Sunday in London
+}
+
+TEST(CalendarDates, ADateThatIsNoDateGivesNoTextAndZero) {
+  TestEnvironment env;
+  FormatTools tools(env);
+  const Date none{std::nan("")};
+  EXPECT_EQ(tools.YYMMDD(none), "");
+  EXPECT_EQ(tools.dayTime(none), "");
+  EXPECT_EQ(tools.currentHour(none), 0);
+  EXPECT_EQ(tools.whenString(none), "just now");
+  EXPECT_EQ(tools.seedForDate(none), 0);
+  EXPECT_EQ(tools.intervalSinceMidnight(none), 0.0);
+  EXPECT_TRUE(std::isnan(tools.dateForDate(none, 21, 0).seconds));
 }
 
 struct DaylightCase {
