@@ -99,16 +99,18 @@ std::string DateComponentsFormatter::stringFromTimeInterval(double interval) {
 }
 
 std::string DateComponentsFormatter::positional(const Part* parts, std::size_t count, bool negative) {
-  const long long first = negative ? -parts[0].value : parts[0].value;
+  // The sign goes on the first position even when that reads zero ("-0:00:07"),
+  // hence a double: its negative zero keeps the sign.
+  const double first = negative ? -static_cast<double>(parts[0].value) : static_cast<double>(parts[0].value);
   if (count == 1) {  // a lone position is a bare number
     if (!numberFormat_) {
       UErrorCode status = U_ZERO_ERROR;
       numberFormat_.reset(icu::NumberFormat::createInstance(locale_, status));
       if (U_FAILURE(status)) numberFormat_.reset();
     }
-    if (!numberFormat_) return std::to_string(first);
+    if (!numberFormat_) return std::to_string(static_cast<long long>(first));
     icu::UnicodeString out;
-    numberFormat_->format(static_cast<int64_t>(first), out);
+    numberFormat_->format(first, out);
     return icutext::toUtf8(out);
   }
 
@@ -124,9 +126,8 @@ std::string DateComponentsFormatter::positional(const Part* parts, std::size_t c
     UErrorCode status = U_ZERO_ERROR;
     std::vector<icu::Measure> measures;
     for (std::size_t i = 0; i < count; ++i) {
-      const long long value = i == 0 ? first : parts[i].value;
-      measures.emplace_back(icu::Formattable(static_cast<int64_t>(value)),
-                            new icu::MeasureUnit(measureUnit(parts[i].unit)), status);
+      const double value = i == 0 ? first : static_cast<double>(parts[i].value);
+      measures.emplace_back(icu::Formattable(value), new icu::MeasureUnit(measureUnit(parts[i].unit)), status);
     }
     icu::UnicodeString out;
     icu::FieldPosition position(icu::FieldPosition::DONT_CARE);
@@ -135,7 +136,7 @@ std::string DateComponentsFormatter::positional(const Part* parts, std::size_t c
   }
 
   // Other runs (days in a row with hours): plain colons, inner positions two digits wide.
-  std::string out = std::to_string(first);
+  std::string out = (negative ? "-" : "") + std::to_string(parts[0].value);
   for (std::size_t i = 1; i < count; ++i) {
     out += parts[i].value < 10 ? ":0" : ":";
     out += std::to_string(parts[i].value);
@@ -150,8 +151,10 @@ std::string DateComponentsFormatter::labelled(const Part* parts, std::size_t cou
   std::vector<icu::UnicodeString> texts;
   texts.reserve(count);
   for (std::size_t i = 0; i < count; ++i) {
-    const long long value = i == 0 && negative ? -parts[i].value : parts[i].value;
-    texts.push_back(style->units.at(unitIndex(parts[i].unit)).formatInt(value, status).toString(status));
+    const auto value = static_cast<double>(parts[i].value);  // a negative zero keeps its sign
+    texts.push_back(style->units.at(unitIndex(parts[i].unit))
+                        .formatDouble(i == 0 && negative ? -value : value, status)
+                        .toString(status));
   }
   icu::UnicodeString out;
   style->list->format(texts.data(), static_cast<int32_t>(texts.size()), out, status);

@@ -9,7 +9,6 @@
 
 #include "format/FormatToolsMembers.h"
 #include "format/IcuText.h"
-#include "platform/Bundle.h"
 #include "platform/StringFormat.h"
 
 namespace velmora {

@@ -148,14 +148,14 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(DurationCase{"en_US", kTime, 27000, "7h 30m"}, DurationCase{"en_US", kTime, 1800, "0h 30m"},
                       DurationCase{"en_US", kTime, 7259.9, "2h 0m"},   // leftover seconds are dropped
                       DurationCase{"en_US", kTime, -5400, "-1h 30m"},  // one sign, on the first unit
-                      DurationCase{"en_US", kTime, -30, "0h 0m"},
+                      DurationCase{"en_US", kTime, -30, "0h 0m"}, DurationCase{"en_US", kTime, -1800, "-0h 30m"},
                       DurationCase{"en_US", kLongTime, 27000, "7 hours, 30 minutes"},
                       DurationCase{"en_US", kLongTime, 3660, "1 hour, 1 minute"},
                       DurationCase{"en_US", kMin, 27000, "450m"}, DurationCase{"en_US", kMin, 59, "0m"},
                       DurationCase{"en_US", kShortTime, 27000, "7:30"}, DurationCase{"en_US", kShortTime, 3600, "1:00"},
                       DurationCase{"en_US", kShortTime, 300, "5"},  // the leading zero hour goes
                       DurationCase{"en_US", kShortTime, -300, "-5"}, DurationCase{"en_US", kHMS, 7, "0:00:07"},
-                      DurationCase{"en_US", kLongMin, 27000, "450 min"},
+                      DurationCase{"en_US", kHMS, -7, "-0:00:07"}, DurationCase{"en_US", kLongMin, 27000, "450 min"},
                       DurationCase{"en_GB", kTime, 27000, "7h 30m"}));
 
 INSTANTIATE_TEST_SUITE_P(German, Durations,
