@@ -259,6 +259,7 @@ TEST_F(PalletTest, HueBasedRules) {
       {"quality 0.75", pallet.colourForQualityWithPercent(0.75f), {256, 0.55, 0.85}},
       {"quality 1.2", pallet.colourForQualityWithPercent(1.2f), {256, 0.55, 1.0}},
       {"deep 2", pallet.colourForDeepSleepWithPercent(2.0f), {256, 0.75, 1.0}},
+      {"restful", pallet.colourForRestfulSleep(), {256, 0.75, 0.82}},
       {"inner shade 1", pallet.innerShadeForType(1), {193, 0.92, 0.15}},
       {"inner shade 3", pallet.innerShadeForType(3), {193, 0.92, 0.1}},
       {"HR average 1", pallet.colourForHRAverage(1.0f), {340, 0.1, 0.4}},
@@ -281,6 +282,7 @@ TEST_F(PalletTest, HueBasedRulesInTheLightTheme) {
   Pallet pallet = lightPallet();
   expectHsb(pallet.colourForQualityWithPercent(0.5f), {256, 0.55, 0.5});
   expectHsb(pallet.colourForDeepSleepWithPercent(0.75f), {256, 0.75, 0.75});
+  expectHsb(pallet.colourForRestfulSleep(), {256, 0.75, 0.7});
   expectHsb(pallet.innerShadeForType(1), {193, 0.0, 1.0});
   expectHsb(pallet.colourForHRAverage(0.85f), {340, 1.0, 0.75});
   expectHsb(pallet.colourForRespRateLineGood(), {kHue4, 1.0, 0.75});
@@ -480,7 +482,6 @@ TEST_F(PalletTest, NamedColoursInBothThemes) {
       {"noiseTintHigh", &Pallet::noiseTintHigh, "#B38000FF", "#CC9200FF"},
       {"noiseTintLoud", &Pallet::noiseTintLoud, "#D99B00FF", "#E6A400FF"},
       {"spO2LabelTint", &Pallet::spO2LabelTint, "#FAFAFAFF", "#050505FF"},
-      {"colourForRestfulSleep", &Pallet::colourForRestfulSleep, "#5E34D1FF", "#502DB3FF"},
   };
   Pallet dark(env);
   Pallet light = lightPallet();

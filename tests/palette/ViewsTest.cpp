@@ -30,7 +30,7 @@ class StylingTest : public ::testing::TestWithParam<bool> {
 };
 
 INSTANTIATE_TEST_SUITE_P(Themes, StylingTest, ::testing::Bool(),
-                         [](const auto& info) { return info.param ? "Dark" : "Light"; });
+                         [](const auto& theme) { return theme.param ? "Dark" : "Light"; });
 
 TEST_P(StylingTest, GradientIsReplacedNotStacked) {
   View view;
