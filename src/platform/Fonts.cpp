@@ -11,9 +11,10 @@ namespace velmora {
 
 namespace {
 
-// Everything that falls back from the system font, in the order fallbacks
-// are tried for a character the system font lacks.
-constexpr const char* kFamilies = "Inter, DejaVu Sans, Noto Sans Symbols2, Noto Color Emoji";
+// The system font and its fallbacks, in the order they are tried for a
+// character: emoji come before the plain symbol font, so that a bed (U+1F6CF)
+// shows in colour as it does on the phone.
+constexpr const char* kFamilies = "Inter, DejaVu Sans, Noto Color Emoji, Noto Sans Symbols2";
 
 // Colour emoji come as bitmaps of one pixel size: scale them to the size the
 // text asks for, as a desktop configuration does.

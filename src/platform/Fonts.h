@@ -79,7 +79,7 @@ class TextLine {
 // font files (no scan of the system's fonts) and lays out text with them.
 // The system font is Inter (regular, bold and extra-bold for "heavy"); DejaVu
 // Sans and Noto Sans Symbols2 hold the symbols Inter lacks (☾, ⭒); Noto Color
-// Emoji holds the notification's emoji.
+// Emoji holds the notification's emoji (🛌, 🛏).
 //
 // Fontconfig keeps one current configuration per process. The set makes its
 // own configuration current so that neither Pango's start-up nor cairo falls
