@@ -99,8 +99,18 @@ struct FontSet::State {
 
   ~State() {
     lines.clear();
+    // Hand fontconfig an empty configuration in place of ours, so that ours
+    // is freed with the set rather than kept for the rest of the process.
+    if (config && FcConfigGetCurrent() == config) {
+      FcConfig* empty = FcConfigCreate();
+      FcConfigSetCurrent(empty);
+      FcConfigDestroy(empty);
+    }
     if (context) g_object_unref(context);
-    if (fontMap) g_object_unref(fontMap);
+    if (fontMap) {
+      pango_fc_font_map_shutdown(PANGO_FC_FONT_MAP(fontMap));  // lets go of the fonts and the configuration
+      g_object_unref(fontMap);
+    }
     if (config) FcConfigDestroy(config);
   }
 };
@@ -133,10 +143,12 @@ FontSet::FontSet(const std::vector<std::filesystem::path>& files, const WarningS
     FcConfigDestroy(s.config);
     s.config = FcInitLoadConfigAndFonts();
   }
+  // Pango lays out with fontconfig's current configuration, which this makes
+  // ours. (Handing the configuration to the font map instead would keep it
+  // from ever being freed, with this version of Pango.)
   FcConfigSetCurrent(s.config);
 
   s.fontMap = pango_cairo_font_map_new_for_font_type(CAIRO_FONT_TYPE_FT);
-  pango_fc_font_map_set_config(PANGO_FC_FONT_MAP(s.fontMap), s.config);
   pango_cairo_font_map_set_resolution(PANGO_CAIRO_FONT_MAP(s.fontMap), 72.0);  // one point per user unit
   s.context = pango_font_map_create_context(s.fontMap);
 
@@ -161,6 +173,8 @@ TextLine FontSet::line(std::string_view text, const Font& font) const {
   key.append(std::to_string(font.pointSize)).push_back(static_cast<char>('0' + static_cast<int>(font.weight)));
   auto& lines = state_->lines;
   if (auto it = lines.find(key); it != lines.end()) return it->second;
+
+  FcConfigSetCurrent(state_->config);  // ours again, should another set have taken over
 
   PangoLayout* layout = pango_layout_new(state_->context);
   PangoFontDescription* description = pango_font_description_new();

@@ -81,10 +81,9 @@ class TextLine {
 // Sans and Noto Sans Symbols2 hold the symbols Inter lacks (☾, ⭒); Noto Color
 // Emoji holds the notification's emoji (🛌, 🛏).
 //
-// Fontconfig keeps one current configuration per process. The set makes its
-// own configuration current so that neither Pango's start-up nor cairo falls
-// back to loading the system configuration; everything this program lays out
-// goes through the set's own font map.
+// Fontconfig keeps one current configuration per process: the set makes its
+// own configuration current whenever it lays out text, and Pango lays out with
+// it, so that neither Pango's start-up nor cairo ever loads the system's fonts.
 class FontSet {
  public:
   // The font files as Debian's font packages install them, system font first.
