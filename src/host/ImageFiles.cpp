@@ -33,7 +33,7 @@ std::string ImageDirectory::write(const Image& image, std::string_view place) {
   used_.insert(name);
   const std::filesystem::path file = dir_ / name;
   std::string error;
-  if (!image.writePng(file, &error)) throw CommandError("cannot write the image " + file.string() + ": " + error);
+  if (!image.writePng(file, &error)) throw CommandError("--images: " + error);
   return file.string();
 }
 
