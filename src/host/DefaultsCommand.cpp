@@ -1,11 +1,15 @@
 #include "host/DefaultsCommand.h"
 
+#include <cerrno>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
 #include <span>
+#include <system_error>
 
 #include "host/Errors.h"
+#include "host/Files.h"
 #include "host/JsonForms.h"
 #include "platform/PropertyList.h"
 #include "platform/UserDefaults.h"
@@ -38,14 +42,7 @@ std::string plainMessage(const Json::exception& error) {
 
 std::string readAll(std::istream& in) { return std::string(std::istreambuf_iterator<char>(in), {}); }
 
-std::string readInput(const std::string& file, std::istream& in) {
-  if (file == "-") return readAll(in);
-  std::ifstream stream(file, std::ios::binary);
-  if (!stream) throw CommandError("cannot read " + file);
-  std::string bytes = readAll(stream);
-  if (stream.bad()) throw CommandError("cannot read " + file);
-  return bytes;
-}
+std::string readInput(const std::string& file, std::istream& in) { return file == "-" ? readAll(in) : readFile(file); }
 
 // A file to import is a JSON object in the host's forms, or a property list
 // (binary or XML) such as the platform's defaults tool exports.
@@ -90,14 +87,10 @@ Value valueArgument(const std::string& text) {
 }
 
 void writeOutput(const std::string& text, const std::optional<std::string>& file, std::ostream& out) {
-  if (!file || *file == "-") {
+  if (!file || *file == "-")
     out << text;
-    return;
-  }
-  std::ofstream stream(*file, std::ios::binary | std::ios::trunc);
-  stream << text;
-  stream.close();
-  if (!stream) throw CommandError("cannot write " + *file);
+  else
+    writeFile(*file, text);
 }
 
 }  // namespace

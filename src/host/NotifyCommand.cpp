@@ -1,21 +1,25 @@
 #include "host/NotifyCommand.h"
 
-#include <fstream>
 #include <memory>
 
 #include "extension/NotificationViewController.h"
 #include "host/Errors.h"
+#include "host/Files.h"
 #include "host/ImageFiles.h"
 #include "host/JsonForms.h"
 
 namespace velmora::host {
 
 std::string categoryFromPayload(const std::filesystem::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  if (!in) throw CommandError("--payload: cannot read " + file.string());
+  std::string text;
+  try {
+    text = readFile(file);
+  } catch (const CommandError& error) {
+    throw CommandError(std::string("--payload: ") + error.what());
+  }
   Json payload;
   try {
-    payload = Json::parse(in);
+    payload = Json::parse(text);
   } catch (const Json::exception&) {
     throw CommandError("--payload: " + file.string() + " is not valid JSON");
   }
