@@ -1,12 +1,8 @@
 #include "host/DefaultsCommand.h"
 
-#include <cerrno>
-#include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <memory>
 #include <span>
-#include <system_error>
 
 #include "host/Errors.h"
 #include "host/Files.h"
