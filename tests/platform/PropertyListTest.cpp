@@ -117,7 +117,7 @@ INSTANTIATE_TEST_SUITE_P(Formats, ForeignFile, ::testing::Values(PlistFormat::Bi
 struct WrittenCase {
   const char* key;
   Value value;
-  std::string line;  // Python's description of the value read back (empty: left out)
+  std::string line;      // Python's description of the value read back (empty: left out)
   std::string xml = {};  // where XML differs
 };
 
