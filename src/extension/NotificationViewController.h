@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "extension/DisplaySlot.h"
@@ -27,14 +28,21 @@ class NotificationViewController {
   void viewDidLoad();
   void didReceiveNotification(const Notification& notification);
 
+  void hideAllViews();
+  void populateLatestBedtime();
+  void populateSleepBankRings();
+
   // All display slots, in declaration order.
   const std::vector<DisplaySlot>& slots() const { return slots_; }
   const DisplaySlot& slot(std::string_view name) const;
 
  private:
+  DisplaySlot& outlet(std::string_view name);
+  SleepMetricsUI& sleepMetricsUI();
+
   const Environment& env_;
   std::vector<DisplaySlot> slots_;
-  std::unique_ptr<SleepMetricsUI> sleepMetricsUI_;
+  std::unique_ptr<SleepMetricsUI> sleepMetricsUI_;  // created on first use, kept for the controller's life
 };
 
 }  // namespace velmora

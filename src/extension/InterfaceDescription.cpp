@@ -1,0 +1,126 @@
+#include "extension/InterfaceDescription.h"
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+namespace velmora {
+
+namespace {
+
+using Kind = DisplaySlot::Kind;
+using nlohmann::json;
+
+constexpr const char* kFileName = "NotificationInterface.json";
+
+Colour colourFrom(const json& j) {
+  if (!j.is_array() || j.size() != 4) throw std::runtime_error("a colour is [hue, saturation, brightness, alpha]");
+  return Colour::hsba(j[0].get<double>(), j[1].get<double>(), j[2].get<double>(), j[3].get<double>());
+}
+
+std::optional<Kind> kindFrom(const std::string& name) {
+  for (Kind k : {Kind::kContainer, Kind::kIndicator, Kind::kLabel, Kind::kImage})
+    if (name == kindName(k)) return k;
+  return std::nullopt;
+}
+
+InterfaceDescription plainDescription() {
+  InterfaceDescription d;
+  for (const auto& [name, kind] : declaredSlots()) {
+    DisplaySlot slot;
+    slot.name = name;
+    slot.kind = kind;
+    d.slots.push_back(std::move(slot));
+    d.layout.emplace_back();
+  }
+  return d;
+}
+
+}  // namespace
+
+const char* kindName(DisplaySlot::Kind kind) {
+  switch (kind) {
+    case Kind::kContainer: return "container";
+    case Kind::kIndicator: return "indicator";
+    case Kind::kLabel: return "label";
+    case Kind::kImage: return "image";
+  }
+  return "label";
+}
+
+const std::vector<std::pair<std::string, DisplaySlot::Kind>>& declaredSlots() {
+  static const std::vector<std::pair<std::string, Kind>> slots = {
+      {"ringsContainer", Kind::kContainer},       {"ringsImage", Kind::kImage},
+      {"ringTextContainer", Kind::kContainer},    {"sleepIndicator", Kind::kIndicator},
+      {"sleepGlyph", Kind::kLabel},               {"bankIndicator", Kind::kIndicator},
+      {"bankGlyph", Kind::kLabel},                {"sleepHeadingLabel", Kind::kLabel},
+      {"sleepGoalLabel", Kind::kLabel},           {"sleepTimeLabel", Kind::kLabel},
+      {"bankHeadingLabel", Kind::kLabel},         {"bankBalanceLabel", Kind::kLabel},
+      {"bankTimeLabel", Kind::kLabel},            {"starsLabel", Kind::kLabel},
+      {"ringStatsContainer", Kind::kContainer},   {"sleepRingIndicator", Kind::kIndicator},
+      {"qualityRingIndicator", Kind::kIndicator}, {"deepRingIndicator", Kind::kIndicator},
+      {"bpmRingIndicator", Kind::kIndicator},     {"sleepRingHeadingLabel", Kind::kLabel},
+      {"qualityRingHeadingLabel", Kind::kLabel},  {"deepRingHeadingLabel", Kind::kLabel},
+      {"bpmRingHeadingLabel", Kind::kLabel},      {"sleepRingResultLabel", Kind::kLabel},
+      {"qualityRingResultLabel", Kind::kLabel},   {"deepRingResultLabel", Kind::kLabel},
+      {"bpmRingResultLabel", Kind::kLabel},
+  };
+  return slots;
+}
+
+InterfaceDescription InterfaceDescription::parse(std::string_view text, std::string* error) {
+  InterfaceDescription d = plainDescription();
+  try {
+    const json root = json::parse(text);
+    if (root.contains("size")) d.size = {root["size"][0].get<double>(), root["size"][1].get<double>()};
+    if (root.contains("background")) d.background = colourFrom(root["background"]);
+    for (const json& entry : root.at("slots")) {
+      const std::string name = entry.at("name").get<std::string>();
+      std::size_t i = 0;
+      while (i < d.slots.size() && d.slots[i].name != name) ++i;
+      if (i == d.slots.size()) throw std::runtime_error("unknown slot \"" + name + "\"");
+      DisplaySlot& slot = d.slots[i];
+      SlotLayout& layout = d.layout[i];
+      if (kindFrom(entry.at("kind").get<std::string>()) != slot.kind)
+        throw std::runtime_error("slot \"" + name + "\" is a " + kindName(slot.kind));
+      slot.hidden = entry.value("hidden", false);
+      slot.cornerRadius = entry.value("cornerRadius", 0.0);
+      if (entry.contains("backgroundColour") && !entry["backgroundColour"].is_null())
+        slot.backgroundColour = colourFrom(entry["backgroundColour"]);
+      if (entry.contains("text") && !entry["text"].is_null()) slot.text = entry["text"].get<std::string>();
+      layout.parent = entry.value("parent", "");
+      if (entry.contains("frame"))
+        for (std::size_t k = 0; k < 4; ++k) layout.frame[k] = entry["frame"].at(k).get<double>();
+      if (entry.contains("font")) {
+        layout.fontSize = entry["font"].at(0).get<double>();
+        layout.fontWeight = entry["font"].at(1).get<std::string>();
+      }
+      const std::string align = entry.value("align", "left");
+      layout.align = align == "centre" ? SlotLayout::Align::kCentre
+                     : align == "right" ? SlotLayout::Align::kRight
+                                        : SlotLayout::Align::kLeft;
+      if (entry.contains("colour")) layout.textColour = colourFrom(entry["colour"]);
+    }
+  } catch (const std::exception& e) {
+    if (error) *error = e.what();
+    return plainDescription();
+  }
+  return d;
+}
+
+InterfaceDescription InterfaceDescription::load(const Environment& env) {
+  const auto file = env.resourcesDir / kFileName;
+  std::ifstream in(file);
+  if (!in) {
+    env.warning(file.string() + ": cannot read the notification's interface description");
+    return plainDescription();
+  }
+  std::stringstream text;
+  text << in.rdbuf();
+  std::string error;
+  InterfaceDescription d = parse(text.str(), &error);
+  if (!error.empty()) env.warning(file.string() + ": " + error);
+  return d;
+}
+
+}  // namespace velmora

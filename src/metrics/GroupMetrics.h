@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "platform/Environment.h"
+#include "platform/StringFormat.h"
+#include "platform/Value.h"
+
+namespace velmora {
+
+class FormatTools;
+class UserDefaults;
+
+// The metric records computed from what the main app leaves in the
+// SharedStore: the configuration lookups, the night boundaries, and the
+// sleep bank. The store handle and the formatting tools are opened on first
+// use by the request methods and kept for the object's life.
+class GroupMetrics {
+ public:
+  explicit GroupMetrics(const Environment& env);
+  ~GroupMetrics();
+  GroupMetrics(const GroupMetrics&) = delete;
+  GroupMetrics& operator=(const GroupMetrics&) = delete;
+
+  // --- Store access and configuration -----------------------------------------
+
+  // The number under `key` in "velmoraConfig", or -1.0 when the configuration
+  // or the key is absent (or the store has not been opened yet).
+  float getVelmoraConfigValueForKey(std::string_view key);
+  // Whether "velmoraConfig" holds any value under `key`: a stored 0 or false is still "on".
+  bool getVelmoraSwitchValueForKey(std::string_view key);
+  // The start of the current night for a night hour: today at that hour once
+  // it has come, else yesterday's. Nothing for a negative hour.
+  std::optional<Date> getFromDateForNightHour(std::int64_t nightHour);
+  // Whether "watchTrackDict" was synchronised more than a minute into the current night.
+  bool watchDictIsValid();
+  // Whether the new night has begun, so the day just ended is now the previous day.
+  bool shouldReportPreviousDay();
+
+  // --- Sleep bank ---------------------------------------------------------------
+
+  // The seven-night weighted balance, tonight's need, bedtime and wake time;
+  // cached in the SharedStore. Nothing when there is no usable sleep data.
+  std::optional<MetricDictionary> requestSleepBank();
+  // The record computed before tonight's night began, moved on by a day.
+  std::optional<MetricDictionary> returnPreviousSleepBank();
+
+ private:
+  void openStore();
+  FormatTools& formatTools();
+  // "nightHour" of the configuration, truncated; 21 when absent or negative.
+  std::int64_t configNightHour();
+  std::optional<MetricDictionary> storedDictionary(std::string_view key) const;
+  std::string sleepBankPasteItem(const FormatArg& bedTime, const FormatArg& wakeTime, double hoursUntilBed,
+                                 double forecastHours);
+
+  const Environment& env_;
+  std::shared_ptr<UserDefaults> groupPrefs_;
+  std::unique_ptr<FormatTools> formatTools_;
+};
+
+}  // namespace velmora

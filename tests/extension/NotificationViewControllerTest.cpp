@@ -1,0 +1,119 @@
+#include "extension/NotificationViewController.h"
+
+#include <gtest/gtest.h>
+
+#include "extension/InterfaceDescription.h"
+#include "support/TestEnvironment.h"
+
+namespace velmora {
+namespace {
+
+using testing::TestEnvironment;
+
+// Slot names whose state the given path may change; every other slot must
+// stay exactly as the interface description created it.
+void expectUntouchedExcept(const NotificationViewController& after, const std::vector<std::string>& changed,
+                           const Environment& env) {
+  NotificationViewController fresh(env);
+  ASSERT_EQ(after.slots().size(), fresh.slots().size());
+  for (std::size_t i = 0; i < fresh.slots().size(); ++i) {
+    const DisplaySlot& slot = after.slots()[i];
+    if (std::find(changed.begin(), changed.end(), slot.name) != changed.end()) continue;
+    EXPECT_EQ(slot, fresh.slots()[i]) << slot.name << " changed";
+  }
+}
+
+class UnrecognisedCategory : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(UnrecognisedCategory, LeavesEverySlotAsCreated) {
+  TestEnvironment env;
+  NotificationViewController controller(env);
+  controller.viewDidLoad();
+  controller.didReceiveNotification({GetParam()});
+  expectUntouchedExcept(controller, {}, env);
+}
+
+INSTANTIATE_TEST_SUITE_P(Categories, UnrecognisedCategory,
+                         ::testing::Values("bedtime", "BEDTIME ", " TIMEASLEEP", "TimeAsleep", "", "READINESS"));
+
+TEST(NotificationViewController, DeclaresTheTwentySevenSlotsInOrder) {
+  TestEnvironment env;
+  NotificationViewController controller(env);
+  ASSERT_EQ(controller.slots().size(), 27u);
+  EXPECT_EQ(controller.slots().front().name, "ringsContainer");
+  EXPECT_EQ(controller.slots()[13].name, "starsLabel");
+  EXPECT_EQ(controller.slots().back().name, "bpmRingResultLabel");
+  EXPECT_TRUE(env.warnings.empty());
+}
+
+TEST(NotificationViewController, BedtimeWithoutDataShowsTheNoDataFace) {
+  TestEnvironment env;
+  NotificationViewController controller(env);
+  controller.viewDidLoad();
+  controller.didReceiveNotification({"BEDTIME"});
+
+  EXPECT_EQ(controller.slot("sleepHeadingLabel").text, "BED TIME");
+  EXPECT_EQ(controller.slot("bankHeadingLabel").text, "WAKE TIME");
+  EXPECT_EQ(controller.slot("sleepGlyph").text, "h");
+  EXPECT_EQ(controller.slot("bankGlyph").text, "\u2665");
+  for (const char* label : {"sleepTimeLabel", "sleepGoalLabel", "bankTimeLabel", "bankBalanceLabel", "starsLabel"})
+    EXPECT_EQ(controller.slot(label).text, "") << label;
+  for (const char* chip : {"sleepIndicator", "bankIndicator"}) {
+    EXPECT_EQ(controller.slot(chip).backgroundColour, Colour::darkGrayColor()) << chip;
+    EXPECT_EQ(controller.slot(chip).cornerRadius, 10.0) << chip;
+  }
+  EXPECT_EQ(controller.slot("ringsImage").image, nullptr);
+  EXPECT_FALSE(controller.slot("ringsContainer").hidden);
+  EXPECT_FALSE(controller.slot("ringTextContainer").hidden);
+  EXPECT_EQ(controller.slot("ringTextContainer").cornerRadius, 12.0);
+  EXPECT_TRUE(controller.slot("ringStatsContainer").hidden);
+  expectUntouchedExcept(controller,
+                        {"ringsContainer", "ringTextContainer", "ringStatsContainer", "sleepIndicator", "bankIndicator",
+                         "sleepGlyph", "bankGlyph", "sleepHeadingLabel", "bankHeadingLabel", "sleepTimeLabel",
+                         "sleepGoalLabel", "bankTimeLabel", "bankBalanceLabel", "starsLabel"},
+                        env);
+}
+
+TEST(NotificationViewController, SleepBankWithoutDataOnlyWritesHeadings) {
+  TestEnvironment env;
+  NotificationViewController controller(env);
+  controller.didReceiveNotification({"TIMEASLEEP"});
+  EXPECT_EQ(controller.slot("sleepHeadingLabel").text, "TODAY");
+  EXPECT_EQ(controller.slot("bankHeadingLabel").text, "SLEEP BANK");
+  EXPECT_EQ(controller.slot("starsLabel").text, "");
+  EXPECT_EQ(controller.slot("sleepIndicator").cornerRadius, 10.0);
+  EXPECT_TRUE(controller.slot("ringStatsContainer").hidden);
+  EXPECT_FALSE(controller.slot("ringsContainer").hidden);
+  EXPECT_FALSE(controller.slot("ringTextContainer").hidden);
+  expectUntouchedExcept(controller,
+                        {"ringsContainer", "ringTextContainer", "ringStatsContainer", "sleepIndicator", "bankIndicator",
+                         "sleepHeadingLabel", "bankHeadingLabel", "starsLabel"},
+                        env);
+}
+
+TEST(NotificationViewController, HeadingsFollowThePreferredLanguage) {
+  TestEnvironment env;
+  env.languages = {"de-DE"};
+  NotificationViewController controller(env);
+  controller.didReceiveNotification({"BEDTIME"});
+  EXPECT_EQ(controller.slot("sleepHeadingLabel").text, "SCHLAFENSZEIT");
+  EXPECT_EQ(controller.slot("bankHeadingLabel").text, "AUFWACHZEIT");
+}
+
+TEST(InterfaceDescription, AMalformedFileFallsBackToPlainSlots) {
+  struct Case {
+    const char* json;
+    const char* complaint;
+  };
+  for (const Case& c : {Case{"{", "parse"}, Case{R"({"slots": [{"name": "nope", "kind": "label"}]})", "nope"},
+                        Case{R"({"slots": [{"name": "ringsImage", "kind": "label"}]})", "image"}}) {
+    std::string error;
+    const InterfaceDescription d = InterfaceDescription::parse(c.json, &error);
+    EXPECT_NE(error.find(c.complaint), std::string::npos) << error;
+    ASSERT_EQ(d.slots.size(), 27u);
+    EXPECT_FALSE(d.slots[1].text.has_value());
+  }
+}
+
+}  // namespace
+}  // namespace velmora
