@@ -38,6 +38,8 @@ struct Environment {
   // The application bundle, opened on first use and shared by everything of this run.
   const Bundle& bundle() const;
   void warning(std::string_view message) const;
+  // A diagnostic line of the system log (goes where warnings go).
+  void diagnostic(std::string_view message) const;
 
  private:
   mutable std::shared_ptr<const Bundle> bundle_;
