@@ -101,19 +101,13 @@ TEST(SleepMetricsGraphicsTest, TipShadowFollowsTheQuarterOfTheRingsEnd) {
     std::pair<double, double> offset;
   };
   const Case cases[] = {
-      {-0.5f, {2, 2}},
-      {0.0f, {2, 2}},
-      {0.25f, {2, 2}},
-      {0.2501f, {-1, 1}},
-      {0.5f, {-1, 1}},
-      {0.51f, {-1, -1}},
-      {0.75f, {-1, -1}},
-      {0.76f, {2, 0}},
-      {1.0f, {2, 0}},
-      {1.2f, {2, 2}},
-      {1.3f, {-1, -1}},
-      {2.5f, {2, 0}},
-      {std::numeric_limits<float>::quiet_NaN(), {2, 0}},
+      {-0.5f, {2, 2}},   {0.0f, {2, 2}},
+      {0.25f, {2, 2}},   {0.2501f, {-1, 1}},
+      {0.5f, {-1, 1}},   {0.51f, {-1, -1}},
+      {0.75f, {-1, -1}}, {0.76f, {2, 0}},
+      {1.0f, {2, 0}},    {1.2f, {2, 2}},
+      {1.3f, {-1, 1}},   {1.6f, {-1, -1}},
+      {2.5f, {2, 0}},    {std::numeric_limits<float>::quiet_NaN(), {2, 0}},
   };
   for (const Case& c : cases)
     EXPECT_EQ(SleepMetricsGraphics::getShadowForPercent(c.percent), c.offset) << "percent " << c.percent;
@@ -222,7 +216,7 @@ INSTANTIATE_TEST_SUITE_P(Wedge, BedClockTest,
                          ::testing::Values(
                              // From now to bedtime, clockwise.
                              BedClockCase{"20:00", "22:30", "06:45", 60, 21.25, BedClockCase::kWedge},
-                             BedClockCase{"20:00", "22:30", "06:45", 30, 21.25, BedClockCase::kWedge},
+                             BedClockCase{"16:00", "23:00", "06:45", 30, 19.5, BedClockCase::kWedge},
                              BedClockCase{"20:00", "22:30", "06:45", 60, 12.0, BedClockCase::kDial},
                              BedClockCase{"20:00", "22:30", "06:45", 60, 3.0, BedClockCase::kDial},
                              // A bedtime already behind now is reached the long way round.
@@ -230,9 +224,9 @@ INSTANTIATE_TEST_SUITE_P(Wedge, BedClockTest,
                              BedClockCase{"23:00", "22:00", "06:45", 60, 3.0, BedClockCase::kWedge},
                              BedClockCase{"23:00", "22:00", "06:45", 60, 22.5, BedClockCase::kDial},
                              // The widget's wedge is narrower: radius 20, width 40.
-                             BedClockCase{"20:00", "22:30", "06:45", 60, 21.25, BedClockCase::kDial, true},
-                             BedClockCase{"20:00", "22:30", "06:45", 30, 21.25, BedClockCase::kWedge, true},
-                             BedClockCase{"20:00", "22:30", "06:45", 15, 21.25, BedClockCase::kWedge, true},
+                             BedClockCase{"16:00", "23:00", "06:45", 60, 19.5, BedClockCase::kDial, true},
+                             BedClockCase{"16:00", "23:00", "06:45", 45, 19.5, BedClockCase::kDial, true},
+                             BedClockCase{"16:00", "23:00", "06:45", 30, 19.5, BedClockCase::kWedge, true},
                              // No wedge without both dates.
                              BedClockCase{"20:00", std::nullopt, "06:45", 60, 21.25, BedClockCase::kDial},
                              BedClockCase{"20:00", "22:30", std::nullopt, 60, 21.25, BedClockCase::kDial}));
@@ -305,6 +299,7 @@ struct RechargeCase {
   bool outer;   // which ring to look at
   double turn;  // where on the ring
   enum Expect { kSleepRing, kBankRing, kTrack, kGoalSegment, kWhiteRing } expect;
+  double fromMiddle = 0;  // how far out from the middle of the ring
 };
 
 class RechargeTest : public ::testing::TestWithParam<RechargeCase> {};
@@ -341,7 +336,7 @@ TEST_P(RechargeTest, PaintsTheExpectedRingAtThePoint) {
       expected = kWhite;
       break;
   }
-  EXPECT_TRUE(near(pixelAt(*image, onDial(c.size, radius, c.turn)), expected, 0.015)) << c.name;
+  EXPECT_TRUE(near(pixelAt(*image, onDial(c.size, radius + c.fromMiddle, c.turn)), expected, 0.015)) << c.name;
 }
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
@@ -355,6 +350,10 @@ INSTANTIATE_TEST_SUITE_P(
         RechargeCase{"sleep over the goal laps", 280, 1.2f, 0.9f, true, 0.6, RechargeCase::kSleepRing},
         RechargeCase{"and covers the last hour", 280, 1.2f, 0.9f, true, 0.95, RechargeCase::kSleepRing},
         RechargeCase{"bank ring", 280, 0.5f, 0.3f, false, 0.15, RechargeCase::kBankRing},
+        RechargeCase{"bank ring's inner edge", 280, 0.5f, 0.3f, false, 0.15, RechargeCase::kBankRing, -11.5},
+        RechargeCase{"sleep ring's outer edge", 280, 0.5f, 0.3f, true, 0.3, RechargeCase::kSleepRing, 11.5},
+        RechargeCase{"bank ring's outer edge", 280, 0.5f, 0.3f, false, 0.15, RechargeCase::kBankRing, 11.5},
+        RechargeCase{"sleep ring's inner edge", 280, 0.5f, 0.3f, true, 0.3, RechargeCase::kSleepRing, -11.5},
         RechargeCase{"inner track past the bank", 280, 0.5f, 0.3f, false, 0.6, RechargeCase::kTrack},
         RechargeCase{"bank over the goal laps", 280, 0.5f, 1.5f, false, 0.8, RechargeCase::kBankRing},
         RechargeCase{"small gauge", 100, 0.5f, 0.9f, true, 0.3, RechargeCase::kSleepRing},
@@ -369,8 +368,8 @@ INSTANTIATE_TEST_SUITE_P(
                       RechargeCase{"negative sleep", 100, -1.0f, 0.0f, true, 0.011, RechargeCase::kSleepRing},
                       RechargeCase{"sleep not a number", 100, kNaN, 0.0f, true, 0.011, RechargeCase::kSleepRing},
                       RechargeCase{"beyond the sleep stub", 100, 0.0f, 0.0f, true, 0.3, RechargeCase::kGoalSegment},
-                      RechargeCase{"no bank", 100, 0.0f, 0.0f, false, 0.0125, RechargeCase::kBankRing},
-                      RechargeCase{"beyond the bank stub", 100, 0.0f, 0.0f, false, 0.2, RechargeCase::kTrack}));
+                      RechargeCase{"no bank", 100, 0.5f, 0.0f, false, 0.0125, RechargeCase::kBankRing},
+                      RechargeCase{"beyond the bank stub", 100, 0.5f, 0.0f, false, 0.2, RechargeCase::kTrack}));
 
 TEST(RechargeGoalTest, EveryOtherGoalHourIsShaded) {
   struct Case {
