@@ -142,12 +142,11 @@ class FormatTools {
  private:
   struct Members;
 
-  Members& members();
   // The night hour ("nightHour11" of the extension's standard defaults, 21 when absent).
   std::int64_t nightHour();
 
   const Environment& env_;
-  std::unique_ptr<Members> m_;
+  std::unique_ptr<Members> m_;  // the lazily created formatters and calendar
   std::shared_ptr<UserDefaults> standardDefaults_;
 };
 

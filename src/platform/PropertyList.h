@@ -24,7 +24,8 @@ struct PlistReadResult {
 PlistReadResult parsePropertyList(std::span<const std::uint8_t> bytes);
 
 // Serialises a value. Kinds a property list cannot hold (colours, images)
-// are left out of dictionaries and arrays.
+// are left out of dictionaries and arrays. Empty when the value itself has
+// no property-list form or nests deeper than kMaxPlistDepth levels.
 std::vector<std::uint8_t> serializePropertyList(const Value& value, PlistFormat format);
 
 inline constexpr int kMaxPlistDepth = 512;

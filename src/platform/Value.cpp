@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <unordered_map>
 
 #include "platform/Image.h"
 
@@ -153,6 +154,21 @@ bool operator==(const Value& a, const Value& b) {
 
 MetricDictionary::MetricDictionary(std::initializer_list<Entry> entries) {
   for (const auto& [key, value] : entries) setValue(key, value);
+}
+
+MetricDictionary::MetricDictionary(std::vector<Entry> entries) {
+  entries_.reserve(entries.size());
+  std::unordered_map<std::string_view, std::size_t> position;
+  position.reserve(entries.size());
+  for (auto& [key, value] : entries) {
+    if (auto it = position.find(key); it != position.end()) {
+      entries_[it->second].second = std::move(value);
+    } else {
+      entries_.emplace_back(std::move(key), std::move(value));
+      // The view is of the stored key, which stays put: the vector never grows past its reserve.
+      position.emplace(entries_.back().first, entries_.size() - 1);
+    }
+  }
 }
 
 const Value* MetricDictionary::objectForKey(std::string_view key) const {

@@ -93,6 +93,10 @@ class MetricDictionary {
 
   MetricDictionary() = default;
   MetricDictionary(std::initializer_list<Entry> entries);
+  // From entries in order, as setting them one by one would make them (a
+  // repeated key keeps its first place and its last value), in linear time:
+  // a store dictionary may hold thousands of keys.
+  explicit MetricDictionary(std::vector<Entry> entries);
 
   const Value* objectForKey(std::string_view key) const;
   bool contains(std::string_view key) const { return objectForKey(key) != nullptr; }

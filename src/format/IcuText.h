@@ -1,0 +1,18 @@
+#pragma once
+
+#include <unicode/unistr.h>
+
+#include <string>
+#include <string_view>
+
+namespace velmora::icutext {
+
+inline std::string toUtf8(const icu::UnicodeString& s) {
+  std::string out;
+  s.toUTF8String(out);
+  return out;
+}
+
+inline icu::UnicodeString fromUtf8(std::string_view s) { return icu::UnicodeString::fromUTF8(s); }
+
+}  // namespace velmora::icutext

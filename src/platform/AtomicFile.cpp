@@ -1,0 +1,194 @@
+#include "platform/AtomicFile.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace velmora {
+
+namespace {
+
+std::string osError(std::string_view what, const std::filesystem::path& path, int error) {
+  return std::string(what) + " " + path.string() + ": " + std::system_category().message(error);
+}
+
+FileIdentity identityOf(const struct stat& st) {
+  FileIdentity id;
+  id.exists = true;
+  id.device = st.st_dev;
+  id.inode = st.st_ino;
+  id.size = st.st_size;
+  id.modifiedSeconds = st.st_mtim.tv_sec;
+  id.modifiedNanoseconds = st.st_mtim.tv_nsec;
+  return id;
+}
+
+FileIdentity failedLook(int error) {
+  FileIdentity id;
+  if (error != ENOENT && error != ENOTDIR) id.error = error;
+  return id;
+}
+
+// Closes a descriptor when it goes out of scope.
+class Descriptor {
+ public:
+  explicit Descriptor(int fd) : fd_(fd) {}
+  ~Descriptor() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int get() const { return fd_; }
+  bool valid() const { return fd_ >= 0; }
+  // Closes now, reporting the error a close can carry (a delayed write failure).
+  int close() {
+    const int result = ::close(fd_);
+    fd_ = -1;
+    return result;
+  }
+
+ private:
+  int fd_;
+};
+
+bool writeAll(int fd, std::span<const std::uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t n = ::write(fd, bytes.data(), bytes.size());
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    bytes = bytes.subspan(static_cast<std::size_t>(n));
+  }
+  return true;
+}
+
+}  // namespace
+
+FileIdentity FileIdentity::of(const std::filesystem::path& path) {
+  struct stat st {};
+  if (::stat(path.c_str(), &st) != 0) return failedLook(errno);
+  return identityOf(st);
+}
+
+FileSnapshot readWholeFile(const std::filesystem::path& path) {
+  FileSnapshot snapshot;
+  Descriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!fd.valid()) {
+    const int error = errno;
+    snapshot.identity = failedLook(error);
+    if (snapshot.identity.error != 0) {
+      snapshot.identity = FileIdentity::of(path);  // e.g. a file we may not read: its state, for comparing
+      snapshot.error = osError("cannot open", path, error);
+    }
+    return snapshot;
+  }
+  struct stat st {};
+  if (::fstat(fd.get(), &st) != 0) {
+    snapshot.identity = failedLook(errno);
+    snapshot.error = osError("cannot examine", path, errno);
+    return snapshot;
+  }
+  snapshot.identity = identityOf(st);
+  snapshot.mode = st.st_mode & 07777;
+  if (!S_ISREG(st.st_mode)) {
+    snapshot.error = path.string() + " is not a regular file";
+    return snapshot;
+  }
+  // The size is a hint only: read until the end, however long that is now.
+  snapshot.bytes.resize(static_cast<std::size_t>(st.st_size) + 1);
+  std::size_t filled = 0;
+  for (;;) {
+    if (filled == snapshot.bytes.size()) snapshot.bytes.resize(snapshot.bytes.size() * 2);
+    const ssize_t n = ::read(fd.get(), snapshot.bytes.data() + filled, snapshot.bytes.size() - filled);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      snapshot.error = osError("cannot read", path, errno);
+      snapshot.bytes.clear();
+      return snapshot;
+    }
+    if (n == 0) break;
+    filled += static_cast<std::size_t>(n);
+  }
+  snapshot.bytes.resize(filled);
+  return snapshot;
+}
+
+std::filesystem::path SidecarLock::pathFor(const std::filesystem::path& file) {
+  std::filesystem::path lock = file;
+  lock += ".lock";
+  return lock;
+}
+
+std::optional<SidecarLock> SidecarLock::acquire(const std::filesystem::path& file, std::string& error) {
+  const auto path = pathFor(file);
+  const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (fd < 0) {
+    error = osError("cannot open the lock file", path, errno);
+    return std::nullopt;
+  }
+  while (::flock(fd, LOCK_EX) != 0) {
+    if (errno == EINTR) continue;
+    error = osError("cannot lock", path, errno);
+    ::close(fd);
+    return std::nullopt;
+  }
+  return SidecarLock(fd);
+}
+
+SidecarLock::~SidecarLock() {
+  if (fd_ >= 0) ::close(fd_);  // closing the last descriptor releases the lock
+}
+
+std::optional<FileIdentity> replaceFileAtomically(const std::filesystem::path& file,
+                                                  std::span<const std::uint8_t> bytes, mode_t mode,
+                                                  std::string& error) {
+  std::filesystem::path temporary = file;
+  temporary += ".tmp";
+  // Left behind by a writer that died holding the lock, if anything.
+  if (::unlink(temporary.c_str()) != 0 && errno != ENOENT) {
+    error = osError("cannot remove the stale temporary file", temporary, errno);
+    return std::nullopt;
+  }
+
+  Descriptor fd(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+  if (!fd.valid()) {
+    error = osError("cannot create", temporary, errno);
+    return std::nullopt;
+  }
+  auto fail = [&](std::string_view what) -> std::optional<FileIdentity> {
+    error = osError(what, temporary, errno);
+    ::unlink(temporary.c_str());
+    return std::nullopt;
+  };
+  struct stat st {};
+  if (::fchmod(fd.get(), mode) != 0) return fail("cannot set the permissions of");  // past the umask
+  if (!writeAll(fd.get(), bytes)) return fail("cannot write");
+  if (::fsync(fd.get()) != 0) return fail("cannot flush");
+  if (::fstat(fd.get(), &st) != 0) return fail("cannot examine");
+  if (fd.close() != 0) return fail("cannot close");
+  if (::rename(temporary.c_str(), file.c_str()) != 0) return fail("cannot rename into place");
+
+  // The rename is done; flushing the directory makes it survive a crash.
+  const auto directory = file.has_parent_path() ? file.parent_path() : std::filesystem::path(".");
+  Descriptor dir(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!dir.valid() || ::fsync(dir.get()) != 0) error = osError("cannot flush the directory", directory, errno);
+  return identityOf(st);  // renaming keeps the inode, size and modification time
+}
+
+bool ensureDirectory(const std::filesystem::path& directory, std::string& error) {
+  if (directory.empty()) return true;
+  std::error_code ec;
+  std::filesystem::create_directories(directory, ec);
+  if (ec) {
+    error = "cannot create the directory " + directory.string() + ": " + ec.message();
+    return false;
+  }
+  return true;
+}
+
+}  // namespace velmora

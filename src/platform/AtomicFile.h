@@ -1,0 +1,76 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace velmora {
+
+// Which file a path named when it was looked at. A file replaced by a rename
+// has a new inode; one rewritten in place a new size or modification time
+// (kept to the nanosecond). A path that could not be looked at carries the
+// error number, so the same failure twice is the same state.
+struct FileIdentity {
+  bool exists = false;
+  int error = 0;  // errno of the failed look, other than "no such file"
+  std::uint64_t device = 0, inode = 0;
+  std::int64_t size = 0, modifiedSeconds = 0, modifiedNanoseconds = 0;
+
+  // The identity of what `path` names now.
+  static FileIdentity of(const std::filesystem::path& path);
+
+  friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
+};
+
+// A whole file as read through one descriptor, with the identity of exactly
+// what was read.
+struct FileSnapshot {
+  FileIdentity identity;
+  mode_t mode = 0;  // permission bits
+  std::vector<std::uint8_t> bytes;
+  std::string error;  // why it could not be read, when it exists but could not
+};
+FileSnapshot readWholeFile(const std::filesystem::path& path);
+
+// An exclusive advisory lock (flock) on the sidecar "<file>.lock", held for
+// the object's lifetime. The plist itself is never locked: a rename replaces
+// it, and a lock on the old inode would protect nothing.
+class SidecarLock {
+ public:
+  // Creates the sidecar when needed and waits for the lock; nothing, with
+  // `error` set, when that fails.
+  static std::optional<SidecarLock> acquire(const std::filesystem::path& file, std::string& error);
+
+  SidecarLock(SidecarLock&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
+  SidecarLock& operator=(SidecarLock&&) = delete;
+  SidecarLock(const SidecarLock&) = delete;
+  ~SidecarLock();
+
+  static std::filesystem::path pathFor(const std::filesystem::path& file);
+
+ private:
+  explicit SidecarLock(int fd) : fd_(fd) {}
+  int fd_;
+};
+
+// Replaces `file` with `bytes` so that a reader sees the old file or the new
+// one, never a mixture, and a crash leaves one of the two: the bytes go to a
+// temporary file beside it (created with `mode`), are flushed to disk, the
+// temporary file is renamed over `file`, and the directory is flushed so the
+// rename itself survives. The caller holds the sidecar lock, which also
+// makes the fixed temporary name safe to reuse. Returns the identity of the
+// new file, or nothing with `error` set (the old file then stays as it was).
+// A new file whose directory could not be flushed is in place but may not
+// survive a power cut: it is returned, and `error` says so.
+std::optional<FileIdentity> replaceFileAtomically(const std::filesystem::path& file,
+                                                  std::span<const std::uint8_t> bytes, mode_t mode, std::string& error);
+
+// Creates `directory` and its parents when missing.
+bool ensureDirectory(const std::filesystem::path& directory, std::string& error);
+
+}  // namespace velmora
