@@ -3,6 +3,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include <filesystem>
+
 #include "format/FormatTools.h"
 #include "platform/IsoDate.h"
 #include "platform/StringFormat.h"
@@ -86,6 +88,16 @@ void BM_DateForDateWarm(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(tools.dateForDate(env.now, 21, 0));
 }
 BENCHMARK(BM_DateForDateWarm);
+
+// The night hour is read from the standard defaults on every call.
+void BM_SeedForDateWarm(benchmark::State& state) {
+  Environment env = benchEnvironment();
+  env.prefsDir = std::filesystem::temp_directory_path() / "velmora-format-bench-none";  // nothing stored: hour 21
+  FormatTools tools(env);
+  const Date lastWeek = env.now.dateByAddingTimeInterval(-6 * 86400.0);
+  for (auto _ : state) benchmark::DoNotOptimize(tools.seedForDate(lastWeek));
+}
+BENCHMARK(BM_SeedForDateWarm);
 
 void BM_LocalizedStringWithFormat(benchmark::State& state) {
   for (auto _ : state) {

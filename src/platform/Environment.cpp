@@ -3,6 +3,8 @@
 #include <iostream>
 
 #include "platform/Bundle.h"
+#include "platform/DrawingSurface.h"
+#include "platform/Fonts.h"
 
 namespace velmora {
 
@@ -13,6 +15,18 @@ std::filesystem::path Environment::preferencesFile(std::string_view domain) cons
 const Bundle& Environment::bundle() const {
   if (!bundle_) bundle_ = std::make_shared<const Bundle>(resourcesDir, languages, warn);
   return *bundle_;
+}
+
+const FontSet& Environment::fonts() const {
+  if (!fonts_)
+    fonts_ = std::make_shared<const FontSet>(FontSet::standardFontFiles(),
+                                             [this](std::string_view message) { warning(message); });
+  return *fonts_;
+}
+
+ShadowScratch& Environment::shadowScratch() const {
+  if (!shadowScratch_) shadowScratch_ = makeShadowScratch();
+  return *shadowScratch_;
 }
 
 void Environment::warning(std::string_view message) const {

@@ -12,6 +12,8 @@
 namespace velmora {
 
 class Bundle;
+class FontSet;
+class ShadowScratch;
 
 // Where a diagnostic line goes (standard error in the host, a buffer in tests).
 using WarningSink = std::function<void(std::string_view message)>;
@@ -37,12 +39,19 @@ struct Environment {
   std::filesystem::path preferencesFile(std::string_view domain) const;
   // The application bundle, opened on first use and shared by everything of this run.
   const Bundle& bundle() const;
+  // The fonts of the images, loaded on first use and shared by everything of this run.
+  const FontSet& fonts() const;
+  // The scratch buffers of drop shadows, made on first use and kept for the
+  // run's later images (they are all zero between drawing operations).
+  ShadowScratch& shadowScratch() const;
   void warning(std::string_view message) const;
   // A diagnostic line of the system log (goes where warnings go).
   void diagnostic(std::string_view message) const;
 
  private:
   mutable std::shared_ptr<const Bundle> bundle_;
+  mutable std::shared_ptr<const FontSet> fonts_;
+  mutable std::shared_ptr<ShadowScratch> shadowScratch_;
 };
 
 }  // namespace velmora

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "platform/Value.h"
 
@@ -10,9 +11,12 @@ typedef struct _cairo_surface cairo_surface_t;
 
 namespace velmora {
 
+struct Environment;
+
 // A finished picture: a size in points, the scale it was drawn at, and its
 // pixels (premultiplied ARGB, width × scale by height × scale). A named
-// picture from the bundle also carries its name.
+// picture from the bundle also carries its name; its surface holds the
+// picture as drawn (a cairo recording), so that it stays sharp at any size.
 class Image {
  public:
   // Takes one reference on `surface` (may be null for a picture with no pixels).
@@ -37,5 +41,10 @@ class Image {
   cairo_surface_t* surface_;
   std::string name_;
 };
+
+// `UIImage imageNamed:`: the bundle's picture of that name at its natural
+// size in points, or nothing when the bundle has no such picture or it cannot
+// be read.
+ImageRef imageNamed(const Environment& env, std::string_view name);
 
 }  // namespace velmora

@@ -1,0 +1,181 @@
+// The drawing surface's costs at the notification's size: 280 points at
+// scale 3 (840 × 840 pixels).
+
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <filesystem>
+
+#include "platform/DrawingSurface.h"
+#include "platform/Fonts.h"
+#include "platform/Image.h"
+#include "platform/ShadowBlur.h"
+
+namespace velmora {
+namespace {
+
+constexpr double kSide = 280.0;
+
+Environment benchEnvironment() {
+  Environment env;
+  env.scale = 3;
+  env.resourcesDir = VELMORA_BENCH_RESOURCES;
+  return env;
+}
+
+Point onDial(double radius, double angle) {
+  return {kSide / 2 + radius * std::cos(angle), kSide / 2 + radius * std::sin(angle)};
+}
+
+void drawCentred(DrawingSurface& surface, const char* text, Point at, const TextAttributes& attributes) {
+  const Size size = surface.sizeWithAttributes(text, attributes);
+  surface.drawAtPoint(text, {at.x - size.width / 2, at.y - size.height / 2}, attributes);
+}
+
+// Four concentric rings in the manner of the sleep rings: four shadowed
+// tracks, four shadowed bodies and four tips with offset shadows (twelve
+// shadowed round-capped strokes), with or without the glyphs and the number.
+void drawRings(DrawingSurface& s, bool shadows, bool texts) {
+  const double half = kSide / 2;
+  const double radii[4] = {half - 19, half - 41, half - 63, half - 85};
+  const double values[4] = {0.83, 0.64, 0.45, 1.2};
+  const double tips[4] = {0.006, 0.007, 0.008, 0.008};
+  const Colour colours[4] = {Colour::hsba(0.33, 0.8, 0.9), Colour::hsba(0.15, 0.8, 0.9), Colour::hsba(0.55, 0.8, 0.9),
+                             Colour::hsba(0.95, 0.8, 0.9)};
+  const double start = (0.01 - 0.25) * 2 * M_PI;
+  auto shadow = [&](Size offset, double blur) {
+    if (shadows) s.setShadowWithColor(offset, blur, Colour::blackColor());
+  };
+  for (double r : radii) {
+    shadow({0, 0}, 2);
+    s.setLineCap(LineCap::kRound);
+    s.setLineWidth(20);
+    s.setStrokeColor(Colour::hsba(193.0 / 360, 0.92, 0.15));
+    s.addArc(half, half, r, -M_PI / 2, 2 * M_PI, 0);
+    s.strokePath();
+  }
+  for (int i = 3; i >= 0; --i) {
+    const double end = (values[i] - 0.25) * 2 * M_PI;
+    shadow({0, 0}, 2);
+    s.setStrokeColor(colours[i]);
+    s.addArc(half, half, radii[i], start, end, 0);
+    s.strokePath();
+    shadow({2, 2}, 5);
+    s.addArc(half, half, radii[i], (values[i] - tips[i] - 0.25) * 2 * M_PI, end, 0);
+    s.strokePath();
+  }
+  if (!texts) return;
+  s.saveGState();
+  shadow({0, 0}, 2);
+  const char* glyphs[4] = {"☾", "★", "Z", "♥"};
+  for (int i = 0; i < 4; ++i)
+    drawCentred(s, glyphs[i], onDial(radii[i], (values[i] - 0.25) * 2 * M_PI),
+                {Font::boldSystemFontOfSize(13), Colour::blackColor()});
+  drawCentred(s, "87", {half, half}, {Font::systemFontOfSize(34, FontWeight::kHeavy), Colour::whiteColor()});
+  s.restoreGState();
+}
+
+void BM_RingsWithShadowsAndText(benchmark::State& state) {
+  const Environment env = benchEnvironment();
+  env.fonts();
+  for (auto _ : state) {
+    DrawingSurface s = DrawingSurface::beginImageContext(env, kSide);
+    drawRings(s, true, true);
+    benchmark::DoNotOptimize(s.getImage());
+  }
+}
+BENCHMARK(BM_RingsWithShadowsAndText)->Unit(benchmark::kMillisecond);
+
+void BM_RingsWithShadows(benchmark::State& state) {
+  const Environment env = benchEnvironment();
+  for (auto _ : state) {
+    DrawingSurface s = DrawingSurface::beginImageContext(env, kSide);
+    drawRings(s, true, false);
+    benchmark::DoNotOptimize(s.getImage());
+  }
+}
+BENCHMARK(BM_RingsWithShadows)->Unit(benchmark::kMillisecond);
+
+void BM_RingsWithoutShadows(benchmark::State& state) {
+  const Environment env = benchEnvironment();
+  for (auto _ : state) {
+    DrawingSurface s = DrawingSurface::beginImageContext(env, kSide);
+    drawRings(s, false, false);
+    benchmark::DoNotOptimize(s.getImage());
+  }
+}
+BENCHMARK(BM_RingsWithoutShadows)->Unit(benchmark::kMillisecond);
+
+// The bed clock's 24 numerals: measured, then drawn centred.
+void BM_TwentyFourNumerals(benchmark::State& state) {
+  const Environment env = benchEnvironment();
+  env.fonts();
+  DrawingSurface s = DrawingSurface::beginImageContext(env, kSide);
+  char text[4];
+  for (auto _ : state) {
+    for (int i = 0; i < 24; ++i) {
+      std::snprintf(text, sizeof text, "%d", i);
+      const double a = (i / 24.0 - 0.25) * 2 * M_PI;
+      drawCentred(s, text, onDial(104, a),
+                  i % 6 ? TextAttributes{Font::boldSystemFontOfSize(10), Colour::white(0.55)}
+                        : TextAttributes{Font::systemFontOfSize(12, FontWeight::kHeavy), Colour::white(0.85)});
+    }
+  }
+}
+BENCHMARK(BM_TwentyFourNumerals)->Unit(benchmark::kMillisecond);
+
+void BM_PngEncode(benchmark::State& state) {
+  const Environment env = benchEnvironment();
+  DrawingSurface s = DrawingSurface::beginImageContext(env, kSide);
+  drawRings(s, true, true);
+  const ImageRef image = s.getImage();
+  const auto file = std::filesystem::temp_directory_path() / "velmora-bench-rings.png";
+  std::string error;
+  for (auto _ : state) {
+    if (!image->writePng(file, &error)) state.SkipWithError(error.c_str());
+  }
+  state.counters["bytes"] = static_cast<double>(std::filesystem::file_size(file));
+  std::filesystem::remove(file);
+}
+BENCHMARK(BM_PngEncode)->Unit(benchmark::kMillisecond);
+
+// A gauge's icon: looked up, read and drawn into its square.
+void BM_NamedPictureDraw(benchmark::State& state) {
+  const Environment env = benchEnvironment();
+  DrawingSurface s = DrawingSurface::beginImageContext(env, kSide);
+  for (auto _ : state) {
+    const ImageRef icon = imageNamed(env, "SpO2Icon");
+    if (!icon)
+      state.SkipWithError("no picture SpO2Icon");
+    else
+      s.drawInRect(*icon, {117, 165, 46, 46});
+  }
+}
+BENCHMARK(BM_NamedPictureDraw)->Unit(benchmark::kMillisecond);
+
+// The recharge backdrop, over the whole image.
+void BM_BackdropDraw(benchmark::State& state) {
+  const Environment env = benchEnvironment();
+  DrawingSurface s = DrawingSurface::beginImageContext(env, kSide);
+  for (auto _ : state) {
+    const ImageRef backdrop = imageNamed(env, "RechargeBkg.png");
+    if (!backdrop)
+      state.SkipWithError("no picture RechargeBkg.png");
+    else
+      s.drawInRect(*backdrop, {0, 0, kSide, kSide});
+  }
+}
+BENCHMARK(BM_BackdropDraw)->Unit(benchmark::kMillisecond);
+
+// A run's font start-up: the private configuration, the font map, and the
+// first line laid out.
+void BM_FontStartUp(benchmark::State& state) {
+  for (auto _ : state) {
+    FontSet fonts;
+    benchmark::DoNotOptimize(fonts.line("☾ 7", Font::boldSystemFontOfSize(12)).size());
+  }
+}
+BENCHMARK(BM_FontStartUp)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace velmora

@@ -1,0 +1,574 @@
+#include "platform/DrawingSurface.h"
+
+#include <cairo.h>
+#include <pixman.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <utility>
+
+#include "platform/PixelMemory.h"
+#include "platform/ShadowBlur.h"
+
+namespace velmora {
+
+namespace {
+
+constexpr double kFullTurn = 2.0 * M_PI;
+constexpr int kLargestSide = 16384;  // pixels; beyond this a surface is not made
+
+void setSource(cairo_t* cr, const Colour& colour, double opacity = 1.0) {
+  const RGBA c = colour.rgba();
+  cairo_set_source_rgba(cr, c.red, c.green, c.blue, c.alpha * opacity);
+}
+
+bool finite(double a) { return std::isfinite(a); }
+template <typename... More>
+bool finite(double a, More... more) {
+  return std::isfinite(a) && finite(more...);
+}
+
+// A transparent ARGB bitmap whose pixels live in PixelMemory owned by the surface.
+cairo_surface_t* createBitmap(int side) {
+  const int stride = cairo_format_stride_for_width(CAIRO_FORMAT_ARGB32, side);
+  auto memory = std::make_unique<PixelMemory>(static_cast<std::size_t>(stride) * static_cast<std::size_t>(side));
+  if (!memory->data()) return nullptr;
+  cairo_surface_t* surface =
+      cairo_image_surface_create_for_data(memory->data(), CAIRO_FORMAT_ARGB32, side, side, stride);
+  static constexpr cairo_user_data_key_t kMemoryKey{};
+  if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS ||
+      cairo_surface_set_user_data(surface, &kMemoryKey, memory.get(),
+                                  [](void* p) { delete static_cast<PixelMemory*>(p); }) != CAIRO_STATUS_SUCCESS) {
+    cairo_surface_destroy(surface);
+    return nullptr;
+  }
+  memory.release();  // the surface owns it now
+  return surface;
+}
+
+// Keeps the current path of a context across drawing that needs the path
+// for itself (text placement, clipping), as the platform's text and picture
+// drawing leave the path alone.
+class PathKeeper {
+ public:
+  explicit PathKeeper(cairo_t* cr) : cr_(cr), path_(cairo_copy_path(cr)) { cairo_new_path(cr); }
+  ~PathKeeper() {
+    cairo_new_path(cr_);
+    if (path_->status == CAIRO_STATUS_SUCCESS) cairo_append_path(cr_, path_);
+    cairo_path_destroy(path_);
+  }
+  PathKeeper(const PathKeeper&) = delete;
+  PathKeeper& operator=(const PathKeeper&) = delete;
+
+ private:
+  cairo_t* cr_;
+  cairo_path_t* path_;
+};
+
+// The natural extent of an image's surface in its own units: pixels for a
+// bitmap, points for a recorded picture.
+bool naturalExtent(cairo_surface_t* surface, double& width, double& height) {
+  if (cairo_surface_get_type(surface) == CAIRO_SURFACE_TYPE_IMAGE) {
+    width = cairo_image_surface_get_width(surface);
+    height = cairo_image_surface_get_height(surface);
+    return width > 0 && height > 0;
+  }
+  if (cairo_surface_get_type(surface) == CAIRO_SURFACE_TYPE_RECORDING) {
+    cairo_rectangle_t extents;
+    if (!cairo_recording_surface_get_extents(surface, &extents)) return false;
+    width = extents.width;
+    height = extents.height;
+    return width > 0 && height > 0;
+  }
+  return false;
+}
+
+// Whether a stroke of the path can have joins (whose miters reach beyond half
+// the line width): a subpath that turns a corner between segments, or closes.
+// Arcs come as chains of curves that meet smoothly.
+bool hasCorners(const cairo_path_t* path) {
+  double lastX = 0, lastY = 0;        // the current point
+  double tangentX = 0, tangentY = 0;  // direction of the previous segment's end; zero at a subpath's start
+  for (int i = 0; i < path->num_data; i += path->data[i].header.length) {
+    const cairo_path_data_t* d = &path->data[i];
+    double startX, startY, endX, endY;  // the new segment's tangents at its ends
+    double x, y;
+    switch (d->header.type) {
+      case CAIRO_PATH_MOVE_TO:
+        lastX = d[1].point.x, lastY = d[1].point.y;
+        tangentX = tangentY = 0;
+        continue;
+      case CAIRO_PATH_CLOSE_PATH:
+        return true;
+      case CAIRO_PATH_LINE_TO:
+        x = d[1].point.x, y = d[1].point.y;
+        startX = endX = x - lastX, startY = endY = y - lastY;
+        break;
+      case CAIRO_PATH_CURVE_TO:
+        x = d[3].point.x, y = d[3].point.y;
+        startX = d[1].point.x - lastX, startY = d[1].point.y - lastY;
+        endX = x - d[2].point.x, endY = y - d[2].point.y;
+        break;
+      default:
+        return true;
+    }
+    if (tangentX != 0 || tangentY != 0) {
+      const double cross = tangentX * startY - tangentY * startX;
+      const double dot = tangentX * startX + tangentY * startY;
+      const double lengths = std::hypot(tangentX, tangentY) * std::hypot(startX, startY);
+      if (dot <= 0 || std::abs(cross) > 1e-3 * lengths) return true;
+    }
+    if (endX != 0 || endY != 0) tangentX = endX, tangentY = endY;
+    lastX = x, lastY = y;
+  }
+  return false;
+}
+
+// Rectangles of frame pixels, moved by (dx, dy), as a region; `widen` adds a
+// pixel right and below for a shadow placed between pixels.
+cairo_region_t* regionOf(const std::vector<PixelRect>& rects, int dx, int dy, bool widen) {
+  std::vector<cairo_rectangle_int_t> moved;
+  moved.reserve(rects.size());
+  const int extra = widen ? 1 : 0;
+  for (const PixelRect& r : rects) moved.push_back({r.x + dx, r.y + dy, r.width + extra, r.height + extra});
+  return cairo_region_create_rectangles(moved.data(), static_cast<int>(moved.size()));
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Shadows are cast through 8-bit coverage buffers over a frame of pixels: the
+// bitmap plus a margin wide enough for the shadow's blur and offset. The
+// buffers belong to the run and are all zero between operations, so a new
+// surface neither allocates nor clears them. An
+// operation paints its coverage into the frame, the coverage is blurred into
+// the shadow buffer, the shadow is composited at its offset, and the operation
+// itself follows on top. A stroke or fill is then tinted through the same
+// coverage rather than rasterised twice.
+
+class ShadowScratch {
+ public:
+  ~ShadowScratch() { release(); }
+
+  // Readies the frame for a bitmap of `side` pixels at `scale` with at least
+  // `margin` pixels around it; false when the memory cannot be had.
+  bool prepare(int side, int neededMargin, int scale) {
+    if (neededMargin > margin_ || side + 2 * margin_ > coverage_.width() || !coverageCr_) {
+      release();
+      margin_ =
+          (std::max(neededMargin, margin_) + CoverageBuffer::kTile - 1) / CoverageBuffer::kTile * CoverageBuffer::kTile;
+      const int frame = std::max(side, largestSide_) + 2 * margin_;
+      largestSide_ = std::max(side, largestSide_);
+      coverage_.resize(frame, frame);
+      shadow_.resize(frame, frame);
+      if (!coverage_.data() || !shadow_.data()) return false;
+      auto a8 = [](CoverageBuffer& buffer) {
+        return cairo_image_surface_create_for_data(buffer.data(), CAIRO_FORMAT_A8, buffer.width(), buffer.height(),
+                                                   static_cast<int>(buffer.stride()));
+      };
+      coverageSurface_ = a8(coverage_);
+      shadowSurface_ = a8(shadow_);
+      coverageCr_ = cairo_create(coverageSurface_);
+      if (cairo_status(coverageCr_) != CAIRO_STATUS_SUCCESS) return false;
+    }
+    cairo_identity_matrix(coverageCr_);
+    cairo_translate(coverageCr_, margin_, margin_);
+    cairo_scale(coverageCr_, scale, scale);
+    return true;
+  }
+
+  int margin() const { return margin_; }
+  CoverageBuffer& coverage() { return coverage_; }
+  CoverageBuffer& shadow() { return shadow_; }
+  cairo_surface_t* coverageSurface() const { return coverageSurface_; }
+  cairo_surface_t* shadowSurface() const { return shadowSurface_; }
+  cairo_t* coverageCr() const { return coverageCr_; }
+  ShadowBlur& blur() { return blur_; }
+  std::vector<PixelRect>& runs() { return runs_; }
+
+  // User-space bounds on the coverage context, as frame pixels (rounded out,
+  // with a pixel to spare for antialiasing).
+  PixelRect framePixels(double x1, double y1, double x2, double y2) const {
+    cairo_user_to_device(coverageCr_, &x1, &y1);
+    cairo_user_to_device(coverageCr_, &x2, &y2);
+    const double limit = coverage_.width();
+    auto pixel = [limit](double v) { return static_cast<int>(std::clamp(v, 0.0, limit)); };
+    const int left = pixel(std::floor(std::min(x1, x2)) - 1), top = pixel(std::floor(std::min(y1, y2)) - 1);
+    const int right = pixel(std::ceil(std::max(x1, x2)) + 1), bottom = pixel(std::ceil(std::max(y1, y2)) + 1);
+    return {left, top, right - left, bottom - top};
+  }
+
+ private:
+  void release() {
+    if (coverageCr_) cairo_destroy(coverageCr_);
+    if (coverageSurface_) cairo_surface_destroy(coverageSurface_);
+    if (shadowSurface_) cairo_surface_destroy(shadowSurface_);
+    coverageCr_ = nullptr;
+    coverageSurface_ = shadowSurface_ = nullptr;
+  }
+
+  int margin_ = 0;       // pixels of frame left of and above the bitmap
+  int largestSide_ = 0;  // of the bitmaps the frame has served
+  CoverageBuffer coverage_, shadow_;
+  cairo_surface_t* coverageSurface_ = nullptr;
+  cairo_surface_t* shadowSurface_ = nullptr;
+  cairo_t* coverageCr_ = nullptr;
+  ShadowBlur blur_;
+  std::vector<PixelRect> runs_;
+};
+
+std::shared_ptr<ShadowScratch> makeShadowScratch() { return std::make_shared<ShadowScratch>(); }
+
+// ---------------------------------------------------------------------------
+
+DrawingSurface DrawingSurface::beginImageContext(const Environment& env, double size, int scale) {
+  return DrawingSurface(env, size, scale > 0 ? scale : env.scale);
+}
+
+DrawingSurface::DrawingSurface(const Environment& env, double size, int scale)
+    : env_(&env), size_(size), scale_(std::max(1, scale)) {
+  if (!(size > 0) || size * scale_ > kLargestSide) return;
+  bitmap_ = createBitmap(pixelSide());
+  if (!bitmap_) return;
+  cr_ = cairo_create(bitmap_);
+  cairo_scale(cr_, scale_, scale_);
+}
+
+DrawingSurface::DrawingSurface(DrawingSurface&& other) noexcept
+    : env_(other.env_),
+      size_(other.size_),
+      scale_(other.scale_),
+      bitmap_(std::exchange(other.bitmap_, nullptr)),
+      cr_(std::exchange(other.cr_, nullptr)),
+      shared_(other.shared_),
+      states_(std::move(other.states_)) {}
+
+DrawingSurface& DrawingSurface::operator=(DrawingSurface&& other) noexcept {
+  if (this != &other) {
+    end();
+    env_ = other.env_;
+    size_ = other.size_;
+    scale_ = other.scale_;
+    bitmap_ = std::exchange(other.bitmap_, nullptr);
+    cr_ = std::exchange(other.cr_, nullptr);
+    shared_ = other.shared_;
+    states_ = std::move(other.states_);
+  }
+  return *this;
+}
+
+DrawingSurface::~DrawingSurface() { end(); }
+
+int DrawingSurface::pixelSide() const { return static_cast<int>(std::ceil(size_ * scale_ - 1e-9)); }
+
+void DrawingSurface::end() {
+  if (cr_) cairo_destroy(cr_);
+  if (bitmap_) cairo_surface_destroy(bitmap_);
+  cr_ = nullptr;
+  bitmap_ = nullptr;
+}
+
+ImageRef DrawingSurface::getImage() {
+  if (!cr_) return nullptr;
+  cairo_surface_flush(bitmap_);
+  shared_ = true;
+  return std::make_shared<const Image>(size_, size_, scale_, bitmap_);
+}
+
+// An image was taken from the bitmap: give the surface a copy of its own
+// before painting, so that the image stays as it was.
+bool DrawingSurface::prepareToPaint() {
+  if (!cr_) return false;
+  if (!shared_) return true;
+  cairo_surface_t* copy = createBitmap(pixelSide());
+  if (!copy) return false;
+  const int bytes = cairo_image_surface_get_stride(bitmap_) * cairo_image_surface_get_height(bitmap_);
+  std::memcpy(cairo_image_surface_get_data(copy), cairo_image_surface_get_data(bitmap_),
+              static_cast<std::size_t>(bytes));
+  cairo_surface_mark_dirty(copy);
+  cairo_t* cr = cairo_create(copy);
+  cairo_scale(cr, scale_, scale_);
+  cairo_path_t* path = cairo_copy_path(cr_);
+  if (path->status == CAIRO_STATUS_SUCCESS) cairo_append_path(cr, path);
+  cairo_path_destroy(path);
+  cairo_destroy(cr_);
+  cairo_surface_destroy(bitmap_);  // the image keeps its own reference
+  cr_ = cr;
+  bitmap_ = copy;
+  shared_ = false;
+  return true;
+}
+
+// --- state -----------------------------------------------------------------
+
+void DrawingSurface::setLineCap(LineCap cap) { states_.back().lineCap = cap; }
+
+void DrawingSurface::setLineWidth(double width) {
+  if (width >= 0 && std::isfinite(width)) states_.back().lineWidth = width;
+}
+
+void DrawingSurface::setStrokeColor(const Colour& colour) { states_.back().strokeColour = colour; }
+void DrawingSurface::setFillColor(const Colour& colour) { states_.back().fillColour = colour; }
+
+void DrawingSurface::setShadow(Size offset, double blur) { setShadowWithColor(offset, blur, Shadow::kDefaultColour); }
+
+void DrawingSurface::setShadowWithColor(Size offset, double blur, const Colour& colour) {
+  Shadow shadow;
+  shadow.offset = {finite(offset.width) ? offset.width : 0.0, finite(offset.height) ? offset.height : 0.0};
+  shadow.blur = blur > 0 && std::isfinite(blur) ? blur : 0.0;
+  shadow.colour = colour;
+  states_.back().shadow = shadow;
+}
+
+void DrawingSurface::saveGState() { states_.push_back(states_.back()); }
+
+void DrawingSurface::restoreGState() {
+  if (states_.size() > 1) states_.pop_back();
+}
+
+// --- path ------------------------------------------------------------------
+
+void DrawingSurface::moveToPoint(double x, double y) {
+  if (cr_ && finite(x, y)) cairo_move_to(cr_, x, y);
+}
+
+void DrawingSurface::addLineToPoint(double x, double y) {
+  if (cr_ && finite(x, y) && cairo_has_current_point(cr_)) cairo_line_to(cr_, x, y);
+}
+
+void DrawingSurface::addArc(double x, double y, double radius, double startAngle, double endAngle, int clockwise) {
+  if (!cr_ || !finite(x, y, radius, startAngle, endAngle) || radius < 0) return;
+  const double sweep = clockwise == 0 ? endAngle - startAngle : startAngle - endAngle;
+  double turned;  // how far the arc turns in its direction, 0 … one full turn
+  if (sweep >= kFullTurn) {
+    turned = kFullTurn;
+  } else {
+    turned = std::fmod(sweep, kFullTurn);
+    if (turned < 0) turned += kFullTurn;
+  }
+  if (clockwise == 0)
+    cairo_arc(cr_, x, y, radius, startAngle, startAngle + turned);
+  else
+    cairo_arc_negative(cr_, x, y, radius, startAngle, startAngle - turned);
+}
+
+void DrawingSurface::closePath() {
+  if (cr_ && cairo_has_current_point(cr_)) cairo_close_path(cr_);
+}
+
+// --- painting --------------------------------------------------------------
+
+void DrawingSurface::strokePath() { paintPath(true); }
+void DrawingSurface::fillPath() { paintPath(false); }
+
+// The run's shadow scratch, readied for a shadow: the frame must hold
+// everything whose shadow can fall on the bitmap.
+ShadowScratch* DrawingSurface::scratchFor(const Shadow& shadow) {
+  ShadowScratch& s = env_->shadowScratch();
+  const double dx = std::abs(shadow.offset.width) * scale_, dy = std::abs(shadow.offset.height) * scale_;
+  const int needed = ShadowBlur::reach(shadow.blur * scale_ / 2.0) + static_cast<int>(std::ceil(std::max(dx, dy))) + 1;
+  return s.prepare(pixelSide(), needed, scale_) ? &s : nullptr;
+}
+
+void DrawingSurface::paintPath(bool stroke) {
+  if (!prepareToPaint()) return;
+  const GState& g = states_.back();
+  const Colour& colour = stroke ? g.strokeColour : g.fillColour;
+  auto setUp = [&](cairo_t* cr) {
+    cairo_set_line_width(cr, g.lineWidth);
+    cairo_set_line_cap(cr, g.lineCap == LineCap::kRound ? CAIRO_LINE_CAP_ROUND : CAIRO_LINE_CAP_BUTT);
+  };
+  setUp(cr_);
+  ShadowScratch* s = g.shadow && g.shadow->casts() ? scratchFor(*g.shadow) : nullptr;
+  if (!s) {
+    setSource(cr_, colour);
+    stroke ? cairo_stroke(cr_) : cairo_fill(cr_);
+    return;
+  }
+  // The path's coverage, opaque: the shadow and the paint both come from it.
+  cairo_path_t* path = cairo_copy_path(cr_);
+  cairo_new_path(cr_);
+  cairo_t* cov = s->coverageCr();
+  setUp(cov);
+  cairo_append_path(cov, path);
+  double x1, y1, x2, y2;
+  cairo_path_extents(cov, &x1, &y1, &x2, &y2);
+  if (stroke) {
+    const double reach = g.lineWidth / 2 * (hasCorners(path) ? cairo_get_miter_limit(cov) : 1.0);
+    x1 -= reach, y1 -= reach, x2 += reach, y2 += reach;
+  }
+  cairo_path_destroy(path);
+  cairo_set_source_rgba(cov, 0, 0, 0, 1);
+  stroke ? cairo_stroke(cov) : cairo_fill(cov);
+  CoverageBuffer& coverage = s->coverage();
+  coverage.findUsed(s->framePixels(x1, y1, x2, y2));
+  const double opacity = colour.rgba().alpha;
+  castShadow(*s, *g.shadow, opacity, opacity >= 1.0);
+
+  // The colour through the coverage; where the coverage is whole, a plain fill.
+  const int m = s->margin();
+  coverage.cellRuns(CoverageBuffer::Cells::kPartlyCovered, 0, s->runs());
+  cairo_region_t* partly = regionOf(s->runs(), -m, -m, false);
+  compositeThrough(partly, s->coverageSurface(), -m, -m, colour, 1.0);
+  cairo_region_destroy(partly);
+  coverage.cellRuns(CoverageBuffer::Cells::kFull, 0, s->runs());
+  if (!s->runs().empty()) {
+    cairo_save(cr_);
+    cairo_identity_matrix(cr_);
+    for (const PixelRect& r : s->runs()) cairo_rectangle(cr_, r.x - m, r.y - m, r.width, r.height);
+    setSource(cr_, colour);
+    cairo_fill(cr_);
+    cairo_restore(cr_);
+  }
+  coverage.clear();
+}
+
+// Composites `colour` through `mask`, placed with its origin at device pixel
+// (maskX, maskY), within `region` (device pixels). Whole-pixel placements go
+// straight to pixman, one rectangle at a time; others through a cairo clip.
+void DrawingSurface::compositeThrough(const cairo_region_t* region, cairo_surface_t* mask, double maskX, double maskY,
+                                      const Colour& colour, double opacity) {
+  const int count = cairo_region_num_rectangles(region);
+  if (count == 0) return;
+  const RGBA c = colour.rgba();
+  const double alpha = c.alpha * opacity;
+  if (maskX == std::floor(maskX) && maskY == std::floor(maskY)) {
+    cairo_surface_flush(bitmap_);
+    const int side = cairo_image_surface_get_width(bitmap_);
+    pixman_image_t* target = pixman_image_create_bits(
+        PIXMAN_a8r8g8b8, side, side, reinterpret_cast<std::uint32_t*>(cairo_image_surface_get_data(bitmap_)),
+        cairo_image_surface_get_stride(bitmap_));
+    pixman_image_t* coverage = pixman_image_create_bits(
+        PIXMAN_a8, cairo_image_surface_get_width(mask), cairo_image_surface_get_height(mask),
+        reinterpret_cast<std::uint32_t*>(cairo_image_surface_get_data(mask)), cairo_image_surface_get_stride(mask));
+    auto channel = [alpha](double v) { return static_cast<std::uint16_t>(std::lround(v * alpha * 65535.0)); };
+    const pixman_color_t premultiplied{channel(c.red), channel(c.green), channel(c.blue), channel(1.0)};
+    pixman_image_t* source = pixman_image_create_solid_fill(&premultiplied);
+    const int mx = static_cast<int>(maskX), my = static_cast<int>(maskY);
+    for (int i = 0; i < count; ++i) {
+      cairo_rectangle_int_t r;
+      cairo_region_get_rectangle(region, i, &r);
+      const PixelRect inside = PixelRect{r.x, r.y, r.width, r.height}.intersection({0, 0, side, side});
+      if (inside.empty()) continue;
+      pixman_image_composite32(PIXMAN_OP_OVER, source, coverage, target, 0, 0, inside.x - mx, inside.y - my, inside.x,
+                               inside.y, inside.width, inside.height);
+    }
+    pixman_image_unref(source);
+    pixman_image_unref(coverage);
+    pixman_image_unref(target);
+    cairo_surface_mark_dirty(bitmap_);
+    return;
+  }
+  PathKeeper keep(cr_);
+  cairo_save(cr_);
+  cairo_identity_matrix(cr_);
+  for (int i = 0; i < count; ++i) {
+    cairo_rectangle_int_t r;
+    cairo_region_get_rectangle(region, i, &r);
+    cairo_rectangle(cr_, r.x, r.y, r.width, r.height);
+  }
+  cairo_clip(cr_);
+  cairo_set_source_rgba(cr_, c.red, c.green, c.blue, alpha);
+  cairo_mask_surface(cr_, mask, maskX, maskY);
+  cairo_restore(cr_);
+}
+
+// Blurs the scratch's coverage and composites it as the shadow. Where the
+// operation will cover its own shadow with whole opaque paint
+// (`hiddenUnderFull`), the shadow is not composited at all.
+void DrawingSurface::castShadow(ShadowScratch& s, const Shadow& shadow, double opacity, bool hiddenUnderFull) {
+  s.blur().blur(s.coverage(), s.shadow(), shadow.blur * scale_ / 2.0);
+  const double dx = shadow.offset.width * scale_, dy = shadow.offset.height * scale_;
+  const int m = s.margin();
+  const double sigma = shadow.blur * scale_ / 2.0;
+  const int grow = (ShadowBlur::reach(sigma) + CoverageBuffer::kCell - 1) / CoverageBuffer::kCell;
+  s.coverage().cellRuns(CoverageBuffer::Cells::kUsed, grow, s.runs());
+  const bool whole = dx == std::floor(dx) && dy == std::floor(dy);
+  cairo_region_t* region =
+      regionOf(s.runs(), static_cast<int>(std::floor(dx)) - m, static_cast<int>(std::floor(dy)) - m, !whole);
+  if (hiddenUnderFull) {
+    s.coverage().cellRuns(CoverageBuffer::Cells::kFull, 0, s.runs());
+    cairo_region_t* hidden = regionOf(s.runs(), -m, -m, false);
+    cairo_region_subtract(region, hidden);
+    cairo_region_destroy(hidden);
+  }
+  compositeThrough(region, s.shadowSurface(), dx - m, dy - m, shadow.colour, opacity);
+  cairo_region_destroy(region);
+  s.shadow().clear();
+}
+
+// Text and pictures keep their own colours: their shadow comes from a
+// coverage of their own, and they are painted on top as they are.
+template <typename Draw>
+void DrawingSurface::paintWithShadow(Rect bounds, Draw draw) {
+  const GState& g = states_.back();
+  if (g.shadow && g.shadow->casts()) {
+    if (ShadowScratch* s = scratchFor(*g.shadow)) {
+      cairo_t* cov = s->coverageCr();
+      cairo_save(cov);
+      draw(cov);
+      cairo_restore(cov);
+      cairo_new_path(cov);
+      s->coverage().findUsed(s->framePixels(bounds.x, bounds.y, bounds.x + bounds.width, bounds.y + bounds.height));
+      castShadow(*s, *g.shadow, 1.0, true);
+      s->coverage().clear();
+    }
+  }
+  PathKeeper keep(cr_);
+  cairo_save(cr_);
+  draw(cr_);
+  cairo_restore(cr_);
+}
+
+// --- text and pictures -----------------------------------------------------
+
+Size DrawingSurface::sizeWithAttributes(std::string_view text, const TextAttributes& attributes) const {
+  return env_->fonts().sizeWithAttributes(text, attributes);
+}
+
+void DrawingSurface::drawAtPoint(std::string_view text, Point point, const TextAttributes& attributes) {
+  if (!finite(point.x, point.y) || !prepareToPaint()) return;
+  const TextLine line = env_->fonts().line(text, attributes.font);
+  const Size size = line.size();
+  if (size.width <= 0) return;
+  const bool background = attributes.backgroundColour.rgba().alpha > 0;
+  Rect bounds{point.x + line.inkBounds().x, point.y + line.inkBounds().y, line.inkBounds().width,
+              line.inkBounds().height};
+  if (background) {
+    const double right = std::max(bounds.x + bounds.width, point.x + size.width);
+    const double bottom = std::max(bounds.y + bounds.height, point.y + size.height);
+    bounds.x = std::min(bounds.x, point.x);
+    bounds.y = std::min(bounds.y, point.y);
+    bounds.width = right - bounds.x;
+    bounds.height = bottom - bounds.y;
+  }
+  paintWithShadow(bounds, [&](cairo_t* cr) {
+    if (background) {
+      setSource(cr, attributes.backgroundColour);
+      cairo_rectangle(cr, point.x, point.y, size.width, size.height);
+      cairo_fill(cr);
+    }
+    setSource(cr, attributes.foregroundColour);
+    cairo_move_to(cr, point.x, point.y);
+    line.show(cr);
+    cairo_new_path(cr);
+  });
+}
+
+void DrawingSurface::drawInRect(const Image& image, Rect rect) {
+  double width, height;
+  if (!image.surface() || !naturalExtent(image.surface(), width, height)) return;
+  if (!finite(rect.x, rect.y, rect.width, rect.height) || rect.width <= 0 || rect.height <= 0) return;
+  if (!prepareToPaint()) return;
+  paintWithShadow(rect, [&](cairo_t* cr) {
+    cairo_translate(cr, rect.x, rect.y);
+    cairo_scale(cr, rect.width / width, rect.height / height);
+    cairo_set_source_surface(cr, image.surface(), 0, 0);
+    cairo_pattern_set_filter(cairo_get_source(cr), CAIRO_FILTER_GOOD);
+    cairo_rectangle(cr, 0, 0, width, height);
+    cairo_fill(cr);
+  });
+}
+
+}  // namespace velmora

@@ -1,0 +1,38 @@
+#include "platform/PixelMemory.h"
+
+#include <sys/mman.h>
+
+namespace velmora {
+
+namespace {
+constexpr std::size_t kHugePage = std::size_t{2} << 20;
+constexpr std::size_t kPage = 4096;
+
+std::size_t roundUp(std::size_t n, std::size_t to) { return (n + to - 1) / to * to; }
+}  // namespace
+
+PixelMemory::PixelMemory(std::size_t bytes) {
+  if (bytes == 0) return;
+  const bool huge = bytes >= kHugePage / 4;
+  const std::size_t size = roundUp(bytes, huge ? kHugePage : kPage);
+  // Map one huge page more than needed so that an aligned run fits inside.
+  const std::size_t mapped = huge ? size + kHugePage : size;
+  void* p = ::mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (p == MAP_FAILED) return;
+  mapping_ = p;
+  mappingSize_ = mapped;
+  auto* start = static_cast<std::uint8_t*>(p);
+  if (huge) {
+    const auto address = reinterpret_cast<std::uintptr_t>(start);
+    start += roundUp(address, kHugePage) - address;
+    ::madvise(start, size, MADV_HUGEPAGE);  // advice only: no huge pages is no error
+  }
+  data_ = start;
+  size_ = size;
+}
+
+PixelMemory::~PixelMemory() {
+  if (mapping_) ::munmap(mapping_, mappingSize_);
+}
+
+}  // namespace velmora

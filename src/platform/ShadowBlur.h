@@ -1,0 +1,113 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "platform/PixelMemory.h"
+
+namespace velmora {
+
+// A rectangle of device pixels.
+struct PixelRect {
+  int x = 0, y = 0, width = 0, height = 0;
+
+  bool empty() const { return width <= 0 || height <= 0; }
+  PixelRect intersection(const PixelRect& other) const;
+  // Grown by `by` pixels on every side.
+  PixelRect outset(int by) const { return {x - by, y - by, width + 2 * by, height + 2 * by}; }
+  friend bool operator==(const PixelRect&, const PixelRect&) = default;
+};
+
+// An 8-bit coverage buffer, kept in tiles of 16 × 16 pixels (the blur's unit
+// of work) made of cells of 8 × 8 (the compositing's). Between uses every
+// byte is zero: the tiles that may hold something are flagged, and `clear`
+// zeroes only those, so a mostly empty buffer costs little to reuse.
+class CoverageBuffer {
+ public:
+  static constexpr int kTile = 16;
+  static constexpr int kCell = 8;
+
+  // Makes a zeroed buffer of at least width × height pixels (whole tiles).
+  void resize(int width, int height);
+
+  int width() const { return tilesAcross_ * kTile; }
+  int height() const { return tilesDown_ * kTile; }
+  std::ptrdiff_t stride() const { return width(); }
+  std::uint8_t* data() { return memory_ ? memory_->data() : nullptr; }
+  const std::uint8_t* data() const { return memory_ ? memory_->data() : nullptr; }
+
+  int tilesAcross() const { return tilesAcross_; }
+  int tilesDown() const { return tilesDown_; }
+  bool used(int tileX, int tileY) const { return tiles_[tileIndex(tileX, tileY)] != 0; }
+  void markUsed(int tileX, int tileY) { tiles_[tileIndex(tileX, tileY)] = 1; }
+
+  // Flags the tiles and cells meeting `area` that hold a non-zero byte, and
+  // notes the cells whose every byte is 255.
+  void findUsed(PixelRect area);
+
+  enum class Cells { kUsed, kPartlyCovered, kFull };
+  // The cells of a kind as rectangles, one per run along a row of cells. Used
+  // cells can first be grown by `grow` cells on every side.
+  void cellRuns(Cells kind, int grow, std::vector<PixelRect>& runs);
+
+  // Zeroes the used tiles and unflags tiles and cells.
+  void clear();
+
+ private:
+  std::size_t tileIndex(int tileX, int tileY) const { return static_cast<std::size_t>(tileY * tilesAcross_ + tileX); }
+  // Cells are kept as bits, a row of cells in `words_` 64-bit words.
+  void setCell(std::vector<std::uint64_t>& bits, int cellX, int cellY) {
+    bits[static_cast<std::size_t>(cellY * words_ + cellX / 64)] |= std::uint64_t{1} << (cellX % 64);
+  }
+
+  std::unique_ptr<PixelMemory> memory_;
+  int tilesAcross_ = 0, tilesDown_ = 0, words_ = 0;
+  std::vector<std::uint8_t> tiles_;  // 1: used
+  std::vector<std::uint64_t> usedCells_, fullCells_;
+  int firstRow_ = 0, endRow_ = 0;  // the rows of cells that may have bits set
+  std::vector<std::uint64_t> row_, grown_;
+};
+
+// The blur of a drop shadow: a Gaussian of standard deviation sigma,
+// approximated by three box blurs in each direction, each a running sum.
+// Only the tiles a blur can reach from the used tiles of the coverage are
+// worked on; the scratch storage stays with the object for the next shadow.
+class ShadowBlur {
+ public:
+  // Width of each of the three boxes: floor(sigma · 3·√(2π)/4 + 0.5), at most 250.
+  static int boxWidth(double sigma);
+  // How many pixels beyond the coverage the three boxes spread it.
+  static int reach(double sigma);
+
+  ShadowBlur();
+
+  // Blurs the used tiles of `source` into `target`, a clear buffer of the same
+  // size, and flags the tiles of `target` written. Coverage beyond the buffer
+  // counts as zero.
+  void blur(const CoverageBuffer& source, CoverageBuffer& target, double sigma);
+
+  // One box pass over 16 lanes side by side: element i of the output is the
+  // rounded mean of elements i − before … i + after of the input (zero outside
+  // 0 … length − 1). Elements are 16 bytes, `stride` bytes apart.
+  struct Box {
+    int before = 0, after = 0;
+    std::uint16_t half = 0, multiplier = 0;  // rounding and 2¹⁶ / width, for a multiply-high
+    static Box ofWidth(int width, int before);
+  };
+  using BoxPass = void (*)(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
+                           std::ptrdiff_t targetStride, int length, const Box& box);
+
+ private:
+  void blurAcross(const CoverageBuffer& source, int tileReach, const Box (&boxes)[3]);
+  void blurDown(CoverageBuffer& target, int tileReach, const Box (&boxes)[3]);
+  void threePasses(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
+                   std::ptrdiff_t targetStride, int length, const Box (&boxes)[3]);
+
+  BoxPass pass_;
+  CoverageBuffer across_;                             // after the horizontal passes
+  std::vector<std::uint8_t> lineIn_, lineA_, lineB_;  // one run, sixteen lanes wide
+};
+
+}  // namespace velmora

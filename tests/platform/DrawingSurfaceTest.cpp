@@ -1,0 +1,415 @@
+#include <cairo.h>
+#include <gtest/gtest.h>
+#include <spng.h>
+
+#include <cmath>
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+#include "platform/DrawingSurface.h"
+#include "platform/ShadowBlur.h"
+#include "support/TestEnvironment.h"
+
+namespace velmora {
+namespace {
+
+constexpr double kSide = 100.0;
+constexpr double kCentre = kSide / 2;
+
+// A pixel of an image, straight (not premultiplied), at a point in points.
+struct Pixel {
+  double red = 0, green = 0, blue = 0, alpha = 0;
+};
+
+Pixel pixelAt(const Image& image, double x, double y) {
+  cairo_surface_t* surface = image.surface();
+  cairo_surface_flush(surface);
+  const int px = static_cast<int>(std::floor(x * image.scale()));
+  const int py = static_cast<int>(std::floor(y * image.scale()));
+  if (px < 0 || py < 0 || px >= cairo_image_surface_get_width(surface) || py >= cairo_image_surface_get_height(surface))
+    return {};
+  const unsigned char* row = cairo_image_surface_get_data(surface) + py * cairo_image_surface_get_stride(surface);
+  const std::uint32_t p = reinterpret_cast<const std::uint32_t*>(row)[px];
+  const double a = (p >> 24) / 255.0;
+  if (a == 0) return {};
+  return {((p >> 16) & 0xff) / 255.0 / a, ((p >> 8) & 0xff) / 255.0 / a, (p & 0xff) / 255.0 / a, a};
+}
+
+Point onCircle(double radius, double degrees) {
+  const double a = degrees / 180.0 * M_PI;
+  return {kCentre + radius * std::cos(a), kCentre + radius * std::sin(a)};
+}
+
+class DrawingSurfaceTest : public ::testing::Test {
+ protected:
+  DrawingSurface begin(double side = kSide, int scale = 0) {
+    return DrawingSurface::beginImageContext(env, side, scale);
+  }
+  double alphaAt(const ImageRef& image, Point p) { return pixelAt(*image, p.x, p.y).alpha; }
+
+  testing::TestEnvironment env;
+};
+
+// --- arcs ------------------------------------------------------------------
+
+struct ArcCase {
+  const char* name;
+  double start, end;
+  int clockwise;
+  std::vector<double> painted, clear;  // dial angles in degrees
+};
+
+class ArcTest : public DrawingSurfaceTest, public ::testing::WithParamInterface<ArcCase> {};
+
+TEST_P(ArcTest, PaintsExactlyItsSweep) {
+  const ArcCase& c = GetParam();
+  DrawingSurface s = begin();
+  s.setLineWidth(6);
+  s.setStrokeColor(Colour::whiteColor());
+  s.addArc(kCentre, kCentre, 40, c.start, c.end, c.clockwise);
+  s.strokePath();
+  const ImageRef image = s.getImage();
+  for (double a : c.painted) EXPECT_GT(alphaAt(image, onCircle(40, a)), 0.99) << c.name << " at " << a << "°";
+  for (double a : c.clear) EXPECT_EQ(alphaAt(image, onCircle(40, a)), 0.0) << c.name << " at " << a << "°";
+  EXPECT_EQ(alphaAt(image, onCircle(30, 45)), 0.0) << "inside the ring";
+  EXPECT_EQ(alphaAt(image, onCircle(50, 45)), 0.0) << "outside the ring";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Sweeps, ArcTest,
+    ::testing::Values(
+        ArcCase{"full circle from 12 o'clock", -M_PI / 2, 2 * M_PI, 0, {-90, 0, 45, 90, 135, 180, 225, 269}, {}},
+        ArcCase{"growing quarter", 0, M_PI / 2, 0, {10, 45, 80}, {135, 225, 315}},
+        ArcCase{"growing, end before start, wraps past 0", M_PI / 2, 0, 0, {135, 225, 315}, {45}},
+        ArcCase{"shrinking quarter", M_PI / 2, 0, 1, {10, 45, 80}, {135, 225, 315}},
+        ArcCase{"shrinking, end after start, wraps past 0", 0, M_PI / 2, 1, {135, 225, 315}, {45}},
+        ArcCase{"shrinking full turn", 0, -2 * M_PI, 1, {0, 90, 180, 270}, {}},
+        ArcCase{"exactly a turn", 0, 2 * M_PI, 0, {0, 90, 180, 270}, {}},
+        ArcCase{
+            "end three quarters below the start: a quarter, modulo a turn", 3 * M_PI / 2, 0, 0, {-45}, {45, 135, 225}}),
+    [](const ::testing::TestParamInfo<ArcCase>& param) { return "Case" + std::to_string(param.index); });
+
+TEST_F(DrawingSurfaceTest, ASweepOfMoreThanATurnPaintsOneCircleNotTwo) {
+  DrawingSurface s = begin();
+  s.setLineWidth(6);
+  s.setStrokeColor(Colour::whiteColor().colorWithAlphaComponent(0.5));
+  s.addArc(kCentre, kCentre, 40, 0, 3 * M_PI, 0);
+  s.strokePath();
+  EXPECT_NEAR(alphaAt(s.getImage(), onCircle(40, 45)), 0.5, 0.01);
+}
+
+TEST_F(DrawingSurfaceTest, ACurrentPointIsJoinedToTheArcStart) {
+  DrawingSurface s = begin();
+  s.setLineWidth(4);
+  s.moveToPoint(kCentre, kCentre);
+  s.addArc(kCentre, kCentre, 40, 0, M_PI / 4, 0);
+  s.strokePath();
+  EXPECT_GT(alphaAt(s.getImage(), {kCentre + 20, kCentre}), 0.99);
+}
+
+// --- strokes, caps and fills ---------------------------------------------
+
+TEST_F(DrawingSurfaceTest, RoundCapsReachPastTheEndsAndButtCapsDoNot) {
+  for (LineCap cap : {LineCap::kButt, LineCap::kRound}) {
+    DrawingSurface s = begin();
+    s.setLineCap(cap);
+    s.setLineWidth(10);
+    s.moveToPoint(20, 50);
+    s.addLineToPoint(80, 50);
+    s.strokePath();
+    const ImageRef image = s.getImage();
+    const double expected = cap == LineCap::kRound ? 1.0 : 0.0;
+    EXPECT_NEAR(alphaAt(image, {83, 50}), expected, 0.01) << "cap " << static_cast<int>(cap);
+    EXPECT_NEAR(alphaAt(image, {17, 50}), expected, 0.01) << "cap " << static_cast<int>(cap);
+    EXPECT_NEAR(alphaAt(image, {50, 54}), 1.0, 0.01) << "half the width each side of the path";
+    EXPECT_EQ(alphaAt(image, {50, 56}), 0.0);
+  }
+}
+
+TEST_F(DrawingSurfaceTest, FillUsesTheNonZeroWindingRule) {
+  auto square = [](DrawingSurface& s, double from, double to, bool reversed) {
+    s.moveToPoint(from, from);
+    if (reversed) {
+      s.addLineToPoint(from, to), s.addLineToPoint(to, to), s.addLineToPoint(to, from);
+    } else {
+      s.addLineToPoint(to, from), s.addLineToPoint(to, to), s.addLineToPoint(from, to);
+    }
+    s.closePath();
+  };
+  for (bool reversedInner : {false, true}) {
+    DrawingSurface s = begin();
+    square(s, 10, 90, false);
+    square(s, 40, 60, reversedInner);
+    s.fillPath();
+    const ImageRef image = s.getImage();
+    EXPECT_EQ(alphaAt(image, {20, 20}), 1.0);
+    EXPECT_EQ(alphaAt(image, {50, 50}), reversedInner ? 0.0 : 1.0) << "inner square reversed: " << reversedInner;
+  }
+}
+
+TEST_F(DrawingSurfaceTest, PaintingConsumesThePath) {
+  DrawingSurface s = begin();
+  s.setLineWidth(4);
+  s.setStrokeColor(Colour::whiteColor());
+  s.moveToPoint(10, 50);
+  s.addLineToPoint(90, 50);
+  s.strokePath();
+  s.setStrokeColor(Colour::hsba(0, 1, 1));
+  s.strokePath();
+  s.setFillColor(Colour::hsba(0, 1, 1));
+  s.fillPath();
+  const Pixel p = pixelAt(*s.getImage(), 50, 50);
+  EXPECT_EQ(p.green, 1.0) << "the second stroke found no path to paint";
+}
+
+TEST_F(DrawingSurfaceTest, RestoringTheStateBringsBackColoursWidthCapAndShadow) {
+  DrawingSurface s = begin();
+  s.setStrokeColor(Colour::hsba(0, 1, 1));
+  s.setLineWidth(2);
+  s.setLineCap(LineCap::kButt);
+  s.setShadowWithColor({0, 6}, 0, Colour::blackColor());
+  const DrawingSurface::GState saved = s.state();
+  s.saveGState();
+  s.setStrokeColor(Colour::whiteColor());
+  s.setFillColor(Colour::whiteColor());
+  s.setLineWidth(10);
+  s.setLineCap(LineCap::kRound);
+  s.setShadow({0, 0}, 0);
+  s.restoreGState();
+  EXPECT_EQ(s.state().strokeColour, saved.strokeColour);
+  EXPECT_EQ(s.state().fillColour, saved.fillColour);
+  EXPECT_EQ(s.state().shadow, saved.shadow);
+  s.moveToPoint(20, 30);
+  s.addLineToPoint(80, 30);
+  s.strokePath();
+  const ImageRef image = s.getImage();
+  const Pixel line = pixelAt(*image, 50, 30);
+  EXPECT_EQ(line.red, 1.0);
+  EXPECT_EQ(line.green, 0.0);
+  EXPECT_EQ(alphaAt(image, {50, 33}), 0.0) << "width 2 again";
+  EXPECT_EQ(alphaAt(image, {82, 30}), 0.0) << "butt cap again";
+  EXPECT_GT(alphaAt(image, {50, 36}), 0.99) << "the shadow again, 6 points down";
+}
+
+// --- shadows -------------------------------------------------------------
+
+struct ShadowCase {
+  Size offset;
+  Point shadowed, unshadowed;  // just outside the square
+};
+
+class ShadowDirectionTest : public DrawingSurfaceTest, public ::testing::WithParamInterface<ShadowCase> {};
+
+TEST_P(ShadowDirectionTest, FallsWhereItsOffsetSaysWithPositiveHeightDownward) {
+  const ShadowCase& c = GetParam();
+  DrawingSurface s = begin();
+  s.setShadowWithColor(c.offset, 0, Colour::blackColor());
+  s.setFillColor(Colour::whiteColor());
+  s.moveToPoint(30, 30);
+  s.addLineToPoint(70, 30), s.addLineToPoint(70, 70), s.addLineToPoint(30, 70);
+  s.fillPath();
+  const ImageRef image = s.getImage();
+  const Pixel shadow = pixelAt(*image, c.shadowed.x, c.shadowed.y);
+  EXPECT_EQ(shadow.alpha, 1.0);
+  EXPECT_EQ(shadow.red, 0.0);
+  EXPECT_EQ(alphaAt(image, c.unshadowed), 0.0);
+  EXPECT_EQ(pixelAt(*image, 50, 50).red, 1.0) << "the square paints over its own shadow";
+}
+
+INSTANTIATE_TEST_SUITE_P(Offsets, ShadowDirectionTest,
+                         ::testing::Values(ShadowCase{{6, 0}, {73, 50}, {27, 50}},
+                                           ShadowCase{{-6, 0}, {27, 50}, {73, 50}},
+                                           ShadowCase{{0, 6}, {50, 73}, {50, 27}},
+                                           ShadowCase{{0, -6}, {50, 27}, {50, 73}}));
+
+TEST_F(DrawingSurfaceTest, ShadowFadesWithItsBlurAndStopsWithinItsReach) {
+  DrawingSurface s = begin(kSide, 3);
+  s.setShadow({0, 0}, 8);  // the default colour: black at one third
+  s.setFillColor(Colour::whiteColor());
+  s.moveToPoint(30, 0);
+  s.addLineToPoint(70, 0), s.addLineToPoint(70, 100), s.addLineToPoint(30, 100);
+  s.fillPath();
+  const ImageRef image = s.getImage();
+  // Left of the band: the shadow's alpha falls off with the distance from the edge.
+  double previous = 1.0;
+  for (double x = 29.9; x > 22; x -= 1.0) {
+    const double a = alphaAt(image, {x, 50});
+    EXPECT_LT(a, previous) << "at " << x;
+    previous = a;
+  }
+  EXPECT_NEAR(alphaAt(image, {29.9, 50}), 1.0 / 6, 0.03) << "half the shadow's strength at the edge";
+  const double reachPoints = ShadowBlur::reach(8 * 3 / 2.0) / 3.0;  // σ = blur / 2, in pixels
+  EXPECT_GT(alphaAt(image, {30 - reachPoints / 2, 50}), 0.0);
+  EXPECT_EQ(alphaAt(image, {30 - reachPoints - 0.5, 50}), 0.0);
+}
+
+TEST_F(DrawingSurfaceTest, ShadowShowsThroughTranslucentPaintOnly) {
+  for (double alpha : {1.0, 0.5}) {
+    DrawingSurface s = begin();
+    s.setShadowWithColor({0, 0}, 0, Colour::blackColor());
+    s.setFillColor(Colour::whiteColor().colorWithAlphaComponent(alpha));
+    s.moveToPoint(30, 30);
+    s.addLineToPoint(70, 30), s.addLineToPoint(70, 70), s.addLineToPoint(30, 70);
+    s.fillPath();
+    // Black at alpha × 1 under white at alpha.
+    const Pixel p = pixelAt(*s.getImage(), 50, 50);
+    EXPECT_NEAR(p.alpha, alpha + (1 - alpha) * alpha, 0.01);
+    EXPECT_NEAR(p.red, alpha / (alpha + (1 - alpha) * alpha), 0.01);
+  }
+}
+
+TEST_F(DrawingSurfaceTest, TextAndPicturesCastShadowsToo) {
+  const ImageRef icon = imageNamed(env, "SpO2Icon");
+  ASSERT_TRUE(icon);
+  DrawingSurface s = begin();
+  s.setShadowWithColor({0, 20}, 0, Colour::blackColor());
+  s.drawAtPoint("WWW", {5, 5}, {Font::boldSystemFontOfSize(20), Colour::whiteColor()});
+  s.drawInRect(*icon, {55, 5, 40, 40});
+  const ImageRef image = s.getImage();
+  auto darkPixels = [&](double x0, double x1) {
+    int count = 0;
+    for (double x = x0; x < x1; x += 0.5)
+      for (double y = 30; y < 60; y += 0.5) {
+        const Pixel p = pixelAt(*image, x, y);
+        count += p.alpha > 0.5 && p.red < 0.1;
+      }
+    return count;
+  };
+  EXPECT_GT(darkPixels(5, 50), 50) << "the text's shadow";
+  EXPECT_GT(darkPixels(55, 95), 50) << "the picture's shadow";
+}
+
+// --- text ----------------------------------------------------------------
+
+TEST_F(DrawingSurfaceTest, TextMeasuresByFontAndCentresOnAPoint) {
+  DrawingSurface s = begin();
+  const TextAttributes regular{Font::systemFontOfSize(12), Colour::whiteColor()};
+  const Size small = s.sizeWithAttributes("88", regular);
+  const Size large = s.sizeWithAttributes("88", {Font::systemFontOfSize(34, FontWeight::kHeavy), Colour::whiteColor()});
+  EXPECT_GT(small.width, 8);
+  EXPECT_GT(small.height, 12);
+  EXPECT_GT(large.width, 2.5 * small.width);
+  EXPECT_GT(s.sizeWithAttributes("88", {Font::boldSystemFontOfSize(12), Colour::whiteColor()}).width, small.width);
+  EXPECT_EQ(s.sizeWithAttributes("", regular), Size{});
+  for (const char* glyph : {"☾", "★", "♥", "⭒", "🛌"})
+    EXPECT_GT(s.sizeWithAttributes(glyph, regular).width, 3) << glyph;
+
+  // Drawn at (x − w/2, y − h/2), the digits' ink sits about the point.
+  s.drawAtPoint("88", {kCentre - large.width / 2, kCentre - large.height / 2},
+                {Font::systemFontOfSize(34, FontWeight::kHeavy), Colour::whiteColor()});
+  const ImageRef image = s.getImage();
+  double left = kSide, right = 0, top = kSide, bottom = 0;
+  for (double y = 0; y < kSide; y += 1.0 / 3)
+    for (double x = 0; x < kSide; x += 1.0 / 3)
+      if (alphaAt(image, {x, y}) > 0.5)
+        left = std::min(left, x), right = std::max(right, x), top = std::min(top, y), bottom = std::max(bottom, y);
+  EXPECT_NEAR((left + right) / 2, kCentre, 1.0);
+  EXPECT_NEAR((top + bottom) / 2, kCentre, 2.5);  // digits sit a little above the middle of the line
+}
+
+// --- pictures and images ---------------------------------------------------
+
+TEST_F(DrawingSurfaceTest, NamedPicturesCarryTheirNameAndNaturalSize) {
+  const ImageRef icon = imageNamed(env, "SpO2Icon");
+  ASSERT_TRUE(icon);
+  EXPECT_EQ(icon->name(), "SpO2Icon");
+  EXPECT_EQ(icon->width(), 46);
+  EXPECT_EQ(icon->height(), 46);
+  EXPECT_EQ(icon->scale(), env.scale);
+  for (const char* name :
+       {"WidgetWait", "RechargeBkg.png", "RespIcon", "InBedIcon", "WristTempIcon", "FuelIcon", "Readiperson"})
+    EXPECT_TRUE(imageNamed(env, name)) << name;
+  EXPECT_FALSE(imageNamed(env, "NoSuchPicture"));
+}
+
+TEST_F(DrawingSurfaceTest, APictureIsDrawnScaledIntoItsRectangleAndAMissingOneDrawsNothing) {
+  const ImageRef backdrop = imageNamed(env, "RechargeBkg.png");
+  ASSERT_TRUE(backdrop);
+  DrawingSurface s = begin();
+  s.drawInRect(*backdrop, {25, 25, 50, 50});
+  s.drawInRect(Image(10, 10, 1, nullptr), {0, 0, 100, 100});
+  const ImageRef image = s.getImage();
+  EXPECT_GT(alphaAt(image, {50, 50}), 0.99);
+  EXPECT_GT(alphaAt(image, {26, 50}), 0.5) << "the backdrop reaches the rectangle's edge";
+  EXPECT_EQ(alphaAt(image, {23, 50}), 0.0);
+  EXPECT_EQ(alphaAt(image, {77, 50}), 0.0);
+  EXPECT_EQ(alphaAt(image, {5, 5}), 0.0);
+}
+
+TEST_F(DrawingSurfaceTest, SurfacesAreSquareAtTheirScale) {
+  struct {
+    int scale, pixels;
+  } cases[] = {{1, 100}, {3, 300}, {0, 300}};  // 0: the run's scale
+  for (auto c : cases) {
+    DrawingSurface s = begin(100, c.scale);
+    const ImageRef image = s.getImage();
+    ASSERT_TRUE(image);
+    EXPECT_EQ(image->width(), 100);
+    EXPECT_EQ(image->scale(), c.pixels / 100);
+    EXPECT_EQ(cairo_image_surface_get_width(image->surface()), c.pixels);
+    EXPECT_EQ(cairo_image_surface_get_height(image->surface()), c.pixels);
+    EXPECT_EQ(alphaAt(image, {50, 50}), 0.0) << "transparent to begin with";
+  }
+}
+
+TEST_F(DrawingSurfaceTest, ASurfaceThatCannotBeMadeDoesNothingAndYieldsNoImage) {
+  for (double side : {0.0, -5.0, std::nan(""), 1e7}) {
+    DrawingSurface s = begin(side);
+    EXPECT_FALSE(s.isValid());
+    s.setShadow({1, 1}, 3);
+    s.addArc(1, 1, 1, 0, 1, 0);
+    s.strokePath();
+    s.drawAtPoint("7", {0, 0}, {Font::systemFontOfSize(12), Colour::blackColor()});
+    EXPECT_FALSE(s.getImage());
+  }
+}
+
+TEST_F(DrawingSurfaceTest, AnImageKeepsWhatTheSurfaceHeldWhenItWasTaken) {
+  DrawingSurface s = begin();
+  s.setFillColor(Colour::whiteColor());
+  s.moveToPoint(0, 0), s.addLineToPoint(50, 0), s.addLineToPoint(50, 50), s.closePath();
+  s.fillPath();
+  const ImageRef first = s.getImage();
+  s.moveToPoint(60, 60), s.addLineToPoint(90, 60), s.addLineToPoint(90, 90), s.closePath();
+  s.fillPath();
+  EXPECT_EQ(alphaAt(first, {85, 70}), 0.0);
+  EXPECT_GT(alphaAt(s.getImage(), {85, 70}), 0.99);
+}
+
+TEST_F(DrawingSurfaceTest, PngHoldsThePixelsStraightAtTheImageScale) {
+  DrawingSurface s = begin(20, 3);
+  s.setFillColor(Colour::hsba(0, 1, 1, 0.5));
+  s.moveToPoint(0, 0), s.addLineToPoint(20, 0), s.addLineToPoint(20, 10), s.addLineToPoint(0, 10);
+  s.fillPath();
+  const auto file = env.prefsDir.parent_path() / "image.png";
+  std::string error;
+  ASSERT_TRUE(s.getImage()->writePng(file, &error)) << error;
+
+  std::ifstream in(file, std::ios::binary);
+  const std::vector<char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  spng_ctx* png = spng_ctx_new(0);
+  spng_set_png_buffer(png, bytes.data(), bytes.size());
+  spng_ihdr header{};
+  ASSERT_EQ(spng_get_ihdr(png, &header), 0);
+  EXPECT_EQ(header.width, 60u);
+  EXPECT_EQ(header.height, 60u);
+  std::size_t size = 0;
+  spng_decoded_image_size(png, SPNG_FMT_RGBA8, &size);
+  std::vector<std::uint8_t> rgba(size);
+  ASSERT_EQ(spng_decode_image(png, rgba.data(), size, SPNG_FMT_RGBA8, 0), 0);
+  spng_ctx_free(png);
+  const std::uint8_t* top = &rgba[(10 * 60 + 10) * 4];
+  EXPECT_EQ(top[0], 255);
+  EXPECT_EQ(top[1], 0);
+  EXPECT_EQ(top[2], 0);
+  EXPECT_NEAR(top[3], 128, 1);
+  const std::uint8_t* bottom = &rgba[(50 * 60 + 10) * 4];
+  EXPECT_EQ(bottom[3], 0);
+
+  EXPECT_FALSE(s.getImage()->writePng(env.prefsDir / "no" / "such" / "dir.png", &error));
+  EXPECT_NE(error.find("dir.png"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace velmora
