@@ -59,9 +59,9 @@ TEST_F(PresentationTest, BedtimeDictionaryForTheNotification) {
   for (const auto& [key, value] : *d) keys.push_back(key);
   EXPECT_EQ(keys, (std::vector<std::string>{"ringsImage", "latestBedTime", "wakeTimeLabel", "timeUntilBedLabel",
                                             "timeUntilWakeLabel", "pasteItem"}));
-  EXPECT_EQ(text(*d, "latestBedTime"), "11:00PM");
-  EXPECT_EQ(text(*d, "wakeTimeLabel"), "7:00AM");
-  EXPECT_EQ(text(*d, "timeUntilBedLabel"), "8h");
+  EXPECT_EQ(text(*d, "latestBedTime"), "11:00\u202FPM");
+  EXPECT_EQ(text(*d, "wakeTimeLabel"), "7:00\u202FAM");
+  EXPECT_EQ(text(*d, "timeUntilBedLabel"), "8h 0m");
   ASSERT_TRUE(d->objectForKey("ringsImage")->image());
   EXPECT_EQ(d->objectForKey("ringsImage")->image()->width(), 280.0);
 }
@@ -150,8 +150,8 @@ TEST_F(PresentationTest, SleepBankDictionary) {
   EXPECT_EQ(text(*d, "shortBankTimeLabel"), "7:12");
   EXPECT_FLOAT_EQ(d->floatForKey("bankPercentage"), 0.9f);
   EXPECT_EQ(text(*d, "pasteItem"),
-            R"({"Recharge%":"93", "Credit%":"0.0", "Debt%": "10.0", "Sleep":"7.44", "Balance":"7.20", )"
-            R"("Start":"11:10PM Tue 1/7/25", "Until":"6:40AM Wed 1/8/25"})");
+            "{\"Recharge%\":\"93\", \"Credit%\":\"0.0\", \"Debt%\": \"10.0\", \"Sleep\":\"7.44\", "
+            "\"Balance\":\"7.20\", \"Start\":\"Tue, 1/7/25, 11:10\u202FPM\", \"Until\":\"Wed, 1/8/25, 6:40\u202FAM\"}");
 
   Pallet dark(env);
   dark.setDarkTheme(true);
