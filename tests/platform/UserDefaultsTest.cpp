@@ -271,7 +271,9 @@ TEST_F(UserDefaultsTest, WriterKilledMidWriteLeavesAWholeFile) {
     int parentKeys = 0;
     for (const auto& entry : contents) parentKeys += entry.first.starts_with("parent");
     ASSERT_EQ(parentKeys, round) << "a key of an earlier round was lost";
-    if (round > 0) ASSERT_EQ(contents.integerForKey("parent" + std::to_string(round - 1)), round - 1);
+    if (round > 0) {
+      ASSERT_EQ(contents.integerForKey("parent" + std::to_string(round - 1)), round - 1);
+    }
     ASSERT_TRUE(store->setObject(Value::integer(round), "parent" + std::to_string(round)));
   }
   EXPECT_GT(killedMidWrite, 0) << "no kill landed inside a write";
