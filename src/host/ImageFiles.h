@@ -1,0 +1,29 @@
+#pragma once
+
+#include <filesystem>
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "platform/Image.h"
+
+namespace velmora::host {
+
+// The directory given with --images: each image of the output becomes one
+// PNG file there, named after its place in the output ("ringsImage.png",
+// "1-swiftSleepBankImage.png").
+class ImageDirectory {
+ public:
+  // Creates the directory when it does not exist; throws CommandError when it cannot.
+  explicit ImageDirectory(std::filesystem::path dir);
+
+  // Writes the image and returns the file's path; throws CommandError when
+  // the file cannot be written.
+  std::string write(const Image& image, std::string_view place);
+
+ private:
+  std::filesystem::path dir_;
+  std::set<std::string, std::less<>> used_;
+};
+
+}  // namespace velmora::host

@@ -1,0 +1,58 @@
+#include "host/NotifyCommand.h"
+
+#include <memory>
+
+#include "extension/NotificationViewController.h"
+#include "host/Errors.h"
+#include "host/Files.h"
+#include "host/ImageFiles.h"
+#include "host/JsonForms.h"
+
+namespace velmora::host {
+
+std::string categoryFromPayload(const std::filesystem::path& file) {
+  std::string text;
+  try {
+    text = readFile(file);
+  } catch (const CommandError& error) {
+    throw CommandError(std::string("--payload: ") + error.what());
+  }
+  Json payload;
+  try {
+    payload = Json::parse(text);
+  } catch (const Json::exception&) {
+    throw CommandError("--payload: " + file.string() + " is not valid JSON");
+  }
+  if (!payload.is_object() || !payload.contains("aps") || !payload["aps"].is_object())
+    throw CommandError("--payload: " + file.string() + " has no \"aps\" object, so it is not a notification payload");
+  const Json& aps = payload["aps"];
+  if (!aps.contains("category")) return {};
+  if (!aps["category"].is_string())
+    throw CommandError("--payload: aps.category in " + file.string() + " is not a text");
+  return aps["category"].get<std::string>();
+}
+
+void NotifyCommand::run(const Environment& env, std::ostream& out) const {
+  if (category && payload) throw UsageError("give either a CATEGORY or --payload FILE, not both");
+  if (!category && !payload) throw UsageError("give the notification's CATEGORY (e.g. BEDTIME) or --payload FILE");
+  if (png) throw CommandError("--png: rendering the expanded notification is not available yet");
+
+  const std::string identifier = category ? *category : categoryFromPayload(*payload);
+
+  std::unique_ptr<ImageDirectory> images;
+  JsonForms forms(env.timeZone);
+  if (imagesDir) {
+    images = std::make_unique<ImageDirectory>(*imagesDir);
+    forms.writeImage = [&images](const Image& image, std::string_view place) { return images->write(image, place); };
+  }
+
+  NotificationViewController controller(env);
+  controller.viewDidLoad();
+  controller.didReceiveNotification(Notification{identifier});
+
+  Json slots = Json::object();
+  for (const DisplaySlot& slot : controller.slots()) slots[slot.name] = forms.toJson(slot);
+  out << writeJson(Json{{"category", identifier}, {"slots", std::move(slots)}});
+}
+
+}  // namespace velmora::host

@@ -1,0 +1,88 @@
+#include "host/Operations.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "host/Errors.h"
+#include "host/ImageFiles.h"
+#include "host/JsonForms.h"
+#include "metrics/GroupMetrics.h"
+#include "presentation/SleepMetricsUI.h"
+
+namespace velmora::host {
+
+namespace {
+
+std::optional<Value> dictionary(std::optional<MetricDictionary> record) {
+  if (!record) return std::nullopt;
+  return Value(std::move(*record));
+}
+
+// Rows are added as the metric and presentation operations are built.
+const std::vector<Operation> kOperations = {
+    {"GroupMetrics.requestSleepBank",
+     [](RequestSession& s) { return dictionary(s.groupMetrics().requestSleepBank()); }},
+    {"GroupMetrics.returnPreviousSleepBank",
+     [](RequestSession& s) { return dictionary(s.groupMetrics().returnPreviousSleepBank()); }},
+};
+
+std::string validNames() {
+  if (kOperations.empty()) return "none are available in this build";
+  std::string names;
+  for (const Operation& op : kOperations) {
+    if (!names.empty()) names += ", ";
+    names += op.name;
+  }
+  return names;
+}
+
+}  // namespace
+
+RequestSession::RequestSession(const Environment& env) : env_(env) {}
+RequestSession::~RequestSession() = default;
+
+SleepMetricsUI& RequestSession::sleepMetricsUI() {
+  if (!sleepMetricsUI_) sleepMetricsUI_ = std::make_unique<SleepMetricsUI>(env_);
+  return *sleepMetricsUI_;
+}
+
+GroupMetrics& RequestSession::groupMetrics() {
+  if (!groupMetrics_) groupMetrics_ = std::make_unique<GroupMetrics>(env_);
+  return *groupMetrics_;
+}
+
+std::span<const Operation> operations() { return kOperations; }
+
+const Operation* findOperation(std::string_view name) {
+  const auto it =
+      std::find_if(kOperations.begin(), kOperations.end(), [&](const Operation& op) { return op.name == name; });
+  return it == kOperations.end() ? nullptr : &*it;
+}
+
+void runRequest(const std::vector<std::string>& names, const std::optional<std::filesystem::path>& imagesDir,
+                const Environment& env, std::ostream& out) {
+  std::vector<const Operation*> calls;
+  for (const std::string& name : names) {
+    const Operation* op = findOperation(name);
+    if (!op) throw UsageError("unknown operation \"" + name + "\"; valid operations: " + validNames());
+    calls.push_back(op);
+  }
+
+  std::unique_ptr<ImageDirectory> images;
+  JsonForms forms(env.timeZone);
+  if (imagesDir) {
+    images = std::make_unique<ImageDirectory>(*imagesDir);
+    forms.writeImage = [&images](const Image& image, std::string_view place) { return images->write(image, place); };
+  }
+
+  RequestSession session(env);
+  Json results = Json::array();
+  for (std::size_t i = 0; i < calls.size(); ++i) {
+    const std::optional<Value> result = calls[i]->call(session);
+    const std::string place = std::to_string(i + 1) + "-" + std::string(calls[i]->name);
+    results.push_back(Json{{"operation", calls[i]->name}, {"result", result ? forms.toJson(*result, place) : Json()}});
+  }
+  out << writeJson(results);
+}
+
+}  // namespace velmora::host

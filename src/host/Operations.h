@@ -1,0 +1,61 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/Environment.h"
+#include "platform/Value.h"
+
+namespace velmora {
+class GroupMetrics;
+class SleepMetricsUI;
+}  // namespace velmora
+
+namespace velmora::host {
+
+// The objects one `velmora request` works on. Widget and shortcut callers
+// talk to one SleepMetricsUI for the whole run (so the widget flags one call
+// sets stay set for the next), and "GroupMetrics.*" operations to one
+// GroupMetrics; each is created on first use, as the system creates them.
+class RequestSession {
+ public:
+  explicit RequestSession(const Environment& env);
+  ~RequestSession();
+  RequestSession(const RequestSession&) = delete;
+  RequestSession& operator=(const RequestSession&) = delete;
+
+  const Environment& environment() const { return env_; }
+  SleepMetricsUI& sleepMetricsUI();
+  GroupMetrics& groupMetrics();
+
+ private:
+  const Environment& env_;
+  std::unique_ptr<SleepMetricsUI> sleepMetricsUI_;
+  std::unique_ptr<GroupMetrics> groupMetrics_;
+};
+
+// One named request operation: a result (a MetricDictionary or an image), or
+// nothing for no data and for operations that only publish.
+struct Operation {
+  std::string_view name;
+  std::optional<Value> (*call)(RequestSession& session);
+};
+
+// Every operation `velmora request` knows, in the order --help lists them.
+std::span<const Operation> operations();
+const Operation* findOperation(std::string_view name);
+
+// Calls the named operations in order on one session and prints the JSON
+// array of {"operation": NAME, "result": VALUE}. Every name is checked before
+// the first call: an unknown one is a UsageError that lists the valid names.
+// With `imagesDir`, each image of the results is also written there as PNG.
+void runRequest(const std::vector<std::string>& names, const std::optional<std::filesystem::path>& imagesDir,
+                const Environment& env, std::ostream& out);
+
+}  // namespace velmora::host

@@ -1,0 +1,222 @@
+#include "host/RunEnvironment.h"
+
+#include <pwd.h>
+#include <unicode/locid.h>
+#include <unicode/timezone.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <memory>
+
+#include "host/Errors.h"
+#include "platform/IsoDate.h"
+
+extern char** environ;
+
+namespace velmora::host {
+
+namespace {
+
+constexpr std::string_view kZoneInfo = "zoneinfo/";
+
+std::string inQuotes(std::string_view text) { return "\"" + std::string(text) + "\""; }
+
+// A zone file path ("/usr/share/zoneinfo/Europe/Berlin") as the zone's name.
+std::optional<std::string> zoneFromPath(std::string_view path) {
+  const auto at = path.rfind(kZoneInfo);
+  if (at == std::string_view::npos) return std::nullopt;
+  std::string name(path.substr(at + kZoneInfo.size()));
+  if (isKnownTimeZone(name)) return name;
+  return std::nullopt;
+}
+
+// The zone ICU sees on the host, else the one /etc/localtime links to, else UTC.
+std::string detectSystemTimeZone() {
+  std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::detectHostTimeZone());
+  if (zone) {
+    icu::UnicodeString id;
+    zone->getID(id);
+    std::string name;
+    id.toUTF8String(name);
+    if (name != "Etc/Unknown" && isKnownTimeZone(name)) return name;
+  }
+  std::error_code ec;
+  const auto target = std::filesystem::read_symlink("/etc/localtime", ec);
+  if (!ec)
+    if (auto name = zoneFromPath(target.string())) return *name;
+  return "UTC";
+}
+
+std::optional<std::string> homeFromPasswordDatabase() {
+  struct passwd entry {};
+  struct passwd* found = nullptr;
+  std::vector<char> buffer(16384);
+  if (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found) != 0 || !found || !found->pw_dir)
+    return std::nullopt;
+  return std::string(found->pw_dir);
+}
+
+std::filesystem::path preferencesDirectory(const GlobalOptions& options, const ProcessContext& process) {
+  if (options.prefs) return *options.prefs;
+  if (auto dir = process.variable("VELMORA_PREFS")) return *dir;
+  // The base directory specification ignores a relative XDG_CONFIG_HOME.
+  if (auto config = process.variable("XDG_CONFIG_HOME"); config && std::filesystem::path(*config).is_absolute())
+    return std::filesystem::path(*config) / "velmora";
+  if (auto home = process.variable("HOME")) return std::filesystem::path(*home) / ".config" / "velmora";
+  throw CommandError("cannot tell where the preferences are: give --prefs DIR, or set VELMORA_PREFS or HOME");
+}
+
+std::filesystem::path resourcesDirectory(const GlobalOptions& options, const ProcessContext& process) {
+  std::error_code ec;
+  if (options.resources) {
+    if (!std::filesystem::is_directory(*options.resources, ec))
+      throw UsageError("--resources: " + inQuotes(*options.resources) + " is not a directory");
+    return *options.resources;
+  }
+  if (!process.sourceResources.empty() && std::filesystem::is_directory(process.sourceResources, ec))
+    return process.sourceResources;
+  return process.installedResources;
+}
+
+Date currentInstant(const GlobalOptions& options, const ProcessContext& process) {
+  if (!options.now) return process.clock ? process.clock() : Date{};
+  if (auto date = parseIsoDate(*options.now)) return *date;
+  throw UsageError("--now: " + inQuotes(*options.now) +
+                   " is not an ISO 8601 instant with a zone offset or Z, such as 2025-01-06T22:30:00+01:00");
+}
+
+std::string timeZone(const GlobalOptions& options, const ProcessContext& process) {
+  if (options.timeZone) {
+    if (!isKnownTimeZone(*options.timeZone))
+      throw UsageError("--tz: " + inQuotes(*options.timeZone) +
+                       " is not a time zone name (an IANA name such as Europe/Berlin)");
+    return *options.timeZone;
+  }
+  if (auto tz = process.variables.find("TZ"); tz != process.variables.end()) {
+    std::string_view name = tz->second;
+    if (name.empty()) return "UTC";  // the C library's reading of an empty TZ
+    if (name.starts_with(':')) name.remove_prefix(1);
+    if (isKnownTimeZone(name)) return std::string(name);
+    if (auto fromPath = zoneFromPath(name)) return *fromPath;
+    if (process.warn) process.warn("TZ=" + tz->second + " is not an IANA time zone name; using the system zone");
+  }
+  return process.systemTimeZone ? process.systemTimeZone() : "UTC";
+}
+
+std::string locale(const GlobalOptions& options, const ProcessContext& process) {
+  if (options.locale) {
+    const icu::Locale given(options.locale->c_str());
+    if (given.isBogus() || std::string_view(given.getISO3Language()).empty())
+      throw UsageError("--locale: " + inQuotes(*options.locale) +
+                       " is not a locale (an ICU id such as de_DE or en_US@hours=h23)");
+    return given.getName();
+  }
+  // The variables in the C library's order of precedence for time formats.
+  for (const char* name : {"LC_ALL", "LC_TIME", "LANG"}) {
+    if (auto value = process.variable(name)) {
+      std::string id = icuLocaleFromPosix(*value);
+      return id.empty() ? "en_US" : id;
+    }
+  }
+  return "en_US";
+}
+
+std::vector<std::string> languages(const GlobalOptions& options, const ProcessContext& process,
+                                   const std::string& localeId) {
+  if (options.languages) {
+    auto tags = languageTags(*options.languages, ',');
+    if (tags.empty()) throw UsageError("--languages: give at least one language, such as de,en");
+    return tags;
+  }
+  if (auto list = process.variable("LANGUAGE")) {
+    auto tags = languageTags(*list, ':');
+    if (!tags.empty()) return tags;
+  }
+  const icu::Locale loc(localeId.c_str());
+  UErrorCode status = U_ZERO_ERROR;
+  const std::string tag = icu::Locale(loc.getLanguage(), loc.getCountry()).toLanguageTag<std::string>(status);
+  return {U_SUCCESS(status) && !tag.empty() ? tag : "en"};
+}
+
+}  // namespace
+
+ProcessContext ProcessContext::current() {
+  ProcessContext process;
+  for (char** entry = environ; entry && *entry; ++entry) {
+    const std::string_view pair(*entry);
+    const auto equals = pair.find('=');
+    if (equals != std::string_view::npos)
+      process.variables.emplace(std::string(pair.substr(0, equals)), std::string(pair.substr(equals + 1)));
+  }
+  if (!process.variable("HOME"))
+    if (auto home = homeFromPasswordDatabase()) process.variables["HOME"] = *home;
+  process.clock = [] {
+    const auto since = std::chrono::system_clock::now().time_since_epoch();
+    return Date{std::chrono::duration<double>(since).count()};
+  };
+  process.systemTimeZone = detectSystemTimeZone;
+  process.sourceResources = VELMORA_SOURCE_RESOURCES;
+  process.installedResources = VELMORA_INSTALLED_RESOURCES;
+  return process;
+}
+
+std::optional<std::string> ProcessContext::variable(std::string_view name) const {
+  const auto it = variables.find(name);
+  if (it == variables.end() || it->second.empty()) return std::nullopt;
+  return it->second;
+}
+
+Environment makeEnvironment(const GlobalOptions& options, const ProcessContext& process) {
+  Environment env;
+  env.warn = process.warn;
+  env.prefsDir = preferencesDirectory(options, process);
+  env.resourcesDir = resourcesDirectory(options, process);
+  env.now = currentInstant(options, process);
+  env.timeZone = timeZone(options, process);
+  env.locale = locale(options, process);
+  env.languages = languages(options, process, env.locale);
+  if (options.scale) {
+    if (*options.scale < 1 || *options.scale > 4)
+      throw UsageError("--scale: " + std::to_string(*options.scale) + " is not a screen scale from 1 to 4");
+    env.scale = *options.scale;
+  }
+  return env;
+}
+
+std::string icuLocaleFromPosix(std::string_view posixName) {
+  // "language_TERRITORY.codeset@modifier": the codeset and modifier mean nothing to ICU.
+  const std::string_view name = posixName.substr(0, posixName.find_first_of(".@"));
+  if (name == "C" || name == "POSIX") return "en_US";
+  if (name.empty()) return {};
+  const icu::Locale loc(std::string(name).c_str());
+  if (loc.isBogus() || std::string_view(loc.getISO3Language()).empty()) return {};
+  return loc.getName();
+}
+
+std::vector<std::string> languageTags(std::string_view list, char separator) {
+  std::vector<std::string> tags;
+  while (!list.empty()) {
+    const auto end = list.find(separator);
+    std::string_view item = list.substr(0, end);
+    list = end == std::string_view::npos ? std::string_view() : list.substr(end + 1);
+    while (!item.empty() && item.front() == ' ') item.remove_prefix(1);
+    while (!item.empty() && item.back() == ' ') item.remove_suffix(1);
+    item = item.substr(0, item.find_first_of(".@"));
+    if (item.empty()) continue;
+    std::string tag(item);
+    for (char& c : tag)
+      if (c == '_') c = '-';
+    tags.push_back(std::move(tag));
+  }
+  return tags;
+}
+
+bool isKnownTimeZone(std::string_view name) {
+  if (name.empty()) return false;
+  std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(name)));
+  icu::UnicodeString id;
+  zone->getID(id);
+  return id != icu::UnicodeString(u"Etc/Unknown");
+}
+
+}  // namespace velmora::host

@@ -1,0 +1,101 @@
+// `velmora defaults` over real preferences files, run as a separate process
+// the way a person or a test script prepares data.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "VelmoraProcess.h"
+#include "host/JsonForms.h"
+#include "support/TestEnvironment.h"
+
+namespace velmora::testing {
+namespace {
+
+// Every kind a domain holds. Exports are compared after parsing, where
+// 28800.0 and 28800 still differ (a real against an integer).
+constexpr const char* kEveryKind = R"({"text": "Schlafbank 🛌 \"quoted\"", "nanText": "NaN",
+  "integer": 42, "negative": -7, "beyondDoubles": 9007199254740993,
+  "real": 0.1, "wholeReal": 28800.0, "tinyReal": 1e-07, "negativeReal": -2.5, "yes": true, "no": false,
+  "winterDate": {"date": "2025-01-06T22:30:00+01:00"},
+  "summerDateWithMilliseconds": {"date": "2025-07-01T14:00:00.250+02:00"},
+  "bytes": {"data": "AAEC/w=="},
+  "array": [1, 2.5, "x", [], {"when": {"date": "2024-12-31T23:59:59+01:00"}, "flag": false}],
+  "dictionary": {"b": {}, "a": [{"data": ""}]},
+  "lookalike": {"dictionary": {"date": "not a date"}},
+  "": "the empty key"})";
+
+using Defaults = ProgramTest;
+
+std::string canonical(const std::string& json) { return host::Json::parse(json).dump(); }
+
+TEST_F(Defaults, ImportThenExportGivesBackEveryKindUnchanged) {
+  const auto fixture = file("fixture.json", kEveryKind);
+  const ProcessResult imported = velmora({"defaults", "import", "shared", fixture.string()});
+  ASSERT_EQ(imported.status, 0) << imported.err;
+  EXPECT_TRUE(std::filesystem::exists(prefs() / "group.quorvane.Velmora.plist"));
+
+  const ProcessResult exported = velmora({"defaults", "export", "shared"});
+  ASSERT_EQ(exported.status, 0) << exported.err;
+  EXPECT_EQ(canonical(exported.out), canonical(kEveryKind));
+  EXPECT_EQ(exported.err, "");
+
+  // Through a file and back through standard input as well.
+  const auto copy = home() / "copy.json";
+  ASSERT_EQ(velmora({"defaults", "export", "shared", copy.string()}).status, 0);
+  ASSERT_EQ(velmora({"defaults", "import", "standard", "-"}, kEveryKind).status, 0);
+  EXPECT_EQ(velmora({"defaults", "export", "standard", "-"}).out, exported.out);
+  std::ifstream written(copy, std::ios::binary);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(written), {}), exported.out);
+}
+
+TEST_F(Defaults, WriteReadAndDeleteOneKey) {
+  ASSERT_EQ(velmora({"defaults", "write", "standard", "darkTheme6", "true"}).status, 0);
+  ASSERT_EQ(velmora({"defaults", "write", "standard", "Hue1", "-0.25"}).status, 0);
+  ASSERT_EQ(velmora({"defaults", "write", "standard", "start", R"({"date": "2025-01-06T21:30:00Z"})"}).status, 0);
+  EXPECT_TRUE(std::filesystem::exists(prefs() / "com.quorvane.Velmora.NotificationContent.plist"));
+  EXPECT_FALSE(std::filesystem::exists(prefs() / "group.quorvane.Velmora.plist"));
+
+  EXPECT_EQ(velmora({"defaults", "read", "standard", "Hue1"}).out, "-0.25\n");
+  EXPECT_EQ(velmora({"defaults", "read", "standard", "start"}).out, "{\"date\": \"2025-01-06T22:30:00+01:00\"}\n");
+
+  ASSERT_EQ(velmora({"defaults", "delete", "standard", "Hue1"}).status, 0);
+  EXPECT_EQ(velmora({"defaults", "read", "standard", "Hue1"}).status, 1);
+  EXPECT_EQ(velmora({"defaults", "read", "standard"}).out,
+            "{\"darkTheme6\": true, \"start\": {\"date\": \"2025-01-06T22:30:00+01:00\"}}\n");
+
+  ASSERT_EQ(velmora({"defaults", "delete", "standard"}).status, 0);
+  EXPECT_EQ(velmora({"defaults", "read", "standard"}).out, "{}\n");
+}
+
+TEST_F(Defaults, ImportReadsAPropertyListToo) {
+  const auto plist = file("app.plist", R"(<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
+<plist version="1.0">
+<dict>
+  <key>requiredHours</key><real>7.5</real>
+  <key>nightHour</key><integer>21</integer>
+  <key>rawSynchTime</key><date>2025-01-06T06:15:00Z</date>
+  <key>miles</key><true/>
+  <key>blob</key><data>AAEC</data>
+</dict>
+</plist>
+)");
+  ASSERT_EQ(velmora({"defaults", "import", "shared", plist.string()}).status, 0);
+  EXPECT_EQ(velmora({"defaults", "export", "shared"}).out,
+            "{\n  \"requiredHours\": 7.5,\n  \"nightHour\": 21,\n  \"rawSynchTime\": {\"date\": "
+            "\"2025-01-06T07:15:00+01:00\"},\n  \"miles\": true,\n  \"blob\": {\"data\": \"AAEC\"}\n}\n");
+}
+
+TEST_F(Defaults, ABadImportChangesNothing) {
+  ASSERT_EQ(velmora({"defaults", "write", "shared", "kept", "1"}).status, 0);
+  for (const char* contents : {R"({"a": 1, "b": null})", R"({"a": 1,)", "[1, 2]", R"({"d": {"date": "soon"}})"}) {
+    const auto bad = file("bad.json", contents);
+    const ProcessResult result = velmora({"defaults", "import", "shared", bad.string()});
+    EXPECT_EQ(result.status, 1) << contents;
+    EXPECT_NE(result.err.find(bad.string() + ": "), std::string::npos) << result.err;
+  }
+  EXPECT_EQ(velmora({"defaults", "export", "shared"}).out, "{\"kept\": 1}\n");
+}
+
+}  // namespace
+}  // namespace velmora::testing
