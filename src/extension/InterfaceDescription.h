@@ -27,7 +27,7 @@ struct SlotLayout {
 // The notification's interface file: the display slots in declaration order
 // with their initial state as laid out, and their layout for rendering.
 struct InterfaceDescription {
-  std::array<double, 2> size{360, 420};
+  std::array<double, 2> size{360, 320};
   Colour background = Colour::blackColor();
   std::vector<DisplaySlot> slots;  // every slot of the controller, in declaration order
   std::vector<SlotLayout> layout;  // parallel to `slots`

@@ -6,17 +6,13 @@
 #include <vector>
 
 #include "platform/Colour.h"
+#include "platform/Geometry.h"
 
 namespace velmora {
 
 // The small view and layer model that the theme styles. It keeps what a
 // styled screen shows: the colours, the layers stacked behind a view's
 // content, and the tints of the two controls the theme touches.
-
-struct Rect {
-  double x = 0, y = 0, width = 0, height = 0;
-  friend bool operator==(const Rect&, const Rect&) = default;
-};
 
 // One layer of a view's layer tree. A gradient layer carries its colours
 // from top to bottom, spread evenly over its frame; a plain layer has none.

@@ -36,4 +36,11 @@ void Environment::warning(std::string_view message) const {
     std::cerr << "velmora: warning: " << message << '\n';
 }
 
+void Environment::diagnostic(std::string_view message) const {
+  if (warn)
+    warn(message);
+  else
+    std::cerr << "velmora: " << message << '\n';
+}
+
 }  // namespace velmora

@@ -45,6 +45,8 @@ struct Environment {
   // run's later images (they are all zero between drawing operations).
   ShadowScratch& shadowScratch() const;
   void warning(std::string_view message) const;
+  // A diagnostic line of the system log (goes where warnings go).
+  void diagnostic(std::string_view message) const;
 
  private:
   mutable std::shared_ptr<const Bundle> bundle_;

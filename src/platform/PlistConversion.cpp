@@ -352,8 +352,9 @@ std::string validUtf8(std::string_view text) {
   if (std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; }))
     return std::string(text);
   std::string valid;
-  icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())))
-      .toUTF8String(valid);
+  // (A text beyond 2 GiB, which no property list holds, is cut there.)
+  const auto length = static_cast<std::int32_t>(std::min<std::size_t>(text.size(), INT32_MAX));
+  icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), length)).toUTF8String(valid);
   return valid;
 }
 

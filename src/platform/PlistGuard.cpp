@@ -139,6 +139,15 @@ PlistScreening screenXml(std::string_view xml) {
 
 // ---- binary ----------------------------------------------------------------
 
+// The library reads keys as C strings and aborts (an assertion) when a key's
+// length disagrees with its first NUL.
+bool containsNul(std::span<const std::uint8_t> text, BinaryPlistLayout::Type type) {
+  if (type == BinaryPlistLayout::Type::kAsciiString) return std::find(text.begin(), text.end(), 0) != text.end();
+  for (std::size_t i = 0; i + 1 < text.size(); i += 2)
+    if (text[i] == 0 && text[i + 1] == 0) return true;
+  return false;
+}
+
 // Walks every object reachable from the top object, depth first with an
 // explicit stack (the stack is bounded by the nesting cap). Each object is
 // examined once; what it contributes to the nesting and to the expanded size
@@ -208,6 +217,8 @@ std::string screenBinary(std::span<const std::uint8_t> bytes) {
       child = layout->object(ref, problem);
       if (!child) return problem;
       if (isKey && !child->isString()) return "binary property list has a dictionary key that is not a string";
+      if (isKey && containsNul(layout->payload(*child), child->type))
+        return "binary property list has a key with a NUL";
     }
     if (state[ref] == kDone) {
       if (!fold(depthOf[ref], sizeOf[ref])) return problem;

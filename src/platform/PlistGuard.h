@@ -20,7 +20,8 @@ namespace velmora {
 //   deeper than kMaxPlistDepth containers and tags that do not pair up;
 // - binary: an iterative walk of the object references from the top object
 //   rejects references out of range, cycles, malformed objects, dictionary
-//   keys that are not strings, nesting deeper than kMaxPlistDepth, and
+//   keys that are not strings or hold a NUL (on which the library aborts),
+//   nesting deeper than kMaxPlistDepth, and
 //   sharing that would expand to far more objects than the file holds.
 struct PlistScreening {
   std::string problem;  // empty when the bytes are safe to parse

@@ -157,6 +157,13 @@ MetricDictionary::MetricDictionary(std::initializer_list<Entry> entries) {
 }
 
 MetricDictionary::MetricDictionary(std::vector<Entry> entries) {
+  // Records are small: a scan finds repeats faster than a hash table is built.
+  constexpr std::size_t kScanned = 16;
+  if (entries.size() <= kScanned) {
+    entries_.reserve(entries.size());
+    for (auto& [key, value] : entries) setValue(key, std::move(value));
+    return;
+  }
   entries_.reserve(entries.size());
   std::unordered_map<std::string_view, std::size_t> position;
   position.reserve(entries.size());

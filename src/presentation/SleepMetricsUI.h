@@ -1,25 +1,45 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 
+#include "graphics/SleepMetricsGraphics.h"
 #include "platform/Environment.h"
 #include "platform/Value.h"
 
 namespace velmora {
 
-// The request and widget operations that turn metric records into display
-// dictionaries. The bedtime and sleep-bank presentations are not built yet:
-// until they are, both requests yield nothing, which the notification shows
-// as its no-data face.
-class SleepMetricsUI {
- public:
-  explicit SleepMetricsUI(const Environment& env) : env_(env) {}
+class GroupMetrics;
 
-  std::optional<MetricDictionary> requestLatestBedtime() { return std::nullopt; }
-  std::optional<MetricDictionary> requestSleepBankRings() { return std::nullopt; }
+// The request operations of the notification, the widgets and the shortcuts:
+// each turns a metric record into a display dictionary of texts, colours and
+// one image ("ringsImage"). The `ForSwift` operations publish texts for the
+// widgets into the SharedStore under "Swift-" keys; the image operations
+// serve widget layouts and leave the object in widget mode for good.
+class SleepMetricsUI : public SleepMetricsGraphics {
+ public:
+  explicit SleepMetricsUI(const Environment& env);
+  ~SleepMetricsUI() override;
+
+  // --- Tonight's bedtime -----------------------------------------------------------
+
+  std::optional<MetricDictionary> requestLatestBedtime();
+  void requestLatestBedtimeForSwift();
+  ImageRef swiftBedtimeImage();
+
+  // --- Last night's sleep and the sleep bank ---------------------------------------
+
+  // Empty (no keys) when the watch has left no record.
+  std::optional<MetricDictionary> requestSleepBankRings();
+  void requestSleepBankForSwift();
+  ImageRef swiftSleepBankImage();
+  ImageRef swiftSleepBankAccessoryImage();
 
  private:
-  [[maybe_unused]] const Environment& env_;
+  GroupMetrics& groupMetrics();
+  ImageRef ringsImageOrWait(const std::optional<MetricDictionary>& d) const;
+
+  std::unique_ptr<GroupMetrics> groupMetrics_;
 };
 
 }  // namespace velmora

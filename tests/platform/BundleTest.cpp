@@ -51,16 +51,5 @@ TEST_F(BundleTest, PicksTheTableOfTheBestPreferredLanguage) {
   }
 }
 
-TEST_F(BundleTest, BrokenTableIsReportedAndKeysShowThemselves) {
-  addTable("fr", {}, PlistFormat::Xml);
-  testing::writeText(resources.path() / "fr.lproj" / "Localizable.strings", "<plist><dict><key>x</key>");
-  std::vector<std::string> warnings;
-  const Bundle bundle(resources.path(), {"fr"}, [&](std::string_view m) { warnings.emplace_back(m); });
-  EXPECT_EQ(bundle.language(), "fr");
-  EXPECT_EQ(bundle.localizedStringForKey("Bedtime"), "Bedtime");
-  ASSERT_EQ(warnings.size(), 1u);
-  EXPECT_NE(warnings[0].find("fr.lproj"), std::string::npos) << warnings[0];
-}
-
 }  // namespace
 }  // namespace velmora

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 // Python's property-list library, through tests/platform/plist_tool.py: a
@@ -25,24 +26,16 @@ inline std::string plistToolCommand(const std::vector<std::string>& args) {
 class PlistToolRun {
  public:
   explicit PlistToolRun(const std::vector<std::string>& args) : pipe_(::popen(plistToolCommand(args).c_str(), "r")) {}
-  ~PlistToolRun() {
-    if (pipe_) ::pclose(pipe_);
-  }
+  ~PlistToolRun() { finish(); }
   PlistToolRun(const PlistToolRun&) = delete;
   PlistToolRun& operator=(const PlistToolRun&) = delete;
 
   std::string finish() {
     std::string out;
-    if (!pipe_) {
-      ADD_FAILURE() << "cannot start python3";
-      return out;
-    }
+    if (!pipe_) return out;
     std::array<char, 4096> buffer{};
-    std::size_t n = 0;
-    while ((n = std::fread(buffer.data(), 1, buffer.size(), pipe_)) > 0) out.append(buffer.data(), n);
-    const int status = ::pclose(pipe_);
-    pipe_ = nullptr;
-    EXPECT_EQ(status, 0) << out;
+    for (std::size_t n; (n = std::fread(buffer.data(), 1, buffer.size(), pipe_)) > 0;) out.append(buffer.data(), n);
+    EXPECT_EQ(::pclose(std::exchange(pipe_, nullptr)), 0) << out;
     return out;
   }
 

@@ -44,13 +44,10 @@ class UserDefaultsTest : public ::testing::Test {
   testing::TestEnvironment env;
 };
 
-TEST_F(UserDefaultsTest, DomainsAreFilesInThePreferencesDirectory) {
-  EXPECT_EQ(shared()->file(), env.prefsDir / "group.quorvane.Velmora.plist");
-  EXPECT_EQ(UserDefaults::standard(env)->file(), env.prefsDir / "com.quorvane.Velmora.NotificationContent.plist");
-}
-
 TEST_F(UserDefaultsTest, MissingDomainReadsEmptyAndTheFirstWriteCreatesIt) {
+  EXPECT_EQ(UserDefaults::standard(env)->file(), env.prefsDir / "com.quorvane.Velmora.NotificationContent.plist");
   const auto store = shared();
+  EXPECT_EQ(store->file(), env.prefsDir / "group.quorvane.Velmora.plist");
   EXPECT_FALSE(store->objectForKey("darkTheme6"));
   EXPECT_FALSE(std::filesystem::exists(env.prefsDir)) << "reading must not create anything";
 
@@ -171,40 +168,6 @@ TEST_F(UserDefaultsTest, ValuesReadBackAsTheFileHoldsThem) {
   }
 }
 
-TEST_F(UserDefaultsTest, TypedReadersAreLenient) {
-  struct Case {
-    const char* key;
-    std::optional<Value> value;
-    bool asBool;
-    std::int64_t asInteger;
-    float asFloat;
-  };
-  const Case cases[] = {
-      {"absent", std::nullopt, false, 0, 0.0f},
-      {"yesText", Value("YES"), true, 0, 0.0f},
-      {"numberText", Value("12.5 hours"), true, 12, 12.5f},
-      {"real", Value::real(2.9), true, 2, 2.9f},
-      {"zero", Value::integer(0), false, 0, 0.0f},
-      {"dictionary", Value(MetricDictionary{{"a", Value::integer(1)}}), false, 0, 0.0f},
-      {"notANumber", Value::real(NAN), false, 0, NAN},
-  };
-  const auto store = shared();
-  for (const Case& c : cases) {
-    if (c.value) {
-      ASSERT_TRUE(store->setObject(*c.value, c.key));
-    }
-  }
-  const auto reader = shared();
-  for (const Case& c : cases) {
-    EXPECT_EQ(reader->boolForKey(c.key), c.asBool) << c.key;
-    EXPECT_EQ(reader->integerForKey(c.key), c.asInteger) << c.key;
-    if (std::isnan(c.asFloat))
-      EXPECT_TRUE(std::isnan(reader->floatForKey(c.key))) << c.key;
-    else
-      EXPECT_EQ(reader->floatForKey(c.key), c.asFloat) << c.key;
-  }
-}
-
 struct CorruptCase {
   const char* name;
   std::vector<std::uint8_t> bytes;
@@ -283,8 +246,12 @@ TEST_F(UserDefaultsTest, WriterKilledMidWriteLeavesAWholeFile) {
   ASSERT_TRUE(store->setObject(Value(Data{std::vector<std::uint8_t>(256 * 1024, 0x5A)}), "ballast"));
 
   std::mt19937 random(3);
-  constexpr int kRounds = 60;
-  for (int round = 0; round < kRounds; ++round) {
+  std::filesystem::path temporary = sharedFile();
+  temporary += ".tmp";
+  int killedMidWrite = 0;
+  // A loaded machine may kill many children before they reach a write: go on
+  // (within bounds) until enough kills have landed inside one.
+  for (int round = 0; round < 100 || (killedMidWrite < 10 && round < 2000); ++round) {
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
@@ -295,15 +262,21 @@ TEST_F(UserDefaultsTest, WriterKilledMidWriteLeavesAWholeFile) {
     ::kill(child, SIGKILL);
     int status = 0;
     ::waitpid(child, &status, 0);
+    killedMidWrite += std::filesystem::exists(temporary);
 
     const PlistReadResult read = parsePropertyList(readBytes(sharedFile()));
     ASSERT_TRUE(read.value && read.value->dictionary()) << "round " << round << ": " << read.error;
     const MetricDictionary& contents = *read.value->dictionary();
     ASSERT_TRUE(contents.contains("ballast"));
-    for (int earlier = 0; earlier < round; ++earlier)
-      ASSERT_EQ(contents.integerForKey("parent" + std::to_string(earlier)), earlier) << "round " << round;
+    int parentKeys = 0;
+    for (const auto& entry : contents) parentKeys += entry.first.starts_with("parent");
+    ASSERT_EQ(parentKeys, round) << "a key of an earlier round was lost";
+    if (round > 0) {
+      ASSERT_EQ(contents.integerForKey("parent" + std::to_string(round - 1)), round - 1);
+    }
     ASSERT_TRUE(store->setObject(Value::integer(round), "parent" + std::to_string(round)));
   }
+  EXPECT_GT(killedMidWrite, 0) << "no kill landed inside a write";
   EXPECT_TRUE(env.warnings.empty());
 }
 

@@ -1,0 +1,69 @@
+// The notification images at their notification size, 280 points at scale 3
+// (840 × 840 pixels), drawn by one object again and again as a long-lived
+// widget host would: the fonts and the palette are warm, the surface is new
+// each time.
+#include <benchmark/benchmark.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "graphics/SleepMetricsGraphics.h"
+#include "platform/IsoDate.h"
+#include "platform/UserDefaults.h"
+
+namespace velmora {
+namespace {
+
+struct BenchEnvironment {
+  BenchEnvironment() {
+    dir = std::filesystem::temp_directory_path() / ("velmora-graphics-bench-" + std::to_string(::getpid()));
+    env.now = *parseIsoDate("2025-01-06T20:00:00+01:00");
+    env.timeZone = "Europe/Berlin";
+    env.scale = 3;
+    env.prefsDir = dir;
+    env.resourcesDir = VELMORA_BENCH_RESOURCES;
+    env.warn = [](std::string_view) {};
+    UserDefaults::suite(env, Environment::kSharedSuite)
+        ->setObject(Value(MetricDictionary{{"requiredHours", Value::real(8)}}), "velmoraConfig");
+  }
+  ~BenchEnvironment() { std::filesystem::remove_all(dir); }
+  std::filesystem::path dir;
+  Environment env;
+};
+
+// Makes the store handle reachable, as the presentation operations do before drawing.
+class BenchGraphics : public SleepMetricsGraphics {
+ public:
+  explicit BenchGraphics(const Environment& env) : SleepMetricsGraphics(env) { openStore(); }
+};
+
+void BM_BedClock(benchmark::State& state) {
+  BenchEnvironment bench;
+  BenchGraphics graphics(bench.env);
+  const Date bedtime = *parseIsoDate("2025-01-06T22:30:00+01:00");
+  const Date waketime = *parseIsoDate("2025-01-07T06:45:00+01:00");
+  graphics.drawTheBedClockWithSize(280.0f, bedtime, waketime);
+  for (auto _ : state) benchmark::DoNotOptimize(graphics.drawTheBedClockWithSize(280.0f, bedtime, waketime));
+}
+BENCHMARK(BM_BedClock)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
+
+void BM_BedClockWithoutDates(benchmark::State& state) {
+  BenchEnvironment bench;
+  BenchGraphics graphics(bench.env);
+  graphics.drawTheBedClockWithSize(280.0f, std::nullopt, std::nullopt);
+  for (auto _ : state) benchmark::DoNotOptimize(graphics.drawTheBedClockWithSize(280.0f, std::nullopt, std::nullopt));
+}
+BENCHMARK(BM_BedClockWithoutDates)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
+
+void BM_Recharge(benchmark::State& state) {
+  BenchEnvironment bench;
+  BenchGraphics graphics(bench.env);
+  graphics.drawTheRechargeWithSize(280.0f, 0.93f, 0.9f);
+  for (auto _ : state) benchmark::DoNotOptimize(graphics.drawTheRechargeWithSize(280.0f, 0.93f, 0.9f));
+}
+BENCHMARK(BM_Recharge)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
+
+}  // namespace
+}  // namespace velmora

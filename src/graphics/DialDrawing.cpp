@@ -1,0 +1,36 @@
+#include "graphics/DialDrawing.h"
+
+#include <cmath>
+#include <numbers>
+
+#include "graphics/SleepMetricsGraphics.h"
+
+namespace velmora {
+
+float dialAngleForTime(int hour, int minute) {
+  const float fractionOfDay = (static_cast<float>(minute) / 60.0f + static_cast<float>(hour)) / 24.0f;
+  return static_cast<float>(SleepMetricsGraphics::radians((fractionOfDay - 0.25f) * 360.0f));
+}
+
+Point pointOnDial(Point centre, double radius, double angle) {
+  return {centre.x + radius * std::cos(angle), centre.y + radius * std::sin(angle)};
+}
+
+void drawTextCentred(DrawingSurface& surface, std::string_view text, Point centre, const Font& font,
+                     const Colour& colour) {
+  // The attributes every image text is written with: font, colour, a clear
+  // background and the default paragraph style.
+  TextAttributes attributes;
+  attributes.font = font;
+  attributes.foregroundColour = colour;
+  attributes.backgroundColour = Colour::clearColor();
+  attributes.paragraphStyle = ParagraphStyle{};
+  const Size size = surface.sizeWithAttributes(text, attributes);
+  surface.drawAtPoint(text, {centre.x - size.width / 2.0, centre.y - size.height / 2.0}, attributes);
+}
+
+void addFullCircle(DrawingSurface& surface, Point centre, double radius) {
+  surface.addArc(centre.x, centre.y, radius, -std::numbers::pi / 2.0, 2.0 * std::numbers::pi, 0);
+}
+
+}  // namespace velmora

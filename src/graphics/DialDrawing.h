@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string_view>
+
+#include "platform/Colour.h"
+#include "platform/DrawingSurface.h"
+#include "platform/Fonts.h"
+#include "platform/Geometry.h"
+
+// Small pieces shared by the dial and ring images of this folder.
+namespace velmora {
+
+// Where a time of day lies on a 24-hour dial, in radians: midnight at 12
+// o'clock, 06:00 at 3 o'clock, so times before 06:00 are negative. Computed in
+// single precision, as the dials always have been.
+float dialAngleForTime(int hour, int minute);
+
+// The point at `radius` from `centre` at `angle` (0 at 3 o'clock, clockwise).
+Point pointOnDial(Point centre, double radius, double angle);
+
+// Adds one whole circle, started at 12 o'clock, to the current path.
+void addFullCircle(DrawingSurface& surface, Point centre, double radius);
+
+// Writes `text` centred on `centre`, with the attribute set every image text uses.
+void drawTextCentred(DrawingSurface& surface, std::string_view text, Point centre, const Font& font,
+                     const Colour& colour);
+
+}  // namespace velmora

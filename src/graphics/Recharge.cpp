@@ -1,0 +1,154 @@
+// The recharge gauge of the time-asleep notification and the sleep-bank
+// widgets: last night's sleep on the outer ring, over one track segment per
+// goal hour, and the sleep bank on the inner ring.
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <numbers>
+
+#include "graphics/DialDrawing.h"
+#include "graphics/SleepMetricsGraphics.h"
+#include "palette/Pallet.h"
+#include "platform/DrawingSurface.h"
+#include "platform/Image.h"
+
+namespace velmora {
+
+namespace {
+
+constexpr double kTurn = 2.0 * std::numbers::pi;
+// Rings start just clockwise of 12 o'clock, so an empty ring's stub shows.
+constexpr double kRingStart = (0.01 - 0.25) * kTurn;
+// Nothing is ever drawn as empty: a ring always shows at least a stub.
+constexpr float kSleepFloor = 0.012f;
+constexpr float kBankFloor = 0.015f;
+// The tips reach back a little way along their ring; the two lengths differ on purpose.
+constexpr double kBankTipLength = 0.007;
+constexpr double kSleepTipLength = 0.006;
+// The accessory widget's size: white rings and a moon in the middle, no backdrop.
+constexpr float kAccessorySize = 200.0f;
+
+// Where a ring filled to `fraction` ends, as an angle on the dial.
+double ringEndAngle(double fraction) { return (fraction - 0.25) * kTurn; }
+
+// The whole goal hours, truncated: a goal that is no number has none, and a
+// huge one saturates instead of overflowing.
+std::int64_t wholeHours(float goal) {
+  if (std::isnan(goal)) return 0;
+  if (goal >= static_cast<float>(std::numeric_limits<int>::max())) return std::numeric_limits<int>::max();
+  return static_cast<std::int64_t>(goal);
+}
+
+// A tip: its shadow falls away from the ring's end, wherever the end has got to.
+void setTipShadow(DrawingSurface& surface, float fraction) {
+  const auto [width, height] = SleepMetricsGraphics::getShadowForPercent(fraction);
+  surface.setShadow({width, height}, 6.0);
+  surface.setShadowWithColor({width, height}, 5.0, Colour::blackColor());
+}
+
+}  // namespace
+
+ImageRef SleepMetricsGraphics::drawTheRechargeWithSize(float size, float sleepPercent, float bankPercent) {
+  // The gauge is always dark, and so is everything this object draws after it.
+  Pallet& colours = pallet();
+  colours.setDarkTheme(true);
+
+  const float half = size * 0.5f;
+  const float ringWidth = size > 100.0f ? 25.0f : 5.0f;
+  const float outerRadius = half - ringWidth + 1.0f;
+  const float innerRadius = half - 2.0f * ringWidth - 1.0f;
+  const bool accessory = size == kAccessorySize;
+  const Point c{half, half};
+
+  const float sleep = sleepPercent > kSleepFloor ? sleepPercent : kSleepFloor;
+  const float bank = bankPercent > kBankFloor ? bankPercent : kBankFloor;
+  const double sleepEnd = ringEndAngle(sleep);
+  const double bankEnd = ringEndAngle(bank);
+
+  DrawingSurface surface = DrawingSurface::beginImageContext(env_, size);
+
+  if (size > 100.0f && !accessory) {
+    if (const ImageRef backdrop = imageNamed(env_, "RechargeBkg.png"))
+      surface.drawInRect(*backdrop, {0.0, 0.0, size, size});
+  }
+
+  surface.setShadow({0.0, 0.0}, 2.0);
+  surface.setLineCap(LineCap::kRound);
+  surface.setLineWidth(ringWidth);
+  surface.setStrokeColor(colours.innerShadeForType(2));
+  addFullCircle(surface, c, outerRadius);
+  surface.strokePath();
+
+  // Every other goal hour is shaded, starting with the first. The fractions
+  // use the goal as stored, so half an hour's goal leaves half a segment.
+  float goal = getVelmoraConfigValueForKey("requiredHours");
+  if (goal < 4.0f) goal = 8.0f;
+  const std::int64_t hours = wholeHours(goal);
+  for (std::int64_t i = 0; i < hours; i += 2) {
+    surface.setShadow({0.0, 0.0}, 2.0);
+    surface.setLineCap(LineCap::kButt);
+    surface.setLineWidth(ringWidth);
+    surface.setStrokeColor(colours.innerShadeForType(0));
+    surface.addArc(c.x, c.y, outerRadius, ringEndAngle(static_cast<float>(i) / goal),
+                   ringEndAngle(static_cast<float>(i + 1) / goal), 0);
+    surface.strokePath();
+  }
+
+  surface.setShadow({0.0, 0.0}, 2.0);
+  surface.setLineCap(LineCap::kRound);
+  surface.setLineWidth(ringWidth);
+  surface.setStrokeColor(colours.innerShadeForType(2).colorWithAlphaComponent(1.0));
+  addFullCircle(surface, c, innerRadius);
+  surface.strokePath();
+
+  const Colour bankColour =
+      (accessory ? Colour::whiteColor() : colours.colourForBatteryChargePercent(bank)).colorWithAlphaComponent(1.0);
+  surface.setShadow({-2.0, -2.0}, 3.0);
+  surface.setLineCap(LineCap::kRound);
+  surface.setLineWidth(ringWidth);
+  surface.setStrokeColor(bankColour);
+  surface.addArc(c.x, c.y, innerRadius, kRingStart, bankEnd, 0);
+  surface.strokePath();
+
+  setTipShadow(surface, bank);
+  surface.setLineCap(LineCap::kRound);
+  surface.setLineWidth(ringWidth);
+  surface.setStrokeColor(bankColour);
+  surface.addArc(c.x, c.y, innerRadius, ringEndAngle(bank - kBankTipLength), bankEnd, 0);
+  surface.strokePath();
+
+  const Colour sleepColour =
+      accessory ? Colour::whiteColor().colorWithAlphaComponent(1.0) : colours.colourForBatteryChargePercent(sleep);
+  surface.setShadow({0.0, 0.0}, 3.0);
+  surface.setLineCap(LineCap::kRound);
+  surface.setLineWidth(ringWidth);
+  surface.setStrokeColor(sleepColour);
+  surface.addArc(c.x, c.y, outerRadius, kRingStart, sleepEnd, 0);
+  surface.strokePath();
+
+  setTipShadow(surface, sleep);
+  surface.setLineCap(LineCap::kRound);
+  surface.setLineWidth(ringWidth);
+  surface.setStrokeColor(sleepColour);
+  surface.addArc(c.x, c.y, outerRadius, ringEndAngle(sleep - kSleepTipLength), sleepEnd, 0);
+  surface.strokePath();
+
+  // The large gauges mark the sleep tip with a moon and the bank tip with a 7 (its week of nights).
+  if (size > 100.0f) {
+    surface.saveGState();
+    surface.setShadow({0.0, 0.0}, 5.0);
+    drawTextCentred(surface, "\u263E", pointOnDial(c, outerRadius, sleepEnd), Font::systemFontOfSize(12.0),
+                    Colour::blackColor());
+    drawTextCentred(surface, "7", pointOnDial(c, innerRadius, bankEnd), Font::boldSystemFontOfSize(12.0),
+                    Colour::blackColor());
+    if (accessory) drawTextCentred(surface, "\u263E", c, Font::boldSystemFontOfSize(40.0), Colour::whiteColor());
+    surface.restoreGState();
+  }
+
+  ImageRef image = surface.getImage();
+  surface.end();
+  return image;
+}
+
+}  // namespace velmora

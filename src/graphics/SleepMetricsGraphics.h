@@ -1,0 +1,77 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "platform/Colour.h"
+#include "platform/Date.h"
+#include "platform/Environment.h"
+#include "platform/Value.h"
+
+namespace velmora {
+
+class FormatTools;
+class Pallet;
+class UserDefaults;
+
+// The drawing side of the metric presentation: every metric image is drawn
+// by one of these routines into a fresh square surface and returned as an
+// image of `size` points at the run's scale. The presentation operations
+// (SleepMetricsUI) build on it and share its lazily created collaborators
+// and its two widget flags.
+class SleepMetricsGraphics {
+ public:
+  explicit SleepMetricsGraphics(const Environment& env);
+  virtual ~SleepMetricsGraphics();
+  SleepMetricsGraphics(const SleepMetricsGraphics&) = delete;
+  SleepMetricsGraphics& operator=(const SleepMetricsGraphics&) = delete;
+
+  // --- Shared drawing functions ----------------------------------------------------
+
+  static double radians(double degrees);
+  // The shadow offset that follows a ring's end round the dial.
+  static std::pair<double, double> getShadowForPercent(float percent);
+  static Colour gaugeBkg();
+  static Colour ringBkg();
+  static Colour needleBkg();
+  static Colour textColour();
+  static Colour subtleTextColour();
+  static Colour verySubtleTextColour();
+
+  // --- Images ------------------------------------------------------------------------
+
+  // The 24-hour bed clock: dial, wedge from now to bedtime, the sleep arc,
+  // the bedtime needle and the present-time hand. Either date may be absent.
+  ImageRef drawTheBedClockWithSize(float size, std::optional<Date> bedtime, std::optional<Date> waketime);
+  // The two recharge rings: last night's sleep over the goal hours, and the bank.
+  ImageRef drawTheRechargeWithSize(float size, float sleepPercent, float bankPercent);
+
+  // The configuration number under `key` in "velmoraConfig"; 0.0 when missing.
+  float getVelmoraConfigValueForKey(std::string_view key);
+
+  bool widgetMode() const { return widgetMode_; }
+  bool widgetAccessoryMode() const { return widgetAccessoryMode_; }
+
+ protected:
+  // Widget accessors set both flags together; nothing ever clears them.
+  void setWidgetFlags(bool widget, bool accessory) {
+    widgetMode_ = widget;
+    widgetAccessoryMode_ = accessory;
+  }
+  void openStore();
+  FormatTools& formatTools();
+  Pallet& pallet();
+
+  const Environment& env_;
+  std::shared_ptr<UserDefaults> groupPrefs_;
+  std::unique_ptr<FormatTools> formatTools_;
+  std::unique_ptr<Pallet> pallet_;
+
+ private:
+  bool widgetMode_ = false;
+  bool widgetAccessoryMode_ = false;
+};
+
+}  // namespace velmora

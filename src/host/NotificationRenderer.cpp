@@ -1,0 +1,120 @@
+#include "host/NotificationRenderer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+#include "platform/DrawingSurface.h"
+#include "platform/Fonts.h"
+#include "platform/Image.h"
+
+namespace velmora::host {
+
+namespace {
+
+constexpr double kHeaderHeight = 40.0;
+constexpr double kCardRadius = 22.0;
+constexpr double kPi = std::numbers::pi;
+
+// A rectangle with rounded corners as one closed sub-path.
+void addRoundedRect(DrawingSurface& s, Rect r, double radius) {
+  radius = std::clamp(radius, 0.0, std::min(r.width, r.height) / 2);
+  s.moveToPoint(r.x + radius, r.y);
+  s.addArc(r.x + r.width - radius, r.y + radius, radius, -kPi / 2, 0, 0);
+  s.addArc(r.x + r.width - radius, r.y + r.height - radius, radius, 0, kPi / 2, 0);
+  s.addArc(r.x + radius, r.y + r.height - radius, radius, kPi / 2, kPi, 0);
+  s.addArc(r.x + radius, r.y + radius, radius, kPi, 3 * kPi / 2, 0);
+  s.closePath();
+}
+
+void fillRoundedRect(DrawingSurface& s, Rect r, double radius, const Colour& colour) {
+  s.setFillColor(colour);
+  addRoundedRect(s, r, radius);
+  s.fillPath();
+}
+
+FontWeight weightNamed(const std::string& name) {
+  if (name == "heavy") return FontWeight::kHeavy;
+  if (name == "bold") return FontWeight::kBold;
+  return FontWeight::kRegular;
+}
+
+// One line of text in its frame: aligned as laid out, centred vertically.
+void drawLabel(DrawingSurface& s, const std::string& text, Rect frame, const SlotLayout& layout) {
+  if (text.empty()) return;
+  const TextAttributes attributes(Font::systemFontOfSize(layout.fontSize, weightNamed(layout.fontWeight)),
+                                  layout.textColour);
+  const Size size = s.sizeWithAttributes(text, attributes);
+  double x = frame.x;
+  if (layout.align == SlotLayout::Align::kCentre) x += (frame.width - size.width) / 2;
+  if (layout.align == SlotLayout::Align::kRight) x += frame.width - size.width;
+  s.drawAtPoint(text, {x, frame.y + (frame.height - size.height) / 2}, attributes);
+}
+
+// The app's line above the content, as the system heads every notification.
+void drawHeader(DrawingSurface& s, double width) {
+  fillRoundedRect(s, {16, 11, 18, 18}, 5, Colour::hsba(0.5361111111111111, 0.8, 0.75));
+  s.setStrokeColor(Colour::whiteColor());
+  s.setLineWidth(2);
+  s.setLineCap(LineCap::kRound);
+  s.addArc(25, 20, 5, -kPi / 2, kPi, 0);  // a crescent-like mark in the icon
+  s.strokePath();
+  const Colour subtle = Colour::hsba(0.1527777777777778, 0.05, 0.67);
+  s.drawAtPoint("VELMORA", {42, 12}, TextAttributes(Font::systemFontOfSize(13, FontWeight::kBold), subtle));
+  const TextAttributes when(Font::systemFontOfSize(13), subtle);
+  s.drawAtPoint("now", {width - 16 - s.sizeWithAttributes("now", when).width, 12}, when);
+}
+
+}  // namespace
+
+ImageRef renderNotification(const Environment& env, const InterfaceDescription& layout,
+                            const std::vector<DisplaySlot>& slots) {
+  const double width = layout.size[0];
+  const double height = layout.size[1] + kHeaderHeight;
+  // The card is laid out square; a taller or wider description leaves the rest clear.
+  DrawingSurface s = DrawingSurface::beginImageContext(env, std::max(width, height));
+  fillRoundedRect(s, {0, 0, width, height}, kCardRadius, layout.background);
+  drawHeader(s, width);
+
+  // Frames are relative to their parent; a hidden parent hides its children.
+  std::vector<Rect> frames(slots.size());
+  std::vector<bool> visible(slots.size());
+  auto indexOf = [&](const std::string& name) {
+    for (std::size_t i = 0; i < slots.size(); ++i)
+      if (slots[i].name == name) return static_cast<std::ptrdiff_t>(i);
+    return std::ptrdiff_t{-1};
+  };
+  for (std::size_t i = 0; i < slots.size() && i < layout.layout.size(); ++i) {
+    const SlotLayout& l = layout.layout[i];
+    Rect frame{l.frame[0], l.frame[1] + kHeaderHeight, l.frame[2], l.frame[3]};
+    bool shown = !slots[i].hidden;
+    if (const std::ptrdiff_t parent = indexOf(l.parent); parent >= 0 && static_cast<std::size_t>(parent) < i) {
+      const auto p = static_cast<std::size_t>(parent);
+      frame.x += frames[p].x;
+      frame.y += frames[p].y - kHeaderHeight;
+      shown = shown && visible[p];
+    }
+    frames[i] = frame;
+    visible[i] = shown;
+    if (!shown) continue;
+
+    const DisplaySlot& slot = slots[i];
+    switch (slot.kind) {
+      case DisplaySlot::Kind::kContainer:
+      case DisplaySlot::Kind::kIndicator:
+        if (slot.backgroundColour) fillRoundedRect(s, frame, slot.cornerRadius, *slot.backgroundColour);
+        break;
+      case DisplaySlot::Kind::kLabel:
+        if (slot.text) drawLabel(s, *slot.text, frame, l);
+        break;
+      case DisplaySlot::Kind::kImage:
+        if (slot.image) s.drawInRect(*slot.image, frame);
+        break;
+    }
+  }
+  ImageRef image = s.getImage();
+  s.end();
+  return image;
+}
+
+}  // namespace velmora::host

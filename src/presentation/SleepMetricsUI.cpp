@@ -1,0 +1,188 @@
+#include "presentation/SleepMetricsUI.h"
+
+#include "format/FormatTools.h"
+#include "metrics/GroupMetrics.h"
+#include "palette/Pallet.h"
+#include "platform/Bundle.h"
+#include "platform/DrawingSurface.h"
+#include "platform/StringFormat.h"
+#include "platform/UserDefaults.h"
+
+namespace velmora {
+
+namespace {
+
+constexpr double kDay = 86400.0;
+
+// "Swift-<name>" for the widgets; a value that is absent removes the key.
+void publish(UserDefaults& store, std::string_view name, const Value* value) {
+  const std::string key = stringWithFormat("Swift-%@", {name});
+  if (value)
+    store.setObject(*value, key);
+  else
+    store.removeObjectForKey(key);
+}
+
+}  // namespace
+
+SleepMetricsUI::SleepMetricsUI(const Environment& env) : SleepMetricsGraphics(env) {}
+SleepMetricsUI::~SleepMetricsUI() = default;
+
+GroupMetrics& SleepMetricsUI::groupMetrics() {
+  if (!groupMetrics_) groupMetrics_ = std::make_unique<GroupMetrics>(env_);
+  return *groupMetrics_;
+}
+
+// The widget's image: the drawn one when there is a dictionary (none when it
+// has no image), the "WidgetWait" picture when there is no dictionary at all.
+ImageRef SleepMetricsUI::ringsImageOrWait(const std::optional<MetricDictionary>& d) const {
+  if (!d) return imageNamed(env_, "WidgetWait");
+  const Value* image = d->objectForKey("ringsImage");
+  return image ? image->imageRef() : nullptr;
+}
+
+std::optional<MetricDictionary> SleepMetricsUI::requestLatestBedtime() {
+  MetricDictionary d;
+  FormatTools& tools = formatTools();
+  const std::optional<MetricDictionary> record = groupMetrics().requestSleepBank();
+  if (!record || !record->contains("latestBedLabel")) return std::nullopt;
+
+  const Date* bed = record->dateForKey("bedTime");
+  const Date* wake = record->dateForKey("wakeTime");
+  d.setValue("ringsImage", drawTheBedClockWithSize(widgetMode() ? 220.0f : 280.0f,
+                                                   bed ? std::optional(*bed) : std::nullopt,
+                                                   wake ? std::optional(*wake) : std::nullopt));
+  for (const char* key : {"latestBedTime", "wakeTimeLabel", "timeUntilBedLabel", "timeUntilWakeLabel"}) {
+    const Value* value = record->objectForKey(key);
+    d.setValue(key, value ? std::optional(*value) : std::nullopt);
+  }
+  if (widgetMode()) {
+    if (bed) {
+      env_.diagnostic(stringWithFormat("%@", {tools.hourMin(*bed)}));
+      // A bedtime already past is tonight's only once: it moves on by one day at most.
+      const Date shown = bed->timeIntervalSinceDate(env_.now) < 0 ? bed->dateByAddingTimeInterval(kDay) : *bed;
+      d.setValue("bedTime", Value(shown));
+    } else {
+      d.setValue("bedTime", Value(env_.now));
+    }
+  }
+  const Value* paste = record->objectForKey("pasteItem");
+  d.setValue("pasteItem", paste ? std::optional(*paste) : std::nullopt);
+  return d;
+}
+
+void SleepMetricsUI::requestLatestBedtimeForSwift() {
+  setWidgetFlags(true, false);
+  const std::optional<MetricDictionary> d = requestLatestBedtime();
+  const std::shared_ptr<UserDefaults> store = UserDefaults::suite(env_, Environment::kSharedSuite);
+  if (!d) {  // the other keys keep their last values
+    publish(*store, "HasData", nullptr);
+    return;
+  }
+  const Value hasData("1");
+  publish(*store, "HasData", &hasData);
+  for (const char* key : {"latestBedTime", "wakeTimeLabel", "bedTime"}) publish(*store, key, d->objectForKey(key));
+}
+
+ImageRef SleepMetricsUI::swiftBedtimeImage() {
+  setWidgetFlags(true, false);
+  const std::optional<MetricDictionary> d = requestLatestBedtime();
+  return ringsImageOrWait(d);
+}
+
+std::optional<MetricDictionary> SleepMetricsUI::requestSleepBankRings() {
+  MetricDictionary d;
+  openStore();
+  FormatTools& tools = formatTools();
+  const std::optional<Value> watchValue = groupPrefs_->objectForKey("watchTrackDict");
+  const MetricDictionary* watch = watchValue ? watchValue->dictionary() : nullptr;
+  if (!watch) return d;
+
+  const float goal = getVelmoraConfigValueForKey("requiredHours") * 3600.0f;
+  const float rawSleepTime = watch->floatForKey("rawSleepTime");
+  const float rawSleepBankTime = watch->floatForKey("rawSleepBankTime");
+  const float sleepFraction = rawSleepTime / goal;
+  const float bankFraction = rawSleepBankTime / goal;
+
+  const float size = widgetAccessoryMode() ? 200.0f : widgetMode() ? 220.0f : 280.0f;
+  // Drawn first: the drawing creates the palette (in its dark theme) that the colours below come from.
+  d.setValue("ringsImage", drawTheRechargeWithSize(size, sleepFraction, bankFraction));
+
+  const Bundle& bundle = env_.bundle();
+  d.setValue("sleepTimeLabel", tools.formattedTimeInterval(rawSleepTime));
+  d.setValue("sleepGoalLabel",
+             stringWithFormat("%.0f%% %@", {sleepFraction * 100.0f, bundle.localizedStringForKey("of goal")}));
+  d.setValue("bankTimeLabel", tools.formattedTimeInterval(rawSleepBankTime));
+  d.setValue("sleepIndicatorColour", pallet().lightRatingColour(sleepFraction * 100.0f));
+  d.setValue("bankIndicatorColour", pallet().lightRatingColour(bankFraction * 100.0f));
+  d.setValue("bankPercentage", Value::number(bankFraction));
+  d.setValue("shortBankTimeLabel", tools.formattedShortTimeInterval(rawSleepBankTime));
+
+  // Debt is spoken in lower case, credit as translated; past 100 % the decimals go.
+  std::string word;
+  float f, debtPct = 0.0f, creditPct = 0.0f;
+  if (rawSleepBankTime < goal) {
+    word = lowercaseString(bundle.localizedStringForKey("Debt"));
+    f = (goal - rawSleepBankTime) / goal;
+    debtPct = f * 100.0f;
+  } else {
+    word = bundle.localizedStringForKey("Credit");
+    f = (rawSleepBankTime - goal) / goal;
+    creditPct = f * 100.0f;
+  }
+  const std::string balanceText = f < 1.0f ? localizedStringWithFormat(env_.locale, "%.1f%% %@", {f * 100.0f, word})
+                                           : stringWithFormat("%.0f%% %@", {f * 100.0f, word});
+
+  std::string start, until;
+  const std::optional<Value> sessionStart = groupPrefs_->objectForKey("sleepSessionStart");
+  const std::optional<Value> sessionEnd = groupPrefs_->objectForKey("sleepSessionEnd");
+  if (sessionStart && sessionStart->date() && sessionEnd && sessionEnd->date()) {
+    start = tools.shorthhmmDDMMYY(*sessionStart->date());
+    until = tools.shorthhmmDDMMYY(*sessionEnd->date());
+  } else {
+    start = until = tools.shorthhmmDDMMYY(env_.now);
+  }
+  d.setValue("pasteItem",
+             localizedStringWithFormat(
+                 env_.locale,
+                 R"({"%@%%":"%.0f", "%@%%":"%.1f", "%@%%": "%.1f", "%@":"%.02f", "%@":"%.02f", "%@":"%@", "%@":"%@"})",
+                 {bundle.localizedStringForKey("Recharge"), rawSleepTime / goal * 100.0f,
+                  bundle.localizedStringForKey("Credit"), creditPct, bundle.localizedStringForKey("Debt"), debtPct,
+                  bundle.localizedStringForKey("Sleep"), rawSleepTime / 3600.0f,
+                  bundle.localizedStringForKey("Balance"), rawSleepBankTime / 3600.0f,
+                  bundle.localizedStringForKey("Start"), start, bundle.localizedStringForKey("Until"), until}));
+  d.setValue("bankBalanceLabel", balanceText);
+  return d;
+}
+
+void SleepMetricsUI::requestSleepBankForSwift() {
+  const std::optional<MetricDictionary> d = requestSleepBankRings();
+  const std::shared_ptr<UserDefaults> store = UserDefaults::suite(env_, Environment::kSharedSuite);
+  if (d) {
+    // Without watch data the dictionary is empty: "1" is still written and the
+    // two texts are removed, as the widgets have always been told.
+    const Value hasData("1");
+    publish(*store, "HasData", &hasData);
+    publish(*store, "sleepTimeLabel", d->objectForKey("sleepTimeLabel"));
+    publish(*store, "bankTimeLabel", d->objectForKey("bankTimeLabel"));
+  } else {
+    const Value none("--");
+    publish(*store, "HasData", nullptr);
+    publish(*store, "sleepTimeLabel", &none);
+    publish(*store, "bankTimeLabel", &none);
+  }
+}
+
+ImageRef SleepMetricsUI::swiftSleepBankImage() {
+  setWidgetFlags(true, false);
+  const std::optional<MetricDictionary> d = requestSleepBankRings();
+  return ringsImageOrWait(d);
+}
+
+ImageRef SleepMetricsUI::swiftSleepBankAccessoryImage() {
+  setWidgetFlags(true, true);
+  const std::optional<MetricDictionary> d = requestSleepBankRings();
+  return ringsImageOrWait(d);
+}
+
+}  // namespace velmora

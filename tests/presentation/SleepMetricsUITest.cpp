@@ -1,0 +1,187 @@
+#include "presentation/SleepMetricsUI.h"
+
+#include <gtest/gtest.h>
+
+#include "palette/Pallet.h"
+#include "platform/Image.h"
+#include "platform/UserDefaults.h"
+#include "support/TestEnvironment.h"
+
+namespace velmora {
+namespace {
+
+using testing::isoDate;
+using testing::TestEnvironment;
+
+const char* const kNightKeys[7] = {"20250102", "20250103", "20250104", "20250105",
+                                   "20250106", "20250107", "20250108"};
+
+class PresentationTest : public ::testing::Test {
+ protected:
+  PresentationTest() : env("2025-01-08T15:00:00+01:00") {}
+
+  std::shared_ptr<UserDefaults> store() { return UserDefaults::suite(env, Environment::kSharedSuite); }
+  void put(std::string_view key, Value value) { ASSERT_TRUE(store()->setObject(std::move(value), key)); }
+  // Seven nights of eight hours, waking ten hours after 21:00.
+  void putBank(double wakeOffset = 36000) {
+    MetricDictionary bank{{"medianWake", Value::real(wakeOffset)}, {"averageEfficiency", Value::real(100)}};
+    for (const char* key : kNightKeys) bank.setValue(key, Value::real(28800));
+    put("bankDict", Value(bank));
+  }
+  void putWatch(double sleep, double bank, double goalHours = 8) {
+    put("watchTrackDict",
+        Value(MetricDictionary{{"rawSleepTime", Value::real(sleep)}, {"rawSleepBankTime", Value::real(bank)}}));
+    put("velmoraConfig", Value(MetricDictionary{{"requiredHours", Value::real(goalHours)}}));
+  }
+  std::string text(const MetricDictionary& d, std::string_view key) {
+    const std::string* t = d.textForKey(key);
+    return t ? *t : "<absent>";
+  }
+
+  TestEnvironment env;
+};
+
+// --- Bedtime ------------------------------------------------------------------------
+
+TEST_F(PresentationTest, BedtimeNeedsAWakeMoment) {
+  SleepMetricsUI ui(env);
+  EXPECT_FALSE(ui.requestLatestBedtime()) << "no bank";
+  putBank(0);
+  EXPECT_FALSE(ui.requestLatestBedtime()) << "three-key record";
+}
+
+TEST_F(PresentationTest, BedtimeDictionaryForTheNotification) {
+  putBank();
+  SleepMetricsUI ui(env);
+  const auto d = ui.requestLatestBedtime();
+  ASSERT_TRUE(d);
+  std::vector<std::string> keys;
+  for (const auto& [key, value] : *d) keys.push_back(key);
+  EXPECT_EQ(keys, (std::vector<std::string>{"ringsImage", "latestBedTime", "wakeTimeLabel", "timeUntilBedLabel",
+                                            "timeUntilWakeLabel", "pasteItem"}));
+  EXPECT_EQ(text(*d, "latestBedTime"), "11:00\u202FPM");
+  EXPECT_EQ(text(*d, "wakeTimeLabel"), "7:00\u202FAM");
+  EXPECT_EQ(text(*d, "timeUntilBedLabel"), "8h 0m");
+  ASSERT_TRUE(d->objectForKey("ringsImage")->image());
+  EXPECT_EQ(d->objectForKey("ringsImage")->image()->width(), 280.0);
+}
+
+TEST_F(PresentationTest, WidgetModeAddsTomorrowsBedtimeOnceItHasPassed) {
+  putBank();
+  env.setNow("2025-01-09T01:00:00+01:00");  // two hours after last night's 23:00 bedtime, before tonight's
+  SleepMetricsUI ui(env);
+  const auto notification = ui.requestLatestBedtime();
+  ASSERT_TRUE(notification);
+  EXPECT_FALSE(notification->contains("bedTime"));
+
+  ui.swiftBedtimeImage();  // turns widget mode on for good
+  const auto widget = ui.requestLatestBedtime();
+  ASSERT_TRUE(widget);
+  const Date bed = *widget->dateForKey("bedTime");
+  EXPECT_EQ(bed, isoDate("2025-01-09T23:00:00+01:00"));
+  EXPECT_EQ(widget->objectForKey("ringsImage")->image()->width(), 220.0);
+  ASSERT_FALSE(env.warnings.empty());
+  EXPECT_EQ(env.warnings.back(), "11:00PM");  // the diagnostic line of widget mode
+}
+
+TEST_F(PresentationTest, WidgetBedtimeWithoutACachedBedtimeIsNow) {
+  putBank();
+  put("cachedSleepBankUpdate", Value(isoDate("2025-01-08T15:00:00+01:00")));
+  put("cachedSleepBank", Value(MetricDictionary{{"latestBedLabel", Value("Try to be in bed by 11:00PM")}}));
+  env.setNow("2025-01-08T22:00:00+01:00");
+  SleepMetricsUI ui(env);
+  ui.requestLatestBedtimeForSwift();
+  EXPECT_EQ(store()->objectForKey("Swift-bedTime"), Value(env.now));
+  EXPECT_EQ(store()->objectForKey("Swift-HasData"), Value("1"));
+  EXPECT_FALSE(store()->objectForKey("Swift-latestBedTime")) << "absent in the cache, so removed";
+}
+
+TEST_F(PresentationTest, PublishingWithoutDataOnlyWithdrawsHasData) {
+  put("Swift-HasData", Value("1"));
+  put("Swift-latestBedTime", Value("10:45PM"));
+  SleepMetricsUI ui(env);
+  ui.requestLatestBedtimeForSwift();
+  EXPECT_FALSE(store()->objectForKey("Swift-HasData"));
+  EXPECT_EQ(store()->objectForKey("Swift-latestBedTime"), Value("10:45PM"));
+  EXPECT_EQ(ui.swiftBedtimeImage()->name(), "WidgetWait");
+}
+
+// --- Sleep bank ---------------------------------------------------------------------
+
+struct BalanceCase {
+  const char* name;
+  double bank;
+  const char* locale;
+  const char* language;
+  const char* text;
+};
+
+class BankBalanceText : public PresentationTest, public ::testing::WithParamInterface<BalanceCase> {};
+
+TEST_P(BankBalanceText, DebtOrCredit) {
+  const BalanceCase& c = GetParam();
+  env.locale = c.locale;
+  env.languages = {c.language};
+  putWatch(27000, c.bank);
+  const auto d = SleepMetricsUI(env).requestSleepBankRings();
+  ASSERT_TRUE(d);
+  EXPECT_EQ(text(*d, "bankBalanceLabel"), c.text);
+}
+
+INSTANTIATE_TEST_SUITE_P(Balances, BankBalanceText,
+                         ::testing::Values(BalanceCase{"tenPercentDebt", 25920, "en_US", "en", "10.0% debt"},
+                                           BalanceCase{"onGoalIsCredit", 28800, "en_US", "en", "0.0% Credit"},
+                                           BalanceCase{"nothingBanked", 0, "en_US", "en", "100% debt"},
+                                           BalanceCase{"doubleTheGoal", 57600, "en_US", "en", "100% Credit"},
+                                           BalanceCase{"germanDebt", 25920, "de_DE", "de", "10,0% defizit"},
+                                           BalanceCase{"germanCredit", 31680, "de_DE", "de", "10,0% Guthaben"}),
+                         [](const auto& param) { return std::string(param.param.name); });
+
+TEST_F(PresentationTest, SleepBankDictionary) {
+  putWatch(26784, 25920);  // 93 % of an eight-hour goal; bank 90 %
+  put("sleepSessionStart", Value(isoDate("2025-01-07T23:10:00+01:00")));
+  put("sleepSessionEnd", Value(isoDate("2025-01-08T06:40:00+01:00")));
+  SleepMetricsUI ui(env);
+  const auto d = ui.requestSleepBankRings();
+  ASSERT_TRUE(d);
+  EXPECT_EQ(text(*d, "sleepTimeLabel"), "7h 26m");
+  EXPECT_EQ(text(*d, "sleepGoalLabel"), "93% of goal");
+  EXPECT_EQ(text(*d, "bankTimeLabel"), "7h 12m");
+  EXPECT_EQ(text(*d, "shortBankTimeLabel"), "7:12");
+  EXPECT_FLOAT_EQ(d->floatForKey("bankPercentage"), 0.9f);
+  EXPECT_EQ(text(*d, "pasteItem"),
+            "{\"Recharge%\":\"93\", \"Credit%\":\"0.0\", \"Debt%\": \"10.0\", \"Sleep\":\"7.44\", "
+            "\"Balance\":\"7.20\", \"Start\":\"Tue, 1/7/25, 11:10\u202FPM\", \"Until\":\"Wed, 1/8/25, 6:40\u202FAM\"}");
+
+  Pallet dark(env);
+  dark.setDarkTheme(true);
+  EXPECT_EQ(*d->objectForKey("sleepIndicatorColour")->colour(), dark.lightRatingColour(93.0f));
+  EXPECT_EQ(*d->objectForKey("bankIndicatorColour")->colour(), dark.lightRatingColour(90.0f));
+  EXPECT_EQ(d->objectForKey("ringsImage")->image()->width(), 280.0);
+}
+
+TEST_F(PresentationTest, WithoutWatchDataTheDictionaryIsEmptyAndWidgetsGetNoImage) {
+  put("Swift-sleepTimeLabel", Value("7h"));
+  SleepMetricsUI ui(env);
+  const auto d = ui.requestSleepBankRings();
+  ASSERT_TRUE(d);
+  EXPECT_TRUE(d->empty());
+  EXPECT_EQ(ui.swiftSleepBankImage(), nullptr);
+  ui.requestSleepBankForSwift();
+  EXPECT_EQ(store()->objectForKey("Swift-HasData"), Value("1"));
+  EXPECT_FALSE(store()->objectForKey("Swift-sleepTimeLabel"));
+  EXPECT_FALSE(store()->objectForKey("Swift-bankTimeLabel"));
+}
+
+TEST_F(PresentationTest, WidgetSizesStick) {
+  putWatch(27000, 28800);
+  SleepMetricsUI ui(env);
+  EXPECT_EQ(ui.swiftSleepBankImage()->width(), 220.0);
+  EXPECT_EQ(ui.swiftSleepBankAccessoryImage()->width(), 200.0);
+  EXPECT_EQ(ui.requestSleepBankRings()->objectForKey("ringsImage")->image()->width(), 200.0);
+  ui.requestSleepBankForSwift();
+  EXPECT_EQ(store()->objectForKey("Swift-sleepTimeLabel"), Value("7h 30m"));
+}
+
+}  // namespace
+}  // namespace velmora
