@@ -2,11 +2,14 @@
 
 #include <memory>
 
+#include "extension/InterfaceDescription.h"
 #include "extension/NotificationViewController.h"
 #include "host/Errors.h"
 #include "host/Files.h"
 #include "host/ImageFiles.h"
 #include "host/JsonForms.h"
+#include "host/NotificationRenderer.h"
+#include "platform/Image.h"
 
 namespace velmora::host {
 
@@ -35,8 +38,6 @@ std::string categoryFromPayload(const std::filesystem::path& file) {
 void NotifyCommand::run(const Environment& env, std::ostream& out) const {
   if (category && payload) throw UsageError("give either a CATEGORY or --payload FILE, not both");
   if (!category && !payload) throw UsageError("give the notification's CATEGORY (e.g. BEDTIME) or --payload FILE");
-  if (png) throw CommandError("--png: rendering the expanded notification is not available yet");
-
   const std::string identifier = category ? *category : categoryFromPayload(*payload);
 
   std::unique_ptr<ImageDirectory> images;
@@ -49,6 +50,13 @@ void NotifyCommand::run(const Environment& env, std::ostream& out) const {
   NotificationViewController controller(env);
   controller.viewDidLoad();
   controller.didReceiveNotification(Notification{identifier});
+
+  // The picture is written before anything is printed, so that a failure leaves no half result.
+  if (png) {
+    const ImageRef picture = renderNotification(env, InterfaceDescription::load(env), controller.slots());
+    std::string error = "the notification could not be drawn";
+    if (!picture || !picture->writePng(*png, &error)) throw CommandError("--png: " + error);
+  }
 
   Json slots = Json::object();
   for (const DisplaySlot& slot : controller.slots()) slots[slot.name] = forms.toJson(slot);

@@ -4,6 +4,7 @@
 
 #include "VelmoraProcess.h"
 #include "extension/NotificationViewController.h"
+#include "host/Files.h"
 #include "host/JsonForms.h"
 #include "support/TestEnvironment.h"
 
@@ -11,6 +12,7 @@ namespace velmora::testing {
 namespace {
 
 using host::Json;
+using host::readFile;
 
 // The display slots in declaration order.
 constexpr const char* kSlotNames =
@@ -57,7 +59,8 @@ INSTANTIATE_TEST_SUITE_P(
         StatusCase{"deleteMissingKey", {"defaults", "delete", "standard", "Hue1"}, 1, "(standard, Hue1) does not"},
         StatusCase{"missingImport", {"defaults", "import", "shared", "/no.json"}, 1, "cannot read /no.json: No such"},
         StatusCase{"missingPayload", {"notify", "--payload", "/no.json"}, 1, "--payload: cannot read"},
-        StatusCase{"pngNotYet", {"notify", "BEDTIME", "--png", "out.png"}, 1, "not available yet"},
+        StatusCase{
+            "pngUnwritable", {"notify", "BEDTIME", "--png", "/no/dir/n.png"}, 1, "--png: /no/dir/n.png: No such"},
         StatusCase{"version", {"--version"}, 0, "velmora 0."},
         StatusCase{"programHelp", {"--help"}, 0, "Usage: velmora [OPTIONS] SUBCOMMAND"},
         StatusCase{"notifyHelp", {"notify", "--help"}, 0, "Usage: velmora notify [OPTIONS] [CATEGORY]"},
@@ -94,6 +97,20 @@ TEST_F(Program, NotifyShowsTheBedtimeNoDataFaceOnAnEmptyStore) {
   EXPECT_EQ(slots["bankGlyph"]["text"], "\u2665");
   EXPECT_EQ(slots["sleepHeadingLabel"]["text"], "BED TIME");
   EXPECT_EQ(slots["sleepIndicator"]["backgroundColour"]["colour"]["rgba"], "#555555FF");
+}
+
+TEST_F(Program, NotifyRendersTheNotificationAndWritesTheSlotsImage) {
+  const std::string watch = R"({"watchTrackDict": {"rawSleepTime": 25200.0, "rawSleepBankTime": 27000.0},
+                                "velmoraConfig": {"requiredHours": 8.0}})";
+  ASSERT_EQ(velmora({"defaults", "import", "shared", "-"}, watch).status, 0);
+  const auto png = home() / "notification.png", images = home() / "images";
+  const ProcessResult result =
+      velmora({"--scale", "1", "notify", "TIMEASLEEP", "--png", png.string(), "--images", images.string()});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(readFile(png).substr(0, 8), "\x89PNG\r\n\x1a\n");
+  const Json image = Json::parse(result.out)["slots"]["ringsImage"]["image"]["image"];
+  EXPECT_EQ(image["file"], (images / "ringsImage.png").string());
+  EXPECT_EQ(readFile(images / "ringsImage.png").substr(1, 3), "PNG");
 }
 
 TEST_F(Program, NotifyTakesTheCategoryOfAPayload) {
