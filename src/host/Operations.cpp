@@ -18,8 +18,29 @@ std::optional<Value> dictionary(std::optional<MetricDictionary> record) {
   return Value(std::move(*record));
 }
 
+std::optional<Value> image(ImageRef picture) {
+  if (!picture) return std::nullopt;
+  return Value(std::move(picture));
+}
+
 // Rows are added as the metric and presentation operations are built.
 const std::vector<Operation> kOperations = {
+    {"requestLatestBedtime", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestLatestBedtime()); }},
+    {"requestLatestBedtimeForSwift",
+     [](RequestSession& s) -> std::optional<Value> {
+       s.sleepMetricsUI().requestLatestBedtimeForSwift();
+       return std::nullopt;
+     }},
+    {"swiftBedtimeImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftBedtimeImage()); }},
+    {"requestSleepBankRings", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestSleepBankRings()); }},
+    {"requestSleepBankForSwift",
+     [](RequestSession& s) -> std::optional<Value> {
+       s.sleepMetricsUI().requestSleepBankForSwift();
+       return std::nullopt;
+     }},
+    {"swiftSleepBankImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepBankImage()); }},
+    {"swiftSleepBankAccessoryImage",
+     [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepBankAccessoryImage()); }},
     {"GroupMetrics.requestSleepBank",
      [](RequestSession& s) { return dictionary(s.groupMetrics().requestSleepBank()); }},
     {"GroupMetrics.returnPreviousSleepBank",

@@ -113,6 +113,25 @@ TEST_F(Program, NotifyRendersTheNotificationAndWritesTheSlotsImage) {
   EXPECT_EQ(readFile(images / "ringsImage.png").substr(1, 3), "PNG");
 }
 
+TEST_F(Program, RequestRunsTheOperationsInOrderOnOneObject) {
+  const std::string watch = R"({"watchTrackDict": {"rawSleepTime": 25200.0, "rawSleepBankTime": 27000.0}})";
+  ASSERT_EQ(velmora({"defaults", "import", "shared", "-"}, watch).status, 0);
+  const auto images = home() / "images";
+  const ProcessResult result =
+      velmora({"--scale", "1", "request", "requestSleepBankRings", "swiftSleepBankImage", "requestSleepBankForSwift",
+               "requestSleepBankRings", "--images", images.string()});
+  ASSERT_EQ(result.status, 0) << result.err;
+  const Json calls = Json::parse(result.out);
+  ASSERT_EQ(calls.size(), 4u);
+  EXPECT_EQ(calls[0]["operation"], "requestSleepBankRings");
+  EXPECT_EQ(calls[0]["result"]["ringsImage"]["image"]["width"], 280.0);
+  EXPECT_EQ(calls[1]["result"]["image"]["file"], (images / "2-swiftSleepBankImage.png").string());
+  EXPECT_TRUE(calls[2]["result"].is_null());
+  // The image request left the one SleepMetricsUI of the run in widget mode.
+  EXPECT_EQ(calls[3]["result"]["ringsImage"]["image"]["width"], 220.0);
+  EXPECT_EQ(velmora({"defaults", "read", "shared", "Swift-HasData"}).out, "\"1\"\n");
+}
+
 TEST_F(Program, NotifyTakesTheCategoryOfAPayload) {
   const auto payload = file("payload.json", R"({"aps": {"alert": "Bed soon", "category": "NIGHTLY"}})");
   const ProcessResult result = velmora({"notify", "--payload", payload.string()});
