@@ -7,6 +7,8 @@
 #include "host/Files.h"
 #include "host/ImageFiles.h"
 #include "host/JsonForms.h"
+#include "host/NotificationRenderer.h"
+#include "platform/Image.h"
 
 namespace velmora::host {
 
@@ -35,7 +37,6 @@ std::string categoryFromPayload(const std::filesystem::path& file) {
 void NotifyCommand::run(const Environment& env, std::ostream& out) const {
   if (category && payload) throw UsageError("give either a CATEGORY or --payload FILE, not both");
   if (!category && !payload) throw UsageError("give the notification's CATEGORY (e.g. BEDTIME) or --payload FILE");
-  if (png) throw CommandError("--png: rendering the expanded notification is not available yet");
 
   const std::string identifier = category ? *category : categoryFromPayload(*payload);
 
@@ -52,6 +53,12 @@ void NotifyCommand::run(const Environment& env, std::ostream& out) const {
 
   Json slots = Json::object();
   for (const DisplaySlot& slot : controller.slots()) slots[slot.name] = forms.toJson(slot);
+  if (png) {
+    const ImageRef card = renderNotification(env, InterfaceDescription::load(env), controller.slots());
+    std::string error;
+    if (!card || !card->writePng(*png, &error))
+      throw CommandError("--png: cannot write " + png->string() + (error.empty() ? "" : ": " + error));
+  }
   out << writeJson(Json{{"category", identifier}, {"slots", std::move(slots)}});
 }
 

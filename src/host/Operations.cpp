@@ -18,8 +18,27 @@ std::optional<Value> dictionary(std::optional<MetricDictionary> record) {
   return Value(std::move(*record));
 }
 
-// Rows are added as the metric and presentation operations are built.
+std::optional<Value> image(ImageRef picture) {
+  if (!picture) return std::nullopt;
+  return Value(std::move(picture));
+}
+
+// Operations that only publish into the store answer with nothing.
+template <void (SleepMetricsUI::*publish)()>
+std::optional<Value> published(RequestSession& s) {
+  (s.sleepMetricsUI().*publish)();
+  return std::nullopt;
+}
+
 const std::vector<Operation> kOperations = {
+    {"requestLatestBedtime", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestLatestBedtime()); }},
+    {"requestLatestBedtimeForSwift", published<&SleepMetricsUI::requestLatestBedtimeForSwift>},
+    {"swiftBedtimeImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftBedtimeImage()); }},
+    {"requestSleepBankRings", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestSleepBankRings()); }},
+    {"requestSleepBankForSwift", published<&SleepMetricsUI::requestSleepBankForSwift>},
+    {"swiftSleepBankImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepBankImage()); }},
+    {"swiftSleepBankAccessoryImage",
+     [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepBankAccessoryImage()); }},
     {"GroupMetrics.requestSleepBank",
      [](RequestSession& s) { return dictionary(s.groupMetrics().requestSleepBank()); }},
     {"GroupMetrics.returnPreviousSleepBank",
