@@ -128,6 +128,9 @@ struct RequestArguments {
         ->required()
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     images.add(*command, "--images", "Write each image of the results as a PNG file into DIR", "DIR");
+    std::string footer = "Operations:";
+    for (const Operation& operation : operations()) footer += "\n  " + std::string(operation.name);
+    command->footer(footer + "\n\n" + kCommandFooter);
   }
 };
 

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "extension/InterfaceDescription.h"
 #include "extension/NotificationViewController.h"
 #include "host/Errors.h"
 #include "host/Files.h"
@@ -37,7 +38,6 @@ std::string categoryFromPayload(const std::filesystem::path& file) {
 void NotifyCommand::run(const Environment& env, std::ostream& out) const {
   if (category && payload) throw UsageError("give either a CATEGORY or --payload FILE, not both");
   if (!category && !payload) throw UsageError("give the notification's CATEGORY (e.g. BEDTIME) or --payload FILE");
-
   const std::string identifier = category ? *category : categoryFromPayload(*payload);
 
   std::unique_ptr<ImageDirectory> images;
@@ -51,14 +51,15 @@ void NotifyCommand::run(const Environment& env, std::ostream& out) const {
   controller.viewDidLoad();
   controller.didReceiveNotification(Notification{identifier});
 
+  // The picture is written before anything is printed, so that a failure leaves no half result.
+  if (png) {
+    const ImageRef picture = renderNotification(env, InterfaceDescription::load(env), controller.slots());
+    std::string error = "the notification could not be drawn";
+    if (!picture || !picture->writePng(*png, &error)) throw CommandError("--png: " + error);
+  }
+
   Json slots = Json::object();
   for (const DisplaySlot& slot : controller.slots()) slots[slot.name] = forms.toJson(slot);
-  if (png) {
-    const ImageRef card = renderNotification(env, InterfaceDescription::load(env), controller.slots());
-    std::string error;
-    if (!card || !card->writePng(*png, &error))
-      throw CommandError("--png: cannot write " + png->string() + (error.empty() ? "" : ": " + error));
-  }
   out << writeJson(Json{{"category", identifier}, {"slots", std::move(slots)}});
 }
 

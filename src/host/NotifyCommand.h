@@ -19,7 +19,7 @@ struct NotifyCommand {
   std::optional<std::filesystem::path> imagesDir;  // the slot's image as a PNG file
 
   // Throws UsageError (neither or both of category and payload) or
-  // CommandError (an unreadable payload, an image that cannot be written).
+  // CommandError (an unreadable payload, a picture that cannot be written).
   void run(const Environment& env, std::ostream& out) const;
 };
 

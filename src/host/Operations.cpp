@@ -23,19 +23,21 @@ std::optional<Value> image(ImageRef picture) {
   return Value(std::move(picture));
 }
 
-// Operations that only publish into the store answer with nothing.
-template <void (SleepMetricsUI::*publish)()>
-std::optional<Value> published(RequestSession& s) {
-  (s.sleepMetricsUI().*publish)();
-  return std::nullopt;
-}
-
+// Rows are added as the metric and presentation operations are built.
 const std::vector<Operation> kOperations = {
     {"requestLatestBedtime", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestLatestBedtime()); }},
-    {"requestLatestBedtimeForSwift", published<&SleepMetricsUI::requestLatestBedtimeForSwift>},
+    {"requestLatestBedtimeForSwift",
+     [](RequestSession& s) -> std::optional<Value> {
+       s.sleepMetricsUI().requestLatestBedtimeForSwift();
+       return std::nullopt;
+     }},
     {"swiftBedtimeImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftBedtimeImage()); }},
     {"requestSleepBankRings", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestSleepBankRings()); }},
-    {"requestSleepBankForSwift", published<&SleepMetricsUI::requestSleepBankForSwift>},
+    {"requestSleepBankForSwift",
+     [](RequestSession& s) -> std::optional<Value> {
+       s.sleepMetricsUI().requestSleepBankForSwift();
+       return std::nullopt;
+     }},
     {"swiftSleepBankImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepBankImage()); }},
     {"swiftSleepBankAccessoryImage",
      [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepBankAccessoryImage()); }},

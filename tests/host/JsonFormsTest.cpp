@@ -15,45 +15,53 @@ namespace {
 
 using velmora::testing::isoDate;
 
-// The text a value prints as, without the trailing newline.
-std::string printed(const Json& json) {
-  std::string text = writeJson(json);
-  text.pop_back();
-  return text;
-}
-
 std::string compact(const Json& json) { return json.dump(); }
 
-struct NumberCase {
+struct WriteCase {
   const char* name;
   Value value;
-  const char* text;
+  std::string text;
 };
 
-class NumberForms : public ::testing::TestWithParam<NumberCase> {};
+class WriteForms : public ::testing::TestWithParam<WriteCase> {};
 
-TEST_P(NumberForms, PrintShortestWithAPointOrExponent) {
-  const JsonForms forms;
-  EXPECT_EQ(printed(forms.toJson(GetParam().value)), GetParam().text);
+TEST_P(WriteForms, FollowTheTableOfForms) {
+  std::string text = writeJson(JsonForms("Europe/Berlin").toJson(GetParam().value));
+  text.pop_back();  // the document's newline
+  EXPECT_EQ(text, GetParam().text);
 }
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
+const MetricDictionary kInner{{"z", Value::integer(1)}, {"a", Value(Array{})}};
 
-INSTANTIATE_TEST_SUITE_P(Kinds, NumberForms,
-                         ::testing::Values(NumberCase{"floatFraction", Value::number(0.9975f), "0.9975"},
-                                           NumberCase{"floatWhole", Value::number(28800.0f), "28800.0"},
-                                           NumberCase{"floatTiny", Value::number(1e-7f), "1e-07"},
-                                           NumberCase{"floatThird", Value::number(1.0f / 3.0f), "0.33333334"},
-                                           NumberCase{"floatNaN", Value::number(kNaN), "\"NaN\""},
-                                           NumberCase{"floatInfinity", Value::number(kInfinity), "\"Infinity\""},
-                                           NumberCase{"floatMinusInfinity", Value::number(-kInfinity), "\"-Infinity\""},
-                                           NumberCase{"doubleTenth", Value::real(0.1), "0.1"},
-                                           NumberCase{"doubleThird", Value::real(1.0 / 3.0), "0.3333333333333333"},
-                                           NumberCase{"doubleWhole", Value::real(28800.0), "28800.0"},
-                                           NumberCase{"integer", Value::integer(-42), "-42"},
-                                           NumberCase{"boolean", Value::boolean(true), "true"}),
-                         [](const auto& param) { return std::string(param.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, WriteForms,
+    ::testing::Values(
+        WriteCase{"floatFraction", Value::number(0.9975f), "0.9975"},
+        WriteCase{"floatWhole", Value::number(28800.0f), "28800.0"},
+        WriteCase{"floatTiny", Value::number(1e-7f), "1e-07"}, WriteCase{"floatNaN", Value::number(kNaN), "\"NaN\""},
+        WriteCase{"floatInfinity", Value::number(-std::numeric_limits<float>::infinity()), "\"-Infinity\""},
+        WriteCase{"doubleTenth", Value::real(0.1), "0.1"}, WriteCase{"integer", Value::integer(-42), "-42"},
+        WriteCase{"boolean", Value::boolean(true), "true"},
+        WriteCase{"winterDate", Value(isoDate("2025-01-06T21:30:00Z")), R"({"date": "2025-01-06T22:30:00+01:00"})"},
+        WriteCase{"summerDateWithMilliseconds", Value(isoDate("2025-07-01T12:00:00.250Z")),
+                  R"({"date": "2025-07-01T14:00:00.250+02:00"})"},
+        WriteCase{
+            "colour", Value(Colour::hsba(0.5, 1.0, 1.0, 0.5)),
+            R"({"colour": {"hue": 0.5, "saturation": 1.0, "brightness": 1.0, "alpha": 0.5, "rgba": "#00FFFF80"}})"},
+        WriteCase{"drawnImage", Value(std::make_shared<const Image>(280.0, 280.0, 3, nullptr)),
+                  R"({"image": {"width": 280.0, "height": 280.0, "scale": 3}})"},
+        WriteCase{"namedPicture", Value(std::make_shared<const Image>(100.0, 50.0, 2, nullptr, "WidgetWait")),
+                  R"({"image": {"width": 100.0, "height": 50.0, "scale": 2, "name": "WidgetWait"}})"},
+        WriteCase{
+            "nestedInOrderOnOneLine",
+            Value(MetricDictionary{{"b", Value(Array{Value("x"), Value(kInner)})}, {"a", Value(MetricDictionary{})}}),
+            R"({"b": ["x", {"z": 1, "a": []}], "a": {}})"},
+        WriteCase{"widePastOneLine",
+                  Value(MetricDictionary{{"words", Value(std::string(80, 'w'))}, {"short", Value(kInner)}}),
+                  "{\n  \"words\": \"" + std::string(80, 'w') + "\",\n  \"short\": {\"z\": 1, \"a\": []}\n}"},
+        WriteCase{"notUtf8Replaced", Value(std::string("a\xff")), "\"a\xEF\xBF\xBD\""}),
+    [](const auto& param) { return std::string(param.param.name); });
 
 // Significant digits of a number's text, without leading or trailing zeros.
 std::size_t significantDigits(const std::string& text) {
@@ -75,54 +83,25 @@ TEST(NumberForms, EveryFloatReadsBackFromTheFewestDigits) {
     if (!std::isfinite(number)) continue;
     char shortest[32];
     *std::to_chars(shortest, shortest + sizeof shortest, number).ptr = '\0';
-    const std::string text = printed(floatJson(number));
+    std::string text = writeJson(floatJson(number));
+    text.pop_back();
     ASSERT_EQ(std::strtof(text.c_str(), nullptr), number) << text;
     ASSERT_EQ(significantDigits(text), significantDigits(shortest)) << text << " for " << shortest;
   }
 }
 
-TEST(DateForm, WrittenInTheRunsZoneWithMillisecondsOnlyWhenNotWhole) {
-  const JsonForms berlin("Europe/Berlin");
-  EXPECT_EQ(compact(berlin.toJson(Value(isoDate("2025-01-06T21:30:00Z")))), R"({"date":"2025-01-06T22:30:00+01:00"})");
-  EXPECT_EQ(compact(berlin.toJson(Value(isoDate("2025-07-01T12:00:00.250Z")))),
-            R"({"date":"2025-07-01T14:00:00.250+02:00"})");
-}
-
-TEST(ColourForm, CarriesTheComponentsAndTheirRgba) {
-  const JsonForms forms;
-  EXPECT_EQ(compact(forms.toJson(Value(Colour::hsba(0.5, 1.0, 1.0, 0.5)))),
-            R"({"colour":{"hue":0.5,"saturation":1.0,"brightness":1.0,"alpha":0.5,"rgba":"#00FFFF80"}})");
-  EXPECT_EQ(forms.toJson(Value(Colour::darkGrayColor()))["colour"]["rgba"], "#555555FF");
-}
-
-TEST(ImageForm, NamesAPictureAndItsFileOnlyWhenThereAreSome) {
+TEST(ImageForm, NamesTheFileWrittenAfterThePlaceOfTheImage) {
   const auto drawn = std::make_shared<const Image>(280.0, 280.0, 3, nullptr);
-  const auto named = std::make_shared<const Image>(100.0, 50.0, 2, nullptr, "WidgetWait");
   JsonForms forms;
-  EXPECT_EQ(compact(forms.toJson(Value(drawn))), R"({"image":{"width":280.0,"height":280.0,"scale":3}})");
-  EXPECT_EQ(compact(forms.toJson(Value(named))),
-            R"({"image":{"width":100.0,"height":50.0,"scale":2,"name":"WidgetWait"}})");
-
   std::vector<std::string> places;
   forms.writeImage = [&places](const Image&, std::string_view place) {
     places.emplace_back(place);
     return "/out/" + std::string(place) + ".png";
   };
-  const MetricDictionary record{{"rings", Value(Array{Value(drawn), Value(named)})}};
+  const MetricDictionary record{{"rings", Value(Array{Value(drawn), Value(drawn)})}};
   const Json json = forms.toJson(Value(record), "1-request");
   EXPECT_EQ(places, (std::vector<std::string>{"1-request-rings-0", "1-request-rings-1"}));
   EXPECT_EQ(json["rings"][1]["image"]["file"], "/out/1-request-rings-1.png");
-}
-
-TEST(NestedForms, KeepTheOrderKeysWereSetOnOneLineWhenTheyFit) {
-  const MetricDictionary inner{{"z", Value::integer(1)}, {"a", Value(Array{})}};
-  const MetricDictionary outer{{"b", Value(Array{Value("x"), Value(inner)})}, {"a", Value(MetricDictionary{})}};
-  EXPECT_EQ(writeJson(JsonForms().toJson(outer)), "{\"b\": [\"x\", {\"z\": 1, \"a\": []}], \"a\": {}}\n");
-
-  // Past 100 columns a container takes one member per line, its members again on one line if they fit.
-  const MetricDictionary wide{{"words", Value(std::string(80, 'w'))}, {"short", Value(inner)}};
-  EXPECT_EQ(writeJson(JsonForms().toJson(wide)),
-            "{\n  \"words\": \"" + std::string(80, 'w') + "\",\n  \"short\": {\"z\": 1, \"a\": []}\n}\n");
 }
 
 TEST(NestedForms, ADictionaryThatLooksLikeATaggedFormIsWrapped) {
@@ -166,16 +145,12 @@ INSTANTIATE_TEST_SUITE_P(
     Kinds, ReadForms,
     ::testing::Values(
         ReadCase{"integer", "7", Value::integer(7)}, ReadCase{"point", "7.0", Value::real(7.0)},
-        ReadCase{"exponent", "1e3", Value::real(1000.0)}, ReadCase{"notANumberStaysText", "\"NaN\"", Value("NaN")},
         ReadCase{"boolean", "false", Value::boolean(false)},
         ReadCase{"date", R"({"date": "2025-01-06T22:30:00.500+01:00"})", Value(isoDate("2025-01-06T21:30:00.500Z"))},
         ReadCase{"data", R"({"data": "AAEC/w=="})", Value(Data{{0, 1, 2, 255}})},
-        ReadCase{"emptyData", R"({"data": ""})", Value(Data{})},
         ReadCase{"array", R"([1, [2.5]])", Value(Array{Value::integer(1), Value(Array{Value::real(2.5)})})},
         ReadCase{"dictionary", R"({"b": {}, "a": "x"})",
-                 Value(MetricDictionary{{"b", Value(MetricDictionary{})}, {"a", Value("x")}})},
-        ReadCase{"wrappedDictionary", R"({"dictionary": {"data": 1}})",
-                 Value(MetricDictionary{{"data", Value::integer(1)}})}),
+                 Value(MetricDictionary{{"b", Value(MetricDictionary{})}, {"a", Value("x")}})}),
     [](const auto& param) { return std::string(param.param.name); });
 
 struct RefusedCase {
@@ -204,10 +179,6 @@ INSTANTIATE_TEST_SUITE_P(
                       RefusedCase{"hugeInteger", "18446744073709551615", "too large"},
                       RefusedCase{"tooDeep", std::string(600, '[') + std::string(600, ']'), "nested deeper than 512"}),
     [](const auto& param) { return std::string(param.param.name); });
-
-TEST(ReadForms, TextThatIsNotUtf8IsReplacedNotRefused) {
-  EXPECT_EQ(printed(JsonForms().toJson(Value(std::string("a\xff")))), "\"a\xEF\xBF\xBD\"");
-}
 
 }  // namespace
 }  // namespace velmora::host

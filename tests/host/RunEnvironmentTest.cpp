@@ -23,120 +23,86 @@ ProcessContext processWith(Variables variables, std::vector<std::string>* warnin
   return process;
 }
 
-struct PrefsCase {
+// What one part of the environment came out as.
+std::string prefsDir(const Environment& env) { return env.prefsDir.string(); }
+std::string timeZone(const Environment& env) { return env.timeZone; }
+std::string locale(const Environment& env) { return env.locale; }
+std::string languages(const Environment& env) {
+  std::string list;
+  for (const auto& language : env.languages) list += (list.empty() ? "" : ",") + language;
+  return list;
+}
+
+struct PrecedenceCase {
   const char* name;
-  std::optional<std::string> option;
+  void (*set)(GlobalOptions& options);
   Variables variables;
-  const char* dir;
+  std::string (*part)(const Environment& env);
+  const char* expected;
 };
 
-class PreferencesDirectory : public ::testing::TestWithParam<PrefsCase> {};
+class Precedence : public ::testing::TestWithParam<PrecedenceCase> {};
 
-TEST_P(PreferencesDirectory, FollowsTheChainOfOptionAndVariables) {
+TEST_P(Precedence, OptionFirstThenTheVariablesThenTheDefault) {
+  const PrecedenceCase& c = GetParam();
   GlobalOptions options;
-  options.prefs = GetParam().option;
-  EXPECT_EQ(makeEnvironment(options, processWith(GetParam().variables)).prefsDir, GetParam().dir);
+  if (c.set) c.set(options);
+  Variables variables = c.variables;
+  variables.emplace("HOME", "/home/ada");
+  EXPECT_EQ(c.part(makeEnvironment(options, processWith(variables))), c.expected);
 }
+
+constexpr auto kNoOption = nullptr;
 
 INSTANTIATE_TEST_SUITE_P(
-    Chain, PreferencesDirectory,
+    Environment, Precedence,
     ::testing::Values(
-        PrefsCase{"optionFirst", "/opt/p", {{"VELMORA_PREFS", "/v"}, {"HOME", "/home/ada"}}, "/opt/p"},
-        PrefsCase{"thenVelmoraPrefs", {}, {{"VELMORA_PREFS", "/v"}, {"XDG_CONFIG_HOME", "/x"}}, "/v"},
-        PrefsCase{"thenXdgConfigHome", {}, {{"XDG_CONFIG_HOME", "/x"}, {"HOME", "/home/ada"}}, "/x/velmora"},
-        PrefsCase{"relativeXdgIsIgnored",
-                  {},
-                  {{"XDG_CONFIG_HOME", "rel"}, {"HOME", "/home/ada"}},
-                  "/home/ada/.config/velmora"},
-        PrefsCase{
-            "emptyVariablesAreUnset", {}, {{"VELMORA_PREFS", ""}, {"HOME", "/home/ada"}}, "/home/ada/.config/velmora"}),
+        PrecedenceCase{
+            "prefsOption", [](GlobalOptions& o) { o.prefs = "/opt/p"; }, {{"VELMORA_PREFS", "/v"}}, prefsDir, "/opt/p"},
+        PrecedenceCase{"velmoraPrefs", kNoOption, {{"VELMORA_PREFS", "/v"}, {"XDG_CONFIG_HOME", "/x"}}, prefsDir, "/v"},
+        PrecedenceCase{"xdgConfigHome", kNoOption, {{"XDG_CONFIG_HOME", "/x"}}, prefsDir, "/x/velmora"},
+        PrecedenceCase{
+            "relativeXdgIgnored", kNoOption, {{"XDG_CONFIG_HOME", "x"}}, prefsDir, "/home/ada/.config/velmora"},
+        PrecedenceCase{"emptyIsUnset", kNoOption, {{"VELMORA_PREFS", ""}}, prefsDir, "/home/ada/.config/velmora"},
+        PrecedenceCase{"noLocale", kNoOption, {}, locale, "en_US"},
+        PrecedenceCase{"langWithCodeset", kNoOption, {{"LANG", "de_DE.UTF-8"}}, locale, "de_DE"},
+        PrecedenceCase{"lcTimeBeatsLang", kNoOption, {{"LANG", "de_DE"}, {"LC_TIME", "fr_FR.UTF-8"}}, locale, "fr_FR"},
+        PrecedenceCase{"lcAllBeatsAll", kNoOption, {{"LC_ALL", "ko_KR.UTF-8"}, {"LC_TIME", "fr_FR"}}, locale, "ko_KR"},
+        PrecedenceCase{"posixIsEnglish", kNoOption, {{"LC_ALL", "C.UTF-8"}, {"LANG", "de_DE"}}, locale, "en_US"},
+        PrecedenceCase{"modifierDropped", kNoOption, {{"LANG", "sr_RS.UTF-8@latin"}}, locale, "sr_RS"},
+        PrecedenceCase{"localeOption",
+                       [](GlobalOptions& o) { o.locale = "en_GB@hours=h23"; },
+                       {{"LC_ALL", "de_DE"}},
+                       locale,
+                       "en_GB@hours=h23"},
+        PrecedenceCase{"languagesOfTheLocale", kNoOption, {{"LANG", "de_DE.UTF-8"}}, languages, "de-DE"},
+        PrecedenceCase{
+            "languageVariable", kNoOption, {{"LANG", "de_DE"}, {"LANGUAGE", "ko_KR:en::de"}}, languages, "ko-KR,en,de"},
+        PrecedenceCase{"languagesOption",
+                       [](GlobalOptions& o) { o.languages = " ko , en_GB "; },
+                       {{"LANGUAGE", "de"}},
+                       languages,
+                       "ko,en-GB"},
+        PrecedenceCase{"zoneOption",
+                       [](GlobalOptions& o) { o.timeZone = "Asia/Seoul"; },
+                       {{"TZ", "Europe/Berlin"}},
+                       timeZone,
+                       "Asia/Seoul"},
+        PrecedenceCase{"tzName", kNoOption, {{"TZ", ":Europe/Berlin"}}, timeZone, "Europe/Berlin"},
+        PrecedenceCase{"tzAsZoneFile", kNoOption, {{"TZ", "/usr/share/zoneinfo/Asia/Tokyo"}}, timeZone, "Asia/Tokyo"},
+        PrecedenceCase{"emptyTzIsUtc", kNoOption, {{"TZ", ""}}, timeZone, "UTC"},
+        PrecedenceCase{"noTzIsTheSystemZone", kNoOption, {}, timeZone, "Europe/Paris"}),
     [](const auto& param) { return std::string(param.param.name); });
 
-TEST(PreferencesDirectory, NowhereToPutThemCannotBeDone) {
-  EXPECT_THROW(makeEnvironment({}, processWith({})), CommandError);
-}
-
-struct LocaleCase {
-  const char* name;
-  std::optional<std::string> option;
-  Variables variables;
-  const char* locale;
-  std::vector<std::string> languages;
-};
-
-class LocaleAndLanguages : public ::testing::TestWithParam<LocaleCase> {};
-
-TEST_P(LocaleAndLanguages, ComeFromTheOptionElseTheVariables) {
-  Variables variables = GetParam().variables;
-  variables["HOME"] = "/home/ada";
-  GlobalOptions options;
-  options.locale = GetParam().option;
-  const Environment env = makeEnvironment(options, processWith(variables));
-  EXPECT_EQ(env.locale, GetParam().locale);
-  EXPECT_EQ(env.languages, GetParam().languages);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Precedence, LocaleAndLanguages,
-    ::testing::Values(
-        LocaleCase{"nothingSet", {}, {}, "en_US", {"en-US"}},
-        LocaleCase{"langWithCodeset", {}, {{"LANG", "de_DE.UTF-8"}}, "de_DE", {"de-DE"}},
-        LocaleCase{"lcTimeBeatsLang", {}, {{"LANG", "de_DE.UTF-8"}, {"LC_TIME", "fr_FR.UTF-8"}}, "fr_FR", {"fr-FR"}},
-        LocaleCase{"lcAllBeatsAll", {}, {{"LC_ALL", "ko_KR.UTF-8"}, {"LC_TIME", "fr_FR"}}, "ko_KR", {"ko-KR"}},
-        LocaleCase{"posixIsEnglish", {}, {{"LC_ALL", "C.UTF-8"}, {"LANG", "de_DE"}}, "en_US", {"en-US"}},
-        LocaleCase{"modifierDropped", {}, {{"LANG", "sr_RS.UTF-8@latin"}}, "sr_RS", {"sr-RS"}},
-        LocaleCase{"optionBeatsVariables", "en_GB@hours=h23", {{"LC_ALL", "de_DE"}}, "en_GB@hours=h23", {"en-GB"}},
-        LocaleCase{"languageList",
-                   {},
-                   {{"LANG", "de_DE.UTF-8"}, {"LANGUAGE", "ko_KR:en::de"}},
-                   "de_DE",
-                   {"ko-KR", "en", "de"}}),
-    [](const auto& param) { return std::string(param.param.name); });
-
-TEST(LocaleAndLanguages, TheLanguagesOptionBeatsLanguage) {
-  GlobalOptions options;
-  options.languages = " ko , en_GB ";
-  const Environment env = makeEnvironment(options, processWith({{"HOME", "/h"}, {"LANGUAGE", "de"}}));
-  EXPECT_EQ(env.languages, (std::vector<std::string>{"ko", "en-GB"}));
-}
-
-struct ZoneCase {
-  const char* name;
-  std::optional<std::string> option;
-  Variables variables;
-  const char* zone;
-  bool warned;
-};
-
-class TimeZone : public ::testing::TestWithParam<ZoneCase> {};
-
-TEST_P(TimeZone, ComesFromTheOptionElseTzElseTheSystem) {
-  Variables variables = GetParam().variables;
-  variables["HOME"] = "/home/ada";
-  GlobalOptions options;
-  options.timeZone = GetParam().option;
+TEST(RunEnvironment, APosixTzRuleFallsBackOnTheSystemZoneWithAWarning) {
   std::vector<std::string> warnings;
-  EXPECT_EQ(makeEnvironment(options, processWith(variables, &warnings)).timeZone, GetParam().zone);
-  EXPECT_EQ(!warnings.empty(), GetParam().warned);
+  const ProcessContext process = processWith({{"HOME", "/h"}, {"TZ", "CET-1CEST,M3.5.0,M10.5.0/3"}}, &warnings);
+  EXPECT_EQ(makeEnvironment({}, process).timeZone, "Europe/Paris");
+  EXPECT_EQ(warnings.size(), 1u);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Precedence, TimeZone,
-    ::testing::Values(ZoneCase{"optionFirst", "Asia/Seoul", {{"TZ", "Europe/Berlin"}}, "Asia/Seoul", false},
-                      ZoneCase{"tzName", {}, {{"TZ", "Europe/Berlin"}}, "Europe/Berlin", false},
-                      ZoneCase{"tzWithColon", {}, {{"TZ", ":America/New_York"}}, "America/New_York", false},
-                      ZoneCase{"tzAsZoneFile", {}, {{"TZ", "/usr/share/zoneinfo/Asia/Tokyo"}}, "Asia/Tokyo", false},
-                      ZoneCase{"emptyTzIsUtc", {}, {{"TZ", ""}}, "UTC", false},
-                      ZoneCase{"posixRuleFallsBack", {}, {{"TZ", "CET-1CEST,M3.5.0,M10.5.0/3"}}, "Europe/Paris", true},
-                      ZoneCase{"noTz", {}, {}, "Europe/Paris", false}),
-    [](const auto& param) { return std::string(param.param.name); });
-
-TEST(RunEnvironment, NowIsTheOptionElseTheClock) {
-  const ProcessContext process = processWith({{"HOME", "/h"}});
-  EXPECT_EQ(makeEnvironment({}, process).now, isoDate("2025-03-01T12:00:00Z"));
-  GlobalOptions options;
-  options.now = "2025-01-06T22:30:00.250+01:00";
-  EXPECT_EQ(makeEnvironment(options, process).now, isoDate("2025-01-06T21:30:00.250Z"));
+TEST(RunEnvironment, NowhereToPutThePreferencesCannotBeDone) {
+  EXPECT_THROW(makeEnvironment({}, processWith({})), CommandError);
 }
 
 TEST(RunEnvironment, ResourcesAreTheSourceTreesWhenItExists) {
@@ -169,7 +135,6 @@ TEST_P(BadOptions, AreUsageErrorsNamingTheOption) {
 INSTANTIATE_TEST_SUITE_P(
     Options, BadOptions,
     ::testing::Values(BadOptionCase{"now", [](GlobalOptions& o) { o.now = "2025-01-06 22:30"; }, "--now"},
-                      BadOptionCase{"nowWithoutZone", [](GlobalOptions& o) { o.now = "2025-01-06T22:30:00"; }, "--now"},
                       BadOptionCase{"zone", [](GlobalOptions& o) { o.timeZone = "Mars/Olympus_Mons"; }, "--tz"},
                       BadOptionCase{"locale", [](GlobalOptions& o) { o.locale = "qq_ZZ"; }, "--locale"},
                       BadOptionCase{"languages", [](GlobalOptions& o) { o.languages = " , "; }, "--languages"},
