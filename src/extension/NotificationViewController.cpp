@@ -65,18 +65,26 @@ void NotificationViewController::hideAllViews() {
   outlet("ringTextContainer").hidden = true;
 }
 
+void NotificationViewController::showTextContainer() {
+  DisplaySlot& textContainer = outlet("ringTextContainer");
+  textContainer.hidden = false;
+  textContainer.cornerRadius = 12.0;
+}
+
+void NotificationViewController::roundIndicators() {
+  outlet("sleepIndicator").cornerRadius = 10.0;
+  outlet("bankIndicator").cornerRadius = 10.0;
+}
+
 void NotificationViewController::populateLatestBedtime() {
   SleepMetricsUI& metrics = sleepMetricsUI();
   const Bundle& bundle = env_.bundle();
 
-  DisplaySlot& textContainer = outlet("ringTextContainer");
-  textContainer.hidden = false;
-  textContainer.cornerRadius = 12.0;
+  showTextContainer();
   outlet("sleepHeadingLabel").text = uppercaseString(bundle.localizedStringForKey("Bed time"));
   outlet("starsLabel").text = "";
   outlet("bankHeadingLabel").text = uppercaseString(stringWithFormat("%@", {bundle.localizedStringForKey("Wake time")}));
-  outlet("sleepIndicator").cornerRadius = 10.0;
-  outlet("bankIndicator").cornerRadius = 10.0;
+  roundIndicators();
 
   const std::optional<MetricDictionary> d = metrics.requestLatestBedtime();
   if (d) {
@@ -107,14 +115,11 @@ void NotificationViewController::populateSleepBankRings() {
   SleepMetricsUI& metrics = sleepMetricsUI();
   const Bundle& bundle = env_.bundle();
 
-  DisplaySlot& textContainer = outlet("ringTextContainer");
-  textContainer.hidden = false;
-  textContainer.cornerRadius = 12.0;
+  showTextContainer();
   outlet("starsLabel").text = "";
   outlet("sleepHeadingLabel").text = uppercaseString(bundle.localizedStringForKey("Today"));
   outlet("bankHeadingLabel").text = uppercaseString(bundle.localizedStringForKey("Sleep Bank"));
-  outlet("sleepIndicator").cornerRadius = 10.0;
-  outlet("bankIndicator").cornerRadius = 10.0;
+  roundIndicators();
 
   const std::optional<MetricDictionary> d = metrics.requestSleepBankRings();
   // Without the sleep colour there is nothing to show, and no no-data face either.

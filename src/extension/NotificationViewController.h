@@ -38,6 +38,9 @@ class NotificationViewController {
 
  private:
   DisplaySlot& outlet(std::string_view name);
+  // The statistics card both layouts show, with its two rounded chips.
+  void showTextContainer();
+  void roundIndicators();
   SleepMetricsUI& sleepMetricsUI();
 
   const Environment& env_;

@@ -37,4 +37,15 @@ std::string ImageDirectory::write(const Image& image, std::string_view place) {
   return file.string();
 }
 
+JsonForms outputForms(std::string_view timeZone, const std::optional<std::filesystem::path>& imagesDir,
+                      std::unique_ptr<ImageDirectory>& images) {
+  JsonForms forms(timeZone);
+  if (imagesDir) {
+    images = std::make_unique<ImageDirectory>(*imagesDir);
+    ImageDirectory* dir = images.get();
+    forms.writeImage = [dir](const Image& image, std::string_view place) { return dir->write(image, place); };
+  }
+  return forms;
+}
+
 }  // namespace velmora::host

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
 
+#include "host/JsonForms.h"
 #include "platform/Image.h"
 
 namespace velmora::host {
@@ -25,5 +28,11 @@ class ImageDirectory {
   std::filesystem::path dir_;
   std::set<std::string, std::less<>> used_;
 };
+
+// The JSON forms of a command's output in the run's zone. With --images the
+// directory is opened into `images`, and each image of the output is written
+// there and named in its form.
+JsonForms outputForms(std::string_view timeZone, const std::optional<std::filesystem::path>& imagesDir,
+                      std::unique_ptr<ImageDirectory>& images);
 
 }  // namespace velmora::host

@@ -41,11 +41,7 @@ void NotifyCommand::run(const Environment& env, std::ostream& out) const {
   const std::string identifier = category ? *category : categoryFromPayload(*payload);
 
   std::unique_ptr<ImageDirectory> images;
-  JsonForms forms(env.timeZone);
-  if (imagesDir) {
-    images = std::make_unique<ImageDirectory>(*imagesDir);
-    forms.writeImage = [&images](const Image& image, std::string_view place) { return images->write(image, place); };
-  }
+  const JsonForms forms = outputForms(env.timeZone, imagesDir, images);
 
   NotificationViewController controller(env);
   controller.viewDidLoad();

@@ -90,11 +90,7 @@ void runRequest(const std::vector<std::string>& names, const std::optional<std::
   }
 
   std::unique_ptr<ImageDirectory> images;
-  JsonForms forms(env.timeZone);
-  if (imagesDir) {
-    images = std::make_unique<ImageDirectory>(*imagesDir);
-    forms.writeImage = [&images](const Image& image, std::string_view place) { return images->write(image, place); };
-  }
+  const JsonForms forms = outputForms(env.timeZone, imagesDir, images);
 
   RequestSession session(env);
   Json results = Json::array();

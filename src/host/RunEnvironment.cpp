@@ -59,7 +59,7 @@ std::optional<std::string> homeFromPasswordDatabase() {
 std::filesystem::path preferencesDirectory(const GlobalOptions& options, const ProcessContext& process) {
   if (options.prefs) return *options.prefs;
   if (auto dir = process.variable("VELMORA_PREFS")) return *dir;
-  // The base directory specification ignores a relative XDG_CONFIG_HOME.
+  // The XDG base-directory rules ignore a relative XDG_CONFIG_HOME.
   if (auto config = process.variable("XDG_CONFIG_HOME"); config && std::filesystem::path(*config).is_absolute())
     return std::filesystem::path(*config) / "velmora";
   if (auto home = process.variable("HOME")) return std::filesystem::path(*home) / ".config" / "velmora";

@@ -49,26 +49,23 @@ SurfacePtr rasterised(cairo_surface_t* surface, double width, double height, int
   return raster;
 }
 
-// Premultiplied native-endian ARGB words to straight RGBA bytes.
-std::vector<std::uint8_t> straightRgba(cairo_surface_t* surface) {
-  const int width = cairo_image_surface_get_width(surface);
-  const int height = cairo_image_surface_get_height(surface);
-  const int stride = cairo_image_surface_get_stride(surface);
-  const unsigned char* data = cairo_image_surface_get_data(surface);
-  std::uint32_t reciprocal[256];  // 255 / alpha in 16.16 fixed point
-  reciprocal[0] = 0;
-  for (std::uint32_t a = 1; a < 256; ++a) reciprocal[a] = (255u * 65536u + a / 2) / a;
-  std::vector<std::uint8_t> rgba(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4);
-  std::uint8_t* out = rgba.data();
-  for (int y = 0; y < height; ++y) {
-    const auto* row = reinterpret_cast<const std::uint32_t*>(data + y * stride);
-    for (int x = 0; x < width; ++x, out += 4) {
-      const std::uint32_t p = row[x];
+// Un-premultiplies ARGB rows into straight RGBA bytes, one row at a time,
+// so that encoding needs one row of extra memory rather than a second image.
+class StraightRgbaRows {
+ public:
+  explicit StraightRgbaRows(int width) : row_(static_cast<std::size_t>(width) * 4) {
+    reciprocal_[0] = 0;
+    for (std::uint32_t a = 1; a < 256; ++a) reciprocal_[a] = (255u * 65536u + a / 2) / a;  // 255 / a, 16.16
+  }
+
+  const std::vector<std::uint8_t>& convert(const std::uint32_t* argb) {
+    std::uint8_t* out = row_.data();
+    for (std::size_t x = 0; x < row_.size() / 4; ++x, out += 4) {
+      const std::uint32_t p = argb[x];
       const std::uint32_t a = p >> 24;
-      if (a == 0) continue;  // the vector starts out zero: clear stays clear
       std::uint32_t r = (p >> 16) & 0xff, g = (p >> 8) & 0xff, b = p & 0xff;
-      if (a != 255) {
-        const std::uint32_t k = reciprocal[a];
+      if (a != 255 && a != 0) {
+        const std::uint32_t k = reciprocal_[a];
         r = std::min(255u, (r * k + 32768) >> 16);
         g = std::min(255u, (g * k + 32768) >> 16);
         b = std::min(255u, (b * k + 32768) >> 16);
@@ -78,9 +75,13 @@ std::vector<std::uint8_t> straightRgba(cairo_surface_t* surface) {
       out[2] = static_cast<std::uint8_t>(b);
       out[3] = static_cast<std::uint8_t>(a);
     }
+    return row_;
   }
-  return rgba;
-}
+
+ private:
+  std::uint32_t reciprocal_[256];
+  std::vector<std::uint8_t> row_;
+};
 
 bool endsWithIgnoringCase(const std::string& text, std::string_view suffix) {
   if (text.size() < suffix.size()) return false;
@@ -148,7 +149,6 @@ bool Image::writePng(const std::filesystem::path& file, std::string* error) cons
   if (!surface_) return fail("the image has no pixels");
   SurfacePtr raster = rasterised(surface_, width_, height_, scale_);
   if (cairo_surface_status(raster.get()) != CAIRO_STATUS_SUCCESS) return fail("the image cannot be rasterised");
-  const std::vector<std::uint8_t> rgba = straightRgba(raster.get());
 
   std::unique_ptr<std::FILE, FileCloser> out(std::fopen(file.c_str(), "wb"));
   if (!out) return fail(std::strerror(errno));
@@ -165,8 +165,16 @@ bool Image::writePng(const std::filesystem::path& file, std::string* error) cons
   header.bit_depth = 8;
   header.color_type = SPNG_COLOR_TYPE_TRUECOLOR_ALPHA;
   spng_set_ihdr(png.get(), &header);
-  if (int rc = spng_encode_image(png.get(), rgba.data(), rgba.size(), SPNG_FMT_PNG, SPNG_ENCODE_FINALIZE))
+  if (int rc = spng_encode_image(png.get(), nullptr, 0, SPNG_FMT_PNG, SPNG_ENCODE_PROGRESSIVE | SPNG_ENCODE_FINALIZE))
     return fail(spng_strerror(rc));
+  StraightRgbaRows rows(static_cast<int>(header.width));
+  const unsigned char* data = cairo_image_surface_get_data(raster.get());
+  const int stride = cairo_image_surface_get_stride(raster.get());
+  for (std::uint32_t y = 0; y < header.height; ++y) {
+    const auto& row = rows.convert(reinterpret_cast<const std::uint32_t*>(data + static_cast<std::ptrdiff_t>(y) * stride));
+    const int rc = spng_encode_row(png.get(), row.data(), row.size());
+    if (rc != 0 && rc != SPNG_EOI) return fail(spng_strerror(rc));
+  }
   png.reset();
   if (std::fflush(out.get()) != 0 || std::ferror(out.get())) return fail(std::strerror(errno));
   std::FILE* closing = out.release();

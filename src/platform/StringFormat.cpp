@@ -63,23 +63,23 @@ std::string describe(const FormatArg& arg) {
 }
 
 std::string printfSpec(const Conversion& c, std::string_view length, char type) {
-  std::string spec = "%" + c.flags;
-  if (c.width) spec += std::to_string(*c.width);
-  if (c.precision) spec += "." + std::to_string(*c.precision);
-  spec += length;
-  spec += type;
-  return spec;
+  std::string directive = "%" + c.flags;
+  if (c.width) directive += std::to_string(*c.width);
+  if (c.precision) directive += "." + std::to_string(*c.precision);
+  directive += length;
+  directive += type;
+  return directive;
 }
 
 template <typename T>
-std::string printfOne(const std::string& spec, T value) {
-  // The spec is built here from a parsed conversion, never taken from input as is.
+std::string printfOne(const std::string& directive, T value) {
+  // The directive is built here from a parsed conversion, never taken from input as is.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-  const int n = std::snprintf(nullptr, 0, spec.c_str(), value);
+  const int n = std::snprintf(nullptr, 0, directive.c_str(), value);
   if (n <= 0) return {};
   std::string out(static_cast<std::size_t>(n) + 1, '\0');
-  std::snprintf(out.data(), out.size(), spec.c_str(), value);
+  std::snprintf(out.data(), out.size(), directive.c_str(), value);
 #pragma GCC diagnostic pop
   out.resize(static_cast<std::size_t>(n));
   return out;

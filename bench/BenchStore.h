@@ -1,0 +1,50 @@
+#pragma once
+
+// A realistic SharedStore for the benchmarks: a year of banked nights, the
+// configuration, and last night's watch record, in a private directory
+// removed afterwards. The clock stands at 15:00 on a Wednesday in Berlin.
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+
+#include "format/FormatTools.h"
+#include "platform/IsoDate.h"
+#include "platform/UserDefaults.h"
+
+namespace velmora {
+
+struct BenchStore {
+  BenchStore() {
+    dir = std::filesystem::temp_directory_path() / ("velmora-bench-" + std::to_string(::getpid()));
+    env.now = *parseIsoDate("2025-01-08T15:00:00+01:00");
+    env.timeZone = "Europe/Berlin";
+    env.prefsDir = dir;
+    env.resourcesDir = VELMORA_BENCH_RESOURCES;
+    env.warn = [](std::string_view) {};
+    FormatTools tools(env);
+    MetricDictionary bank;
+    for (int day = 0; day < 365; ++day)
+      bank.setValue(tools.YYMMDD(env.now.dateByAddingTimeInterval(-86400.0 * day)),
+                    Value::real(25000 + (day * 977) % 7000));
+    bank.setValue("requiredHours", Value::real(8));
+    bank.setValue("medianWake", Value::real(36000));
+    bank.setValue("averageEfficiency", Value::real(88));
+    auto store = UserDefaults::suite(env, Environment::kSharedSuite);
+    store->setObject(Value(bank), "bankDict");
+    store->setObject(Value(MetricDictionary{{"rawSynchTime", Value(env.now.dateByAddingTimeInterval(-28800))},
+                                            {"rawSleepTime", Value::real(26784)},
+                                            {"rawSleepBankTime", Value::real(25920)}}),
+                     "watchTrackDict");
+    store->setObject(Value(MetricDictionary{{"nightHour", Value::real(21)},
+                                            {"minimumHours", Value::real(6)},
+                                            {"maximumHours", Value::real(10)},
+                                            {"requiredHours", Value::real(8)}}),
+                     "velmoraConfig");
+  }
+  ~BenchStore() { std::filesystem::remove_all(dir); }
+  std::filesystem::path dir;
+  Environment env;
+};
+
+}  // namespace velmora

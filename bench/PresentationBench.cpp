@@ -1,0 +1,45 @@
+// The two notification requests end to end, as the controller makes them:
+// store read, sleep-bank computation (or the watch record), formatting,
+// colours and the image at 280 points, scale 3. Cold: a new presentation
+// object each time (the process's fonts and ICU data already loaded); warm:
+// one object reused, as a widget host would.
+#include <benchmark/benchmark.h>
+
+#include "BenchStore.h"
+#include "presentation/SleepMetricsUI.h"
+
+namespace velmora {
+namespace {
+
+template <auto request>
+void coldRequest(benchmark::State& state) {
+  BenchStore store;
+  for (auto _ : state) {
+    SleepMetricsUI ui(store.env);
+    benchmark::DoNotOptimize((ui.*request)());
+  }
+}
+
+template <auto request>
+void warmRequest(benchmark::State& state) {
+  BenchStore store;
+  SleepMetricsUI ui(store.env);
+  (ui.*request)();
+  for (auto _ : state) benchmark::DoNotOptimize((ui.*request)());
+}
+
+BENCHMARK(coldRequest<&SleepMetricsUI::requestLatestBedtime>)
+    ->Name("BM_RequestLatestBedtimeCold")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(warmRequest<&SleepMetricsUI::requestLatestBedtime>)
+    ->Name("BM_RequestLatestBedtimeWarm")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(coldRequest<&SleepMetricsUI::requestSleepBankRings>)
+    ->Name("BM_RequestSleepBankRingsCold")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(warmRequest<&SleepMetricsUI::requestSleepBankRings>)
+    ->Name("BM_RequestSleepBankRingsWarm")
+    ->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace velmora
