@@ -220,8 +220,8 @@ void CoverageBuffer::resize(int width, int height) {
     tilesAcross_ = tilesDown_ = 0;
   }
   tiles_.assign(static_cast<std::size_t>(tilesAcross_ * tilesDown_), 0);
-  words_ = (tilesAcross_ * 2 + 63) / 64;
-  usedCells_.assign(static_cast<std::size_t>(words_ * tilesDown_ * 2), 0);
+  words_ = (tilesAcross_ * kCellsPerTile + 63) / 64;
+  usedCells_.assign(static_cast<std::size_t>(words_ * tilesDown_ * kCellsPerTile), 0);
   fullCells_ = usedCells_;
   firstRow_ = endRow_ = 0;
 }
@@ -229,25 +229,41 @@ void CoverageBuffer::resize(int width, int height) {
 void CoverageBuffer::findUsed(PixelRect area) {
   area = area.intersection({0, 0, width(), height()});
   if (area.empty()) return;
-  const int cx0 = area.x / kCell, cx1 = (area.x + area.width + kCell - 1) / kCell;
+  // A tile's width of cells at a time, sixteen bytes to a row.
+  const int cx0 = area.x / kTile * kCellsPerTile, cx1 = (area.x + area.width + kTile - 1) / kTile * kCellsPerTile;
   const int cy0 = area.y / kCell, cy1 = (area.y + area.height + kCell - 1) / kCell;
   const std::uint8_t* base = data();
-  constexpr std::uint64_t kAll = ~std::uint64_t{0};
   int top = cy1, bottom = cy0;
   for (int cy = cy0; cy < cy1; ++cy) {
-    for (int cx = cx0; cx < cx1; ++cx) {
-      std::uint64_t any = 0, all = kAll;
+    for (int cx = cx0; cx < cx1; cx += kCellsPerTile) {
+      const std::uint8_t* at = base + cy * kCell * stride() + cx * kCell;
+      unsigned empty, whole;  // one bit per column of bytes: none set / every one 255
+#if VELMORA_X86
+      __m128i any = _mm_setzero_si128(), all = _mm_set1_epi8(static_cast<char>(0xff));
       for (int row = 0; row < kCell; ++row) {
-        std::uint64_t bytes;
-        std::memcpy(&bytes, base + (cy * kCell + row) * stride() + cx * kCell, sizeof bytes);
-        any |= bytes;
-        all &= bytes;
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at + row * stride()));
+        any = _mm_or_si128(any, v);
+        all = _mm_and_si128(all, v);
       }
-      if (!any) continue;
-      setCell(usedCells_, cx, cy);
-      if (all == kAll) setCell(fullCells_, cx, cy);
-      tiles_[tileIndex(cx / 2, cy / 2)] = 1;
-      top = std::min(top, cy), bottom = std::max(bottom, cy + 1);
+      empty = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(any, _mm_setzero_si128())));
+      whole = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(all, _mm_set1_epi8(static_cast<char>(0xff)))));
+#else
+      empty = whole = 0;
+      for (int column = 0; column < kTile; ++column) {
+        std::uint8_t any = 0, all = 0xff;
+        for (int row = 0; row < kCell; ++row) any |= at[row * stride() + column], all &= at[row * stride() + column];
+        empty |= (any == 0 ? 1u : 0u) << column;
+        whole |= (all == 0xff ? 1u : 0u) << column;
+      }
+#endif
+      for (int k = 0; k < kCellsPerTile; ++k) {
+        const unsigned bits = ((1u << kCell) - 1) << (kCell * k);
+        if ((empty & bits) == bits) continue;
+        setCell(usedCells_, cx + k, cy);
+        if ((whole & bits) == bits) setCell(fullCells_, cx + k, cy);
+        tiles_[tileIndex((cx + k) / kCellsPerTile, cy / kCellsPerTile)] = 1;
+        top = std::min(top, cy), bottom = std::max(bottom, cy + 1);
+      }
     }
   }
   if (top >= bottom) return;
@@ -259,7 +275,7 @@ void CoverageBuffer::cellRuns(Cells kind, int grow, std::vector<PixelRect>& runs
   runs.clear();
   if (firstRow_ >= endRow_) return;
   if (kind != Cells::kUsed) grow = 0;
-  const int rows = tilesDown_ * 2;
+  const int rows = tilesDown_ * kCellsPerTile;
   const auto words = static_cast<std::size_t>(words_);
   auto bitsOf = [&](const std::vector<std::uint64_t>& bits, int cellY) { return bits.data() + cellY * words_; };
   row_.resize(words);
@@ -283,7 +299,7 @@ void CoverageBuffer::cellRuns(Cells kind, int grow, std::vector<PixelRect>& runs
     }
     // Runs of set bits, as pixel rectangles.
     int x = 0;
-    const int across = tilesAcross_ * 2;
+    const int across = tilesAcross_ * kCellsPerTile;
     while (x < across) {
       const std::uint64_t word = row_[static_cast<std::size_t>(x / 64)] >> (x % 64);
       if (word == 0) {

@@ -28,6 +28,7 @@ class CoverageBuffer {
  public:
   static constexpr int kTile = 16;
   static constexpr int kCell = 8;
+  static constexpr int kCellsPerTile = kTile / kCell;
 
   // Makes a zeroed buffer of at least width × height pixels (whole tiles).
   void resize(int width, int height);
