@@ -56,6 +56,9 @@ struct Stretches {
 
 #if VELMORA_X86
 
+// Four rounds of interleaving leave column j of a block in vector bitReversed(j).
+constexpr int kBitReversed[16] = {0, 8, 4, 12, 2, 10, 6, 14, 1, 9, 5, 13, 3, 11, 7, 15};
+
 // Transposes a 16 × 16 block of bytes: target row j is source column j.
 void transpose16(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
                  std::ptrdiff_t targetStride) {
@@ -83,8 +86,6 @@ void transpose16(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::u
     a[i] = _mm_unpacklo_epi64(t[2 * i], t[2 * i + 1]);
     a[i + 8] = _mm_unpackhi_epi64(t[2 * i], t[2 * i + 1]);
   }
-  // Four rounds of interleaving leave column j in vector bitReversed(j).
-  static constexpr int kBitReversed[16] = {0, 8, 4, 12, 2, 10, 6, 14, 1, 9, 5, 13, 3, 11, 7, 15};
 #pragma GCC unroll 16
   for (int i = 0; i < 16; ++i)
     _mm_storeu_si128(reinterpret_cast<__m128i*>(target + kBitReversed[i] * targetStride), a[i]);
@@ -96,7 +97,7 @@ void boxPassSse2(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::u
   const __m128i zero = _mm_setzero_si128();
   const __m128i half = _mm_set1_epi16(static_cast<short>(box.half));
   const __m128i multiplier = _mm_set1_epi16(static_cast<short>(box.multiplier));
-  __m128i low = zero, high = zero;
+  __m128i low = half, high = half;  // the rounding rides along in the sums
   const std::uint8_t* entering = source;
   const std::uint8_t* leaving = source;
   auto enter = [&] {
@@ -112,13 +113,14 @@ void boxPassSse2(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::u
     leaving += sourceStride;
   };
   auto write = [&] {
-    const __m128i meanLow = _mm_mulhi_epu16(_mm_add_epi16(low, half), multiplier);
-    const __m128i meanHigh = _mm_mulhi_epu16(_mm_add_epi16(high, half), multiplier);
+    const __m128i meanLow = _mm_mulhi_epu16(low, multiplier);
+    const __m128i meanHigh = _mm_mulhi_epu16(high, multiplier);
     _mm_storeu_si128(reinterpret_cast<__m128i*>(target), _mm_packus_epi16(meanLow, meanHigh));
     target += targetStride;
   };
   for (int i = 0; i < steps.primed; ++i) enter();
   for (int i = 0; i < steps.entering; ++i) enter(), write();
+#pragma GCC unroll 2
   for (int i = 0; i < steps.both; ++i) enter(), write(), leave();
   for (int i = 0; i < steps.neither; ++i) write();
   for (int i = 0; i < steps.leaving; ++i) write(), leave();
@@ -131,7 +133,7 @@ void boxPassAvx2(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::u
   const Stretches steps = Stretches::of(length, box);
   const __m256i half = _mm256_set1_epi16(static_cast<short>(box.half));
   const __m256i multiplier = _mm256_set1_epi16(static_cast<short>(box.multiplier));
-  __m256i sum = _mm256_setzero_si256();
+  __m256i sum = half;  // the rounding rides along in the sum
   const std::uint8_t* entering = source;
   const std::uint8_t* leaving = source;
   auto enter = [&] {
@@ -143,20 +145,65 @@ void boxPassAvx2(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::u
     leaving += sourceStride;
   };
   auto write = [&] {
-    const __m256i mean = _mm256_mulhi_epu16(_mm256_add_epi16(sum, half), multiplier);
+    const __m256i mean = _mm256_mulhi_epu16(sum, multiplier);
     _mm_storeu_si128(reinterpret_cast<__m128i*>(target),
                      _mm_packus_epi16(_mm256_castsi256_si128(mean), _mm256_extracti128_si256(mean, 1)));
     target += targetStride;
   };
   for (int i = 0; i < steps.primed; ++i) enter();
   for (int i = 0; i < steps.entering; ++i) enter(), write();
+#pragma GCC unroll 2
   for (int i = 0; i < steps.both; ++i) enter(), write(), leave();
   for (int i = 0; i < steps.neither; ++i) write();
   for (int i = 0; i < steps.leaving; ++i) write(), leave();
 }
+// Two 16 × 16 blocks at once, one in each half of the wide vectors.
+void transpose16PairAvx2(const std::uint8_t* sourceA, const std::uint8_t* sourceB, std::ptrdiff_t sourceStride,
+                         std::uint8_t* targetA, std::uint8_t* targetB, std::ptrdiff_t targetStride) {
+  __m256i a[16], t[16];
+#pragma GCC unroll 16
+  for (int i = 0; i < 16; ++i)
+    a[i] = _mm256_inserti128_si256(
+        _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(sourceA + i * sourceStride))),
+        _mm_loadu_si128(reinterpret_cast<const __m128i*>(sourceB + i * sourceStride)), 1);
+#pragma GCC unroll 8
+  for (int i = 0; i < 8; ++i) {
+    t[i] = _mm256_unpacklo_epi8(a[2 * i], a[2 * i + 1]);
+    t[i + 8] = _mm256_unpackhi_epi8(a[2 * i], a[2 * i + 1]);
+  }
+#pragma GCC unroll 8
+  for (int i = 0; i < 8; ++i) {
+    a[i] = _mm256_unpacklo_epi16(t[2 * i], t[2 * i + 1]);
+    a[i + 8] = _mm256_unpackhi_epi16(t[2 * i], t[2 * i + 1]);
+  }
+#pragma GCC unroll 8
+  for (int i = 0; i < 8; ++i) {
+    t[i] = _mm256_unpacklo_epi32(a[2 * i], a[2 * i + 1]);
+    t[i + 8] = _mm256_unpackhi_epi32(a[2 * i], a[2 * i + 1]);
+  }
+#pragma GCC unroll 8
+  for (int i = 0; i < 8; ++i) {
+    a[i] = _mm256_unpacklo_epi64(t[2 * i], t[2 * i + 1]);
+    a[i + 8] = _mm256_unpackhi_epi64(t[2 * i], t[2 * i + 1]);
+  }
+#pragma GCC unroll 16
+  for (int i = 0; i < 16; ++i) {
+    const std::ptrdiff_t row = kBitReversed[i] * targetStride;
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(targetA + row), _mm256_castsi256_si128(a[i]));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(targetB + row), _mm256_extracti128_si256(a[i], 1));
+  }
+}
 #pragma GCC pop_options
 
-ShadowBlur::BoxPass bestBoxPass() { return __builtin_cpu_supports("avx2") ? boxPassAvx2 : boxPassSse2; }
+void transpose16PairSse2(const std::uint8_t* sourceA, const std::uint8_t* sourceB, std::ptrdiff_t sourceStride,
+                         std::uint8_t* targetA, std::uint8_t* targetB, std::ptrdiff_t targetStride) {
+  transpose16(sourceA, sourceStride, targetA, targetStride);
+  transpose16(sourceB, sourceStride, targetB, targetStride);
+}
+
+bool hasAvx2() { return __builtin_cpu_supports("avx2"); }
+ShadowBlur::BoxPass bestBoxPass() { return hasAvx2() ? boxPassAvx2 : boxPassSse2; }
+ShadowBlur::TransposePair bestTransposePair() { return hasAvx2() ? transpose16PairAvx2 : transpose16PairSse2; }
 
 #else  // portable fallback
 
@@ -169,7 +216,8 @@ void transpose16(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::u
 void boxPassScalar(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
                    std::ptrdiff_t targetStride, int length, const ShadowBlur::Box& box) {
   const Stretches steps = Stretches::of(length, box);
-  std::uint16_t sum[16] = {};
+  std::uint16_t sum[16];
+  std::fill_n(sum, 16, box.half);  // the rounding rides along in the sums
   const std::uint8_t* entering = source;
   const std::uint8_t* leaving = source;
   auto enter = [&] {
@@ -182,17 +230,25 @@ void boxPassScalar(const std::uint8_t* source, std::ptrdiff_t sourceStride, std:
   };
   auto write = [&] {
     for (int lane = 0; lane < 16; ++lane)
-      target[lane] = static_cast<std::uint8_t>(std::min(255u, ((sum[lane] + box.half) * box.multiplier) >> 16));
+      target[lane] = static_cast<std::uint8_t>(std::min(255u, (sum[lane] * box.multiplier) >> 16));
     target += targetStride;
   };
   for (int i = 0; i < steps.primed; ++i) enter();
   for (int i = 0; i < steps.entering; ++i) enter(), write();
+#pragma GCC unroll 2
   for (int i = 0; i < steps.both; ++i) enter(), write(), leave();
   for (int i = 0; i < steps.neither; ++i) write();
   for (int i = 0; i < steps.leaving; ++i) write(), leave();
 }
 
+void transpose16Pair(const std::uint8_t* sourceA, const std::uint8_t* sourceB, std::ptrdiff_t sourceStride,
+                     std::uint8_t* targetA, std::uint8_t* targetB, std::ptrdiff_t targetStride) {
+  transpose16(sourceA, sourceStride, targetA, targetStride);
+  transpose16(sourceB, sourceStride, targetB, targetStride);
+}
+
 ShadowBlur::BoxPass bestBoxPass() { return boxPassScalar; }
+ShadowBlur::TransposePair bestTransposePair() { return transpose16Pair; }
 
 #endif
 
@@ -319,6 +375,17 @@ void CoverageBuffer::cellRuns(Cells kind, int grow, std::vector<PixelRect>& runs
   }
 }
 
+void CoverageBuffer::forget() {
+  std::fill(tiles_.begin(), tiles_.end(), 0);
+  if (firstRow_ < endRow_) {
+    const auto from = static_cast<std::ptrdiff_t>(firstRow_ * words_),
+               to = static_cast<std::ptrdiff_t>(endRow_ * words_);
+    std::fill(usedCells_.begin() + from, usedCells_.begin() + to, 0);
+    std::fill(fullCells_.begin() + from, fullCells_.begin() + to, 0);
+    firstRow_ = endRow_ = 0;
+  }
+}
+
 void CoverageBuffer::clear() {
   std::uint8_t* base = data();
   for (int ty = 0; ty < tilesDown_; ++ty) {
@@ -366,7 +433,7 @@ ShadowBlur::Box ShadowBlur::Box::ofWidth(int width, int before) {
   return box;
 }
 
-ShadowBlur::ShadowBlur() : pass_(bestBoxPass()) {}
+ShadowBlur::ShadowBlur() : pass_(bestBoxPass()), transposePair_(bestTransposePair()) {}
 
 void ShadowBlur::blur(const CoverageBuffer& source, CoverageBuffer& target, double sigma) {
   const int d = boxWidth(sigma);
@@ -417,20 +484,24 @@ void ShadowBlur::threePasses(const std::uint8_t* source, std::ptrdiff_t sourceSt
 // sixteen rows lie side by side, blurred as lanes, and transposed back.
 void ShadowBlur::blurAcross(const CoverageBuffer& source, int tileReach, const Box (&boxes)[3]) {
   const std::ptrdiff_t stride = source.stride();
+  std::uint8_t* line = lineIn_.data();
   for (int ty = 0; ty < source.tilesDown(); ++ty) {
     const std::uint8_t* rows = source.data() + ty * kTile * stride;
     std::uint8_t* out = across_.data() + ty * kTile * stride;
+    auto run = [&](int first, int end) {
+      auto block = [&](int tx) { return line + (tx - first) * kTile * kTile; };
+      int tx = first;
+      for (; tx + 1 < end; tx += 2)
+        transposePair_(rows + tx * kTile, rows + (tx + 1) * kTile, stride, block(tx), block(tx + 1), kTile);
+      if (tx < end) transpose16(rows + tx * kTile, stride, block(tx), kTile);
+      threePasses(line, kTile, line, kTile, (end - first) * kTile, boxes);
+      for (tx = first; tx + 1 < end; tx += 2)
+        transposePair_(block(tx), block(tx + 1), kTile, out + tx * kTile, out + (tx + 1) * kTile, stride);
+      if (tx < end) transpose16(block(tx), kTile, out + tx * kTile, stride);
+      for (tx = first; tx < end; ++tx) across_.markUsed(tx, ty);
+    };
     forEachReachedRun(
-        source.tilesAcross(), tileReach, [&](int tx) { return source.used(tx, ty); },
-        [&](int first, int end) {
-          for (int tx = first; tx < end; ++tx)
-            transpose16(rows + tx * kTile, stride, lineIn_.data() + (tx - first) * kTile * kTile, kTile);
-          threePasses(lineIn_.data(), kTile, lineIn_.data(), kTile, (end - first) * kTile, boxes);
-          for (int tx = first; tx < end; ++tx) {
-            transpose16(lineIn_.data() + (tx - first) * kTile * kTile, kTile, out + tx * kTile, stride);
-            across_.markUsed(tx, ty);
-          }
-        });
+        source.tilesAcross(), tileReach, [&](int tx) { return source.used(tx, ty); }, run);
   }
 }
 
