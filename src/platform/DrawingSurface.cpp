@@ -125,6 +125,13 @@ bool hasCorners(const cairo_path_t* path) {
   return false;
 }
 
+// The pixels of a cairo image surface, seen by pixman (flushed by the caller).
+pixman_image_t* pixmanImageOf(cairo_surface_t* surface, pixman_format_code_t format) {
+  return pixman_image_create_bits(
+      format, cairo_image_surface_get_width(surface), cairo_image_surface_get_height(surface),
+      reinterpret_cast<std::uint32_t*>(cairo_image_surface_get_data(surface)), cairo_image_surface_get_stride(surface));
+}
+
 // A set of device pixels, as pixman keeps them: rectangles in bands.
 class PixelRegion {
  public:
@@ -426,14 +433,8 @@ void DrawingSurface::paintPath(bool stroke) {
   PixelRegion partly(s->runs(), -m, -m, false);
   compositeThrough(partly.get(), s->coverageSurface(), -m, -m, colour, 1.0);
   coverage.cellRuns(CoverageBuffer::Cells::kFull, 0, s->runs());
-  if (!s->runs().empty()) {
-    cairo_save(cr_);
-    cairo_identity_matrix(cr_);
-    for (const PixelRect& r : s->runs()) cairo_rectangle(cr_, r.x - m, r.y - m, r.width, r.height);
-    setSource(cr_, colour);
-    cairo_fill(cr_);
-    cairo_restore(cr_);
-  }
+  PixelRegion whole(s->runs(), -m, -m, false);
+  fillRegion(whole.get(), colour);
   coverage.clear();
 }
 
@@ -450,13 +451,9 @@ void DrawingSurface::compositeThrough(pixman_region32_t* region, cairo_surface_t
   if (maskX == std::floor(maskX) && maskY == std::floor(maskY)) {
     cairo_surface_flush(bitmap_);
     const int side = cairo_image_surface_get_width(bitmap_);
-    pixman_image_t* target = pixman_image_create_bits(
-        PIXMAN_a8r8g8b8, side, side, reinterpret_cast<std::uint32_t*>(cairo_image_surface_get_data(bitmap_)),
-        cairo_image_surface_get_stride(bitmap_));
+    pixman_image_t* target = pixmanImageOf(bitmap_, PIXMAN_a8r8g8b8);
     pixman_image_set_clip_region32(target, region);
-    pixman_image_t* coverage = pixman_image_create_bits(
-        PIXMAN_a8, cairo_image_surface_get_width(mask), cairo_image_surface_get_height(mask),
-        reinterpret_cast<std::uint32_t*>(cairo_image_surface_get_data(mask)), cairo_image_surface_get_stride(mask));
+    pixman_image_t* coverage = pixmanImageOf(mask, PIXMAN_a8);
     auto channel = [alpha](double v) { return static_cast<std::uint16_t>(std::lround(v * alpha * 65535.0)); };
     const pixman_color_t premultiplied{channel(c.red), channel(c.green), channel(c.blue), channel(1.0)};
     pixman_image_t* source = pixman_image_create_solid_fill(&premultiplied);
@@ -484,6 +481,23 @@ void DrawingSurface::compositeThrough(pixman_region32_t* region, cairo_surface_t
   cairo_set_source_rgba(cr_, c.red, c.green, c.blue, alpha);
   cairo_mask_surface(cr_, mask, maskX, maskY);
   cairo_restore(cr_);
+}
+
+// Paints `colour` over every pixel of `region` (device pixels).
+void DrawingSurface::fillRegion(pixman_region32_t* region, const Colour& colour) {
+  const int side = cairo_image_surface_get_width(bitmap_);
+  pixman_region32_intersect_rect(region, region, 0, 0, static_cast<unsigned>(side), static_cast<unsigned>(side));
+  int count = 0;
+  const pixman_box32_t* boxes = pixman_region32_rectangles(region, &count);
+  if (count == 0) return;
+  const RGBA c = colour.rgba();
+  auto channel = [&c](double v) { return static_cast<std::uint16_t>(std::lround(v * c.alpha * 65535.0)); };
+  const pixman_color_t premultiplied{channel(c.red), channel(c.green), channel(c.blue), channel(1.0)};
+  cairo_surface_flush(bitmap_);
+  pixman_image_t* target = pixmanImageOf(bitmap_, PIXMAN_a8r8g8b8);
+  pixman_image_fill_boxes(c.alpha >= 1.0 ? PIXMAN_OP_SRC : PIXMAN_OP_OVER, target, &premultiplied, count, boxes);
+  pixman_image_unref(target);
+  cairo_surface_mark_dirty(bitmap_);
 }
 
 // Blurs the scratch's coverage and composites it as the shadow. Where the

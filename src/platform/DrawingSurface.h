@@ -130,6 +130,7 @@ class DrawingSurface {
   void castShadow(ShadowScratch& scratch, const Shadow& shadow, double opacity, bool hiddenUnderFull);
   void compositeThrough(pixman_region32_t* region, cairo_surface_t* mask, double maskX, double maskY,
                         const Colour& colour, double opacity);
+  void fillRegion(pixman_region32_t* region, const Colour& colour);
   template <typename Draw>
   void paintWithShadow(Rect bounds, Draw draw);
 
