@@ -160,13 +160,13 @@ class PixelRegion {
 
 // ---------------------------------------------------------------------------
 // Shadows are cast through 8-bit coverage buffers over a frame of pixels: the
-// bitmap plus a margin wide enough for the shadow's blur and offset. The
-// buffers belong to the run and are all zero between operations, so a new
-// surface neither allocates nor clears them. An
+// bitmap plus a margin wide enough for the shadow's blur and offset. An
 // operation paints its coverage into the frame, the coverage is blurred into
 // the shadow buffer, the shadow is composited at its offset, and the operation
-// itself follows on top. A stroke or fill is then tinted through the same
-// coverage rather than rasterised twice.
+// itself follows on top; a stroke or fill is tinted through the same coverage
+// rather than rasterised twice. The buffers belong to the run and are left
+// zero after every operation, so a new surface neither allocates nor clears
+// them.
 
 class ShadowScratch {
  public:
@@ -504,10 +504,10 @@ void DrawingSurface::fillRegion(pixman_region32_t* region, const Colour& colour)
 // operation will cover its own shadow with whole opaque paint
 // (`hiddenUnderFull`), the shadow is not composited at all.
 void DrawingSurface::castShadow(ShadowScratch& s, const Shadow& shadow, double opacity, bool hiddenUnderFull) {
-  s.blur().blur(s.coverage(), s.shadow(), shadow.blur * scale_ / 2.0);
+  const double sigma = shadow.blur * scale_ / 2.0;  // the platform's blur radius, in pixels, is 2σ
+  s.blur().blur(s.coverage(), s.shadow(), sigma);
   const double dx = shadow.offset.width * scale_, dy = shadow.offset.height * scale_;
   const int m = s.margin();
-  const double sigma = shadow.blur * scale_ / 2.0;
   const int grow = (ShadowBlur::reach(sigma) + CoverageBuffer::kCell - 1) / CoverageBuffer::kCell;
   s.coverage().cellRuns(CoverageBuffer::Cells::kUsed, grow, s.runs());
   const bool whole = dx == std::floor(dx) && dy == std::floor(dy);
