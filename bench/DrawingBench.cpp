@@ -32,9 +32,10 @@ void drawCentred(DrawingSurface& surface, const char* text, Point at, const Text
   surface.drawAtPoint(text, {at.x - size.width / 2, at.y - size.height / 2}, attributes);
 }
 
-// Four concentric rings in the manner of the sleep rings: four shadowed
-// tracks, four shadowed bodies and four tips with offset shadows (twelve
-// shadowed round-capped strokes), with or without the glyphs and the number.
+// Four concentric rings in the manner of the sleep rings: four tracks and four
+// bodies under the default shadow, and four tips with offset black shadows
+// (twelve shadowed round-capped strokes), with or without the glyphs and the
+// number.
 void drawRings(DrawingSurface& s, bool shadows, bool texts) {
   const double half = kSide / 2;
   const double radii[4] = {half - 19, half - 41, half - 63, half - 85};
@@ -43,11 +44,8 @@ void drawRings(DrawingSurface& s, bool shadows, bool texts) {
   const Colour colours[4] = {Colour::hsba(0.33, 0.8, 0.9), Colour::hsba(0.15, 0.8, 0.9), Colour::hsba(0.55, 0.8, 0.9),
                              Colour::hsba(0.95, 0.8, 0.9)};
   const double start = (0.01 - 0.25) * 2 * M_PI;
-  auto shadow = [&](Size offset, double blur) {
-    if (shadows) s.setShadowWithColor(offset, blur, Colour::blackColor());
-  };
   for (double r : radii) {
-    shadow({0, 0}, 2);
+    if (shadows) s.setShadow({0, 0}, 2);
     s.setLineCap(LineCap::kRound);
     s.setLineWidth(20);
     s.setStrokeColor(Colour::hsba(193.0 / 360, 0.92, 0.15));
@@ -56,17 +54,17 @@ void drawRings(DrawingSurface& s, bool shadows, bool texts) {
   }
   for (int i = 3; i >= 0; --i) {
     const double end = (values[i] - 0.25) * 2 * M_PI;
-    shadow({0, 0}, 2);
+    if (shadows) s.setShadow({0, 0}, 2);
     s.setStrokeColor(colours[i]);
     s.addArc(half, half, radii[i], start, end, 0);
     s.strokePath();
-    shadow({2, 2}, 5);
+    if (shadows) s.setShadowWithColor({2, 2}, 5, Colour::blackColor());
     s.addArc(half, half, radii[i], (values[i] - tips[i] - 0.25) * 2 * M_PI, end, 0);
     s.strokePath();
   }
   if (!texts) return;
   s.saveGState();
-  shadow({0, 0}, 2);
+  if (shadows) s.setShadow({0, 0}, 2);
   const char* glyphs[4] = {"☾", "★", "Z", "♥"};
   for (int i = 0; i < 4; ++i)
     drawCentred(s, glyphs[i], onDial(radii[i], (values[i] - 0.25) * 2 * M_PI),

@@ -125,27 +125,48 @@ bool hasCorners(const cairo_path_t* path) {
   return false;
 }
 
-// Rectangles of frame pixels, moved by (dx, dy), as a region; `widen` adds a
-// pixel right and below for a shadow placed between pixels.
-cairo_region_t* regionOf(const std::vector<PixelRect>& rects, int dx, int dy, bool widen) {
-  std::vector<cairo_rectangle_int_t> moved;
-  moved.reserve(rects.size());
-  const int extra = widen ? 1 : 0;
-  for (const PixelRect& r : rects) moved.push_back({r.x + dx, r.y + dy, r.width + extra, r.height + extra});
-  return cairo_region_create_rectangles(moved.data(), static_cast<int>(moved.size()));
+// The pixels of a cairo image surface, seen by pixman (flushed by the caller).
+pixman_image_t* pixmanImageOf(cairo_surface_t* surface, pixman_format_code_t format) {
+  return pixman_image_create_bits(
+      format, cairo_image_surface_get_width(surface), cairo_image_surface_get_height(surface),
+      reinterpret_cast<std::uint32_t*>(cairo_image_surface_get_data(surface)), cairo_image_surface_get_stride(surface));
 }
+
+// A set of device pixels, as pixman keeps them: rectangles in bands.
+class PixelRegion {
+ public:
+  // Rectangles of frame pixels, moved by (dx, dy); `widen` adds a pixel
+  // right and below, for a shadow placed between pixels.
+  PixelRegion(const std::vector<PixelRect>& rects, int dx, int dy, bool widen) {
+    std::vector<pixman_box32_t> boxes;
+    boxes.reserve(rects.size());
+    const int extra = widen ? 1 : 0;
+    for (const PixelRect& r : rects)
+      boxes.push_back({r.x + dx, r.y + dy, r.x + dx + r.width + extra, r.y + dy + r.height + extra});
+    pixman_region32_init_rects(&region_, boxes.data(), static_cast<int>(boxes.size()));
+  }
+  ~PixelRegion() { pixman_region32_fini(&region_); }
+  PixelRegion(const PixelRegion&) = delete;
+  PixelRegion& operator=(const PixelRegion&) = delete;
+
+  void subtract(const PixelRegion& other) { pixman_region32_subtract(&region_, &region_, &other.region_); }
+  pixman_region32_t* get() { return &region_; }
+
+ private:
+  pixman_region32_t region_;
+};
 
 }  // namespace
 
 // ---------------------------------------------------------------------------
 // Shadows are cast through 8-bit coverage buffers over a frame of pixels: the
-// bitmap plus a margin wide enough for the shadow's blur and offset. The
-// buffers belong to the run and are all zero between operations, so a new
-// surface neither allocates nor clears them. An
+// bitmap plus a margin wide enough for the shadow's blur and offset. An
 // operation paints its coverage into the frame, the coverage is blurred into
 // the shadow buffer, the shadow is composited at its offset, and the operation
-// itself follows on top. A stroke or fill is then tinted through the same
-// coverage rather than rasterised twice.
+// itself follows on top; a stroke or fill is tinted through the same coverage
+// rather than rasterised twice. The buffers belong to the run and are left
+// zero after every operation, so a new surface neither allocates nor clears
+// them.
 
 class ShadowScratch {
  public:
@@ -409,51 +430,40 @@ void DrawingSurface::paintPath(bool stroke) {
   // The colour through the coverage; where the coverage is whole, a plain fill.
   const int m = s->margin();
   coverage.cellRuns(CoverageBuffer::Cells::kPartlyCovered, 0, s->runs());
-  cairo_region_t* partly = regionOf(s->runs(), -m, -m, false);
-  compositeThrough(partly, s->coverageSurface(), -m, -m, colour, 1.0);
-  cairo_region_destroy(partly);
+  PixelRegion partly(s->runs(), -m, -m, false);
+  compositeThrough(partly.get(), s->coverageSurface(), -m, -m, colour, 1.0);
   coverage.cellRuns(CoverageBuffer::Cells::kFull, 0, s->runs());
-  if (!s->runs().empty()) {
-    cairo_save(cr_);
-    cairo_identity_matrix(cr_);
-    for (const PixelRect& r : s->runs()) cairo_rectangle(cr_, r.x - m, r.y - m, r.width, r.height);
-    setSource(cr_, colour);
-    cairo_fill(cr_);
-    cairo_restore(cr_);
-  }
+  PixelRegion whole(s->runs(), -m, -m, false);
+  fillRegion(whole.get(), colour);
   coverage.clear();
 }
 
 // Composites `colour` through `mask`, placed with its origin at device pixel
 // (maskX, maskY), within `region` (device pixels). Whole-pixel placements go
-// straight to pixman, one rectangle at a time; others through a cairo clip.
-void DrawingSurface::compositeThrough(const cairo_region_t* region, cairo_surface_t* mask, double maskX, double maskY,
+// straight to pixman, clipped to the region in one call; others through a
+// cairo clip.
+void DrawingSurface::compositeThrough(pixman_region32_t* region, cairo_surface_t* mask, double maskX, double maskY,
                                       const Colour& colour, double opacity) {
-  const int count = cairo_region_num_rectangles(region);
-  if (count == 0) return;
+  const pixman_box32_t* extents = pixman_region32_extents(region);
+  if (!pixman_region32_not_empty(region)) return;
   const RGBA c = colour.rgba();
   const double alpha = c.alpha * opacity;
   if (maskX == std::floor(maskX) && maskY == std::floor(maskY)) {
     cairo_surface_flush(bitmap_);
     const int side = cairo_image_surface_get_width(bitmap_);
-    pixman_image_t* target = pixman_image_create_bits(
-        PIXMAN_a8r8g8b8, side, side, reinterpret_cast<std::uint32_t*>(cairo_image_surface_get_data(bitmap_)),
-        cairo_image_surface_get_stride(bitmap_));
-    pixman_image_t* coverage = pixman_image_create_bits(
-        PIXMAN_a8, cairo_image_surface_get_width(mask), cairo_image_surface_get_height(mask),
-        reinterpret_cast<std::uint32_t*>(cairo_image_surface_get_data(mask)), cairo_image_surface_get_stride(mask));
+    pixman_image_t* target = pixmanImageOf(bitmap_, PIXMAN_a8r8g8b8);
+    pixman_image_set_clip_region32(target, region);
+    pixman_image_t* coverage = pixmanImageOf(mask, PIXMAN_a8);
     auto channel = [alpha](double v) { return static_cast<std::uint16_t>(std::lround(v * alpha * 65535.0)); };
     const pixman_color_t premultiplied{channel(c.red), channel(c.green), channel(c.blue), channel(1.0)};
     pixman_image_t* source = pixman_image_create_solid_fill(&premultiplied);
     const int mx = static_cast<int>(maskX), my = static_cast<int>(maskY);
-    for (int i = 0; i < count; ++i) {
-      cairo_rectangle_int_t r;
-      cairo_region_get_rectangle(region, i, &r);
-      const PixelRect inside = PixelRect{r.x, r.y, r.width, r.height}.intersection({0, 0, side, side});
-      if (inside.empty()) continue;
-      pixman_image_composite32(PIXMAN_OP_OVER, source, coverage, target, 0, 0, inside.x - mx, inside.y - my, inside.x,
-                               inside.y, inside.width, inside.height);
-    }
+    const PixelRect box =
+        PixelRect{extents->x1, extents->y1, extents->x2 - extents->x1, extents->y2 - extents->y1}.intersection(
+            {0, 0, side, side});
+    if (!box.empty())
+      pixman_image_composite32(PIXMAN_OP_OVER, source, coverage, target, 0, 0, box.x - mx, box.y - my, box.x, box.y,
+                               box.width, box.height);
     pixman_image_unref(source);
     pixman_image_unref(coverage);
     pixman_image_unref(target);
@@ -463,39 +473,56 @@ void DrawingSurface::compositeThrough(const cairo_region_t* region, cairo_surfac
   PathKeeper keep(cr_);
   cairo_save(cr_);
   cairo_identity_matrix(cr_);
-  for (int i = 0; i < count; ++i) {
-    cairo_rectangle_int_t r;
-    cairo_region_get_rectangle(region, i, &r);
-    cairo_rectangle(cr_, r.x, r.y, r.width, r.height);
-  }
+  int count = 0;
+  const pixman_box32_t* boxes = pixman_region32_rectangles(region, &count);
+  for (int i = 0; i < count; ++i)
+    cairo_rectangle(cr_, boxes[i].x1, boxes[i].y1, boxes[i].x2 - boxes[i].x1, boxes[i].y2 - boxes[i].y1);
   cairo_clip(cr_);
   cairo_set_source_rgba(cr_, c.red, c.green, c.blue, alpha);
   cairo_mask_surface(cr_, mask, maskX, maskY);
   cairo_restore(cr_);
 }
 
+// Paints `colour` over every pixel of `region` (device pixels).
+void DrawingSurface::fillRegion(pixman_region32_t* region, const Colour& colour) {
+  const int side = cairo_image_surface_get_width(bitmap_);
+  pixman_region32_intersect_rect(region, region, 0, 0, static_cast<unsigned>(side), static_cast<unsigned>(side));
+  int count = 0;
+  const pixman_box32_t* boxes = pixman_region32_rectangles(region, &count);
+  if (count == 0) return;
+  const RGBA c = colour.rgba();
+  auto channel = [&c](double v) { return static_cast<std::uint16_t>(std::lround(v * c.alpha * 65535.0)); };
+  const pixman_color_t premultiplied{channel(c.red), channel(c.green), channel(c.blue), channel(1.0)};
+  cairo_surface_flush(bitmap_);
+  pixman_image_t* target = pixmanImageOf(bitmap_, PIXMAN_a8r8g8b8);
+  pixman_image_fill_boxes(c.alpha >= 1.0 ? PIXMAN_OP_SRC : PIXMAN_OP_OVER, target, &premultiplied, count, boxes);
+  pixman_image_unref(target);
+  cairo_surface_mark_dirty(bitmap_);
+}
+
 // Blurs the scratch's coverage and composites it as the shadow. Where the
 // operation will cover its own shadow with whole opaque paint
 // (`hiddenUnderFull`), the shadow is not composited at all.
 void DrawingSurface::castShadow(ShadowScratch& s, const Shadow& shadow, double opacity, bool hiddenUnderFull) {
-  s.blur().blur(s.coverage(), s.shadow(), shadow.blur * scale_ / 2.0);
+  const double sigma = shadow.blur * scale_ / 2.0;  // the platform's blur radius, in pixels, is 2σ
+  s.blur().blur(s.coverage(), s.shadow(), sigma);
   const double dx = shadow.offset.width * scale_, dy = shadow.offset.height * scale_;
   const int m = s.margin();
-  const double sigma = shadow.blur * scale_ / 2.0;
   const int grow = (ShadowBlur::reach(sigma) + CoverageBuffer::kCell - 1) / CoverageBuffer::kCell;
   s.coverage().cellRuns(CoverageBuffer::Cells::kUsed, grow, s.runs());
   const bool whole = dx == std::floor(dx) && dy == std::floor(dy);
-  cairo_region_t* region =
-      regionOf(s.runs(), static_cast<int>(std::floor(dx)) - m, static_cast<int>(std::floor(dy)) - m, !whole);
+  PixelRegion region(s.runs(), static_cast<int>(std::floor(dx)) - m, static_cast<int>(std::floor(dy)) - m, !whole);
   if (hiddenUnderFull) {
     s.coverage().cellRuns(CoverageBuffer::Cells::kFull, 0, s.runs());
-    cairo_region_t* hidden = regionOf(s.runs(), -m, -m, false);
-    cairo_region_subtract(region, hidden);
-    cairo_region_destroy(hidden);
+    region.subtract(PixelRegion(s.runs(), -m, -m, false));
   }
-  compositeThrough(region, s.shadowSurface(), dx - m, dy - m, shadow.colour, opacity);
-  cairo_region_destroy(region);
-  s.shadow().clear();
+  compositeThrough(region.get(), s.shadowSurface(), dx - m, dy - m, shadow.colour, opacity);
+  // The composite read only tiles this blur wrote (the grown cells lie within
+  // the blur's reach), so the next blur may write over what is left.
+  if (whole)
+    s.shadow().forget();
+  else
+    s.shadow().clear();
 }
 
 // Text and pictures keep their own colours: their shadow comes from a

@@ -12,7 +12,7 @@
 #include "platform/Image.h"
 #include "platform/Value.h"
 
-typedef struct _cairo_region cairo_region_t;
+typedef struct pixman_region32 pixman_region32_t;
 
 namespace velmora {
 
@@ -128,8 +128,9 @@ class DrawingSurface {
   void paintPath(bool stroke);
   ShadowScratch* scratchFor(const Shadow& shadow);
   void castShadow(ShadowScratch& scratch, const Shadow& shadow, double opacity, bool hiddenUnderFull);
-  void compositeThrough(const cairo_region_t* region, cairo_surface_t* mask, double maskX, double maskY,
+  void compositeThrough(pixman_region32_t* region, cairo_surface_t* mask, double maskX, double maskY,
                         const Colour& colour, double opacity);
+  void fillRegion(pixman_region32_t* region, const Colour& colour);
   template <typename Draw>
   void paintWithShadow(Rect bounds, Draw draw);
 

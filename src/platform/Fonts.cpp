@@ -184,7 +184,13 @@ TextLine FontSet::line(std::string_view text, const Font& font) const {
   pango_layout_set_font_description(layout, description);
   pango_font_description_free(description);
   pango_layout_set_single_paragraph_mode(layout, TRUE);
-  pango_layout_set_text(layout, text.data(), static_cast<int>(text.size()));
+  if (g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr)) {
+    pango_layout_set_text(layout, text.data(), static_cast<int>(text.size()));
+  } else {  // malformed bytes show as replacement characters, as the platform shows them
+    gchar* valid = g_utf8_make_valid(text.data(), static_cast<gssize>(text.size()));
+    pango_layout_set_text(layout, valid, -1);
+    g_free(valid);
+  }
 
   if (lines.size() >= kCachedLines) lines.clear();
   return lines.emplace(std::move(key), TextLine(layout)).first->second;

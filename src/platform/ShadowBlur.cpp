@@ -56,6 +56,9 @@ struct Stretches {
 
 #if VELMORA_X86
 
+// Four rounds of interleaving leave column j of a block in vector bitReversed(j).
+constexpr int kBitReversed[16] = {0, 8, 4, 12, 2, 10, 6, 14, 1, 9, 5, 13, 3, 11, 7, 15};
+
 // Transposes a 16 × 16 block of bytes: target row j is source column j.
 void transpose16(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
                  std::ptrdiff_t targetStride) {
@@ -83,8 +86,6 @@ void transpose16(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::u
     a[i] = _mm_unpacklo_epi64(t[2 * i], t[2 * i + 1]);
     a[i + 8] = _mm_unpackhi_epi64(t[2 * i], t[2 * i + 1]);
   }
-  // Four rounds of interleaving leave column j in vector bitReversed(j).
-  static constexpr int kBitReversed[16] = {0, 8, 4, 12, 2, 10, 6, 14, 1, 9, 5, 13, 3, 11, 7, 15};
 #pragma GCC unroll 16
   for (int i = 0; i < 16; ++i)
     _mm_storeu_si128(reinterpret_cast<__m128i*>(target + kBitReversed[i] * targetStride), a[i]);
@@ -96,7 +97,7 @@ void boxPassSse2(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::u
   const __m128i zero = _mm_setzero_si128();
   const __m128i half = _mm_set1_epi16(static_cast<short>(box.half));
   const __m128i multiplier = _mm_set1_epi16(static_cast<short>(box.multiplier));
-  __m128i low = zero, high = zero;
+  __m128i low = half, high = half;  // the rounding rides along in the sums
   const std::uint8_t* entering = source;
   const std::uint8_t* leaving = source;
   auto enter = [&] {
@@ -112,13 +113,14 @@ void boxPassSse2(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::u
     leaving += sourceStride;
   };
   auto write = [&] {
-    const __m128i meanLow = _mm_mulhi_epu16(_mm_add_epi16(low, half), multiplier);
-    const __m128i meanHigh = _mm_mulhi_epu16(_mm_add_epi16(high, half), multiplier);
+    const __m128i meanLow = _mm_mulhi_epu16(low, multiplier);
+    const __m128i meanHigh = _mm_mulhi_epu16(high, multiplier);
     _mm_storeu_si128(reinterpret_cast<__m128i*>(target), _mm_packus_epi16(meanLow, meanHigh));
     target += targetStride;
   };
   for (int i = 0; i < steps.primed; ++i) enter();
   for (int i = 0; i < steps.entering; ++i) enter(), write();
+#pragma GCC unroll 2
   for (int i = 0; i < steps.both; ++i) enter(), write(), leave();
   for (int i = 0; i < steps.neither; ++i) write();
   for (int i = 0; i < steps.leaving; ++i) write(), leave();
@@ -131,7 +133,7 @@ void boxPassAvx2(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::u
   const Stretches steps = Stretches::of(length, box);
   const __m256i half = _mm256_set1_epi16(static_cast<short>(box.half));
   const __m256i multiplier = _mm256_set1_epi16(static_cast<short>(box.multiplier));
-  __m256i sum = _mm256_setzero_si256();
+  __m256i sum = half;  // the rounding rides along in the sum
   const std::uint8_t* entering = source;
   const std::uint8_t* leaving = source;
   auto enter = [&] {
@@ -143,20 +145,65 @@ void boxPassAvx2(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::u
     leaving += sourceStride;
   };
   auto write = [&] {
-    const __m256i mean = _mm256_mulhi_epu16(_mm256_add_epi16(sum, half), multiplier);
+    const __m256i mean = _mm256_mulhi_epu16(sum, multiplier);
     _mm_storeu_si128(reinterpret_cast<__m128i*>(target),
                      _mm_packus_epi16(_mm256_castsi256_si128(mean), _mm256_extracti128_si256(mean, 1)));
     target += targetStride;
   };
   for (int i = 0; i < steps.primed; ++i) enter();
   for (int i = 0; i < steps.entering; ++i) enter(), write();
+#pragma GCC unroll 2
   for (int i = 0; i < steps.both; ++i) enter(), write(), leave();
   for (int i = 0; i < steps.neither; ++i) write();
   for (int i = 0; i < steps.leaving; ++i) write(), leave();
 }
+// Two 16 × 16 blocks at once, one in each half of the wide vectors.
+void transpose16PairAvx2(const std::uint8_t* sourceA, const std::uint8_t* sourceB, std::ptrdiff_t sourceStride,
+                         std::uint8_t* targetA, std::uint8_t* targetB, std::ptrdiff_t targetStride) {
+  __m256i a[16], t[16];
+#pragma GCC unroll 16
+  for (int i = 0; i < 16; ++i)
+    a[i] = _mm256_inserti128_si256(
+        _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(sourceA + i * sourceStride))),
+        _mm_loadu_si128(reinterpret_cast<const __m128i*>(sourceB + i * sourceStride)), 1);
+#pragma GCC unroll 8
+  for (int i = 0; i < 8; ++i) {
+    t[i] = _mm256_unpacklo_epi8(a[2 * i], a[2 * i + 1]);
+    t[i + 8] = _mm256_unpackhi_epi8(a[2 * i], a[2 * i + 1]);
+  }
+#pragma GCC unroll 8
+  for (int i = 0; i < 8; ++i) {
+    a[i] = _mm256_unpacklo_epi16(t[2 * i], t[2 * i + 1]);
+    a[i + 8] = _mm256_unpackhi_epi16(t[2 * i], t[2 * i + 1]);
+  }
+#pragma GCC unroll 8
+  for (int i = 0; i < 8; ++i) {
+    t[i] = _mm256_unpacklo_epi32(a[2 * i], a[2 * i + 1]);
+    t[i + 8] = _mm256_unpackhi_epi32(a[2 * i], a[2 * i + 1]);
+  }
+#pragma GCC unroll 8
+  for (int i = 0; i < 8; ++i) {
+    a[i] = _mm256_unpacklo_epi64(t[2 * i], t[2 * i + 1]);
+    a[i + 8] = _mm256_unpackhi_epi64(t[2 * i], t[2 * i + 1]);
+  }
+#pragma GCC unroll 16
+  for (int i = 0; i < 16; ++i) {
+    const std::ptrdiff_t row = kBitReversed[i] * targetStride;
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(targetA + row), _mm256_castsi256_si128(a[i]));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(targetB + row), _mm256_extracti128_si256(a[i], 1));
+  }
+}
 #pragma GCC pop_options
 
-ShadowBlur::BoxPass bestBoxPass() { return __builtin_cpu_supports("avx2") ? boxPassAvx2 : boxPassSse2; }
+void transpose16PairSse2(const std::uint8_t* sourceA, const std::uint8_t* sourceB, std::ptrdiff_t sourceStride,
+                         std::uint8_t* targetA, std::uint8_t* targetB, std::ptrdiff_t targetStride) {
+  transpose16(sourceA, sourceStride, targetA, targetStride);
+  transpose16(sourceB, sourceStride, targetB, targetStride);
+}
+
+bool hasAvx2() { return __builtin_cpu_supports("avx2"); }
+ShadowBlur::BoxPass bestBoxPass() { return hasAvx2() ? boxPassAvx2 : boxPassSse2; }
+ShadowBlur::TransposePair bestTransposePair() { return hasAvx2() ? transpose16PairAvx2 : transpose16PairSse2; }
 
 #else  // portable fallback
 
@@ -169,7 +216,8 @@ void transpose16(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::u
 void boxPassScalar(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
                    std::ptrdiff_t targetStride, int length, const ShadowBlur::Box& box) {
   const Stretches steps = Stretches::of(length, box);
-  std::uint16_t sum[16] = {};
+  std::uint16_t sum[16];
+  std::fill_n(sum, 16, box.half);  // the rounding rides along in the sums
   const std::uint8_t* entering = source;
   const std::uint8_t* leaving = source;
   auto enter = [&] {
@@ -182,17 +230,25 @@ void boxPassScalar(const std::uint8_t* source, std::ptrdiff_t sourceStride, std:
   };
   auto write = [&] {
     for (int lane = 0; lane < 16; ++lane)
-      target[lane] = static_cast<std::uint8_t>(std::min(255u, ((sum[lane] + box.half) * box.multiplier) >> 16));
+      target[lane] = static_cast<std::uint8_t>(std::min(255u, (sum[lane] * box.multiplier) >> 16));
     target += targetStride;
   };
   for (int i = 0; i < steps.primed; ++i) enter();
   for (int i = 0; i < steps.entering; ++i) enter(), write();
+#pragma GCC unroll 2
   for (int i = 0; i < steps.both; ++i) enter(), write(), leave();
   for (int i = 0; i < steps.neither; ++i) write();
   for (int i = 0; i < steps.leaving; ++i) write(), leave();
 }
 
+void transpose16Pair(const std::uint8_t* sourceA, const std::uint8_t* sourceB, std::ptrdiff_t sourceStride,
+                     std::uint8_t* targetA, std::uint8_t* targetB, std::ptrdiff_t targetStride) {
+  transpose16(sourceA, sourceStride, targetA, targetStride);
+  transpose16(sourceB, sourceStride, targetB, targetStride);
+}
+
 ShadowBlur::BoxPass bestBoxPass() { return boxPassScalar; }
+ShadowBlur::TransposePair bestTransposePair() { return transpose16Pair; }
 
 #endif
 
@@ -220,8 +276,8 @@ void CoverageBuffer::resize(int width, int height) {
     tilesAcross_ = tilesDown_ = 0;
   }
   tiles_.assign(static_cast<std::size_t>(tilesAcross_ * tilesDown_), 0);
-  words_ = (tilesAcross_ * 2 + 63) / 64;
-  usedCells_.assign(static_cast<std::size_t>(words_ * tilesDown_ * 2), 0);
+  words_ = (tilesAcross_ * kCellsPerTile + 63) / 64;
+  usedCells_.assign(static_cast<std::size_t>(words_ * tilesDown_ * kCellsPerTile), 0);
   fullCells_ = usedCells_;
   firstRow_ = endRow_ = 0;
 }
@@ -229,25 +285,41 @@ void CoverageBuffer::resize(int width, int height) {
 void CoverageBuffer::findUsed(PixelRect area) {
   area = area.intersection({0, 0, width(), height()});
   if (area.empty()) return;
-  const int cx0 = area.x / kCell, cx1 = (area.x + area.width + kCell - 1) / kCell;
+  // A tile's width of cells at a time, sixteen bytes to a row.
+  const int cx0 = area.x / kTile * kCellsPerTile, cx1 = (area.x + area.width + kTile - 1) / kTile * kCellsPerTile;
   const int cy0 = area.y / kCell, cy1 = (area.y + area.height + kCell - 1) / kCell;
   const std::uint8_t* base = data();
-  constexpr std::uint64_t kAll = ~std::uint64_t{0};
   int top = cy1, bottom = cy0;
   for (int cy = cy0; cy < cy1; ++cy) {
-    for (int cx = cx0; cx < cx1; ++cx) {
-      std::uint64_t any = 0, all = kAll;
+    for (int cx = cx0; cx < cx1; cx += kCellsPerTile) {
+      const std::uint8_t* at = base + cy * kCell * stride() + cx * kCell;
+      unsigned empty, whole;  // one bit per column of bytes: none set / every one 255
+#if VELMORA_X86
+      __m128i any = _mm_setzero_si128(), all = _mm_set1_epi8(static_cast<char>(0xff));
       for (int row = 0; row < kCell; ++row) {
-        std::uint64_t bytes;
-        std::memcpy(&bytes, base + (cy * kCell + row) * stride() + cx * kCell, sizeof bytes);
-        any |= bytes;
-        all &= bytes;
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at + row * stride()));
+        any = _mm_or_si128(any, v);
+        all = _mm_and_si128(all, v);
       }
-      if (!any) continue;
-      setCell(usedCells_, cx, cy);
-      if (all == kAll) setCell(fullCells_, cx, cy);
-      tiles_[tileIndex(cx / 2, cy / 2)] = 1;
-      top = std::min(top, cy), bottom = std::max(bottom, cy + 1);
+      empty = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(any, _mm_setzero_si128())));
+      whole = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(all, _mm_set1_epi8(static_cast<char>(0xff)))));
+#else
+      empty = whole = 0;
+      for (int column = 0; column < kTile; ++column) {
+        std::uint8_t any = 0, all = 0xff;
+        for (int row = 0; row < kCell; ++row) any |= at[row * stride() + column], all &= at[row * stride() + column];
+        empty |= (any == 0 ? 1u : 0u) << column;
+        whole |= (all == 0xff ? 1u : 0u) << column;
+      }
+#endif
+      for (int k = 0; k < kCellsPerTile; ++k) {
+        const unsigned bits = ((1u << kCell) - 1) << (kCell * k);
+        if ((empty & bits) == bits) continue;
+        setCell(usedCells_, cx + k, cy);
+        if ((whole & bits) == bits) setCell(fullCells_, cx + k, cy);
+        tiles_[tileIndex((cx + k) / kCellsPerTile, cy / kCellsPerTile)] = 1;
+        top = std::min(top, cy), bottom = std::max(bottom, cy + 1);
+      }
     }
   }
   if (top >= bottom) return;
@@ -259,7 +331,7 @@ void CoverageBuffer::cellRuns(Cells kind, int grow, std::vector<PixelRect>& runs
   runs.clear();
   if (firstRow_ >= endRow_) return;
   if (kind != Cells::kUsed) grow = 0;
-  const int rows = tilesDown_ * 2;
+  const int rows = tilesDown_ * kCellsPerTile;
   const auto words = static_cast<std::size_t>(words_);
   auto bitsOf = [&](const std::vector<std::uint64_t>& bits, int cellY) { return bits.data() + cellY * words_; };
   row_.resize(words);
@@ -283,7 +355,7 @@ void CoverageBuffer::cellRuns(Cells kind, int grow, std::vector<PixelRect>& runs
     }
     // Runs of set bits, as pixel rectangles.
     int x = 0;
-    const int across = tilesAcross_ * 2;
+    const int across = tilesAcross_ * kCellsPerTile;
     while (x < across) {
       const std::uint64_t word = row_[static_cast<std::size_t>(x / 64)] >> (x % 64);
       if (word == 0) {
@@ -300,6 +372,17 @@ void CoverageBuffer::cellRuns(Cells kind, int grow, std::vector<PixelRect>& runs
       runs.push_back({x * kCell, y * kCell, (end - x) * kCell, kCell});
       x = end;
     }
+  }
+}
+
+void CoverageBuffer::forget() {
+  std::fill(tiles_.begin(), tiles_.end(), 0);
+  if (firstRow_ < endRow_) {
+    const auto from = static_cast<std::ptrdiff_t>(firstRow_ * words_),
+               to = static_cast<std::ptrdiff_t>(endRow_ * words_);
+    std::fill(usedCells_.begin() + from, usedCells_.begin() + to, 0);
+    std::fill(fullCells_.begin() + from, fullCells_.begin() + to, 0);
+    firstRow_ = endRow_ = 0;
   }
 }
 
@@ -350,7 +433,7 @@ ShadowBlur::Box ShadowBlur::Box::ofWidth(int width, int before) {
   return box;
 }
 
-ShadowBlur::ShadowBlur() : pass_(bestBoxPass()) {}
+ShadowBlur::ShadowBlur() : pass_(bestBoxPass()), transposePair_(bestTransposePair()) {}
 
 void ShadowBlur::blur(const CoverageBuffer& source, CoverageBuffer& target, double sigma) {
   const int d = boxWidth(sigma);
@@ -401,20 +484,24 @@ void ShadowBlur::threePasses(const std::uint8_t* source, std::ptrdiff_t sourceSt
 // sixteen rows lie side by side, blurred as lanes, and transposed back.
 void ShadowBlur::blurAcross(const CoverageBuffer& source, int tileReach, const Box (&boxes)[3]) {
   const std::ptrdiff_t stride = source.stride();
+  std::uint8_t* line = lineIn_.data();
   for (int ty = 0; ty < source.tilesDown(); ++ty) {
     const std::uint8_t* rows = source.data() + ty * kTile * stride;
     std::uint8_t* out = across_.data() + ty * kTile * stride;
+    auto run = [&](int first, int end) {
+      auto block = [&](int tx) { return line + (tx - first) * kTile * kTile; };
+      int tx = first;
+      for (; tx + 1 < end; tx += 2)
+        transposePair_(rows + tx * kTile, rows + (tx + 1) * kTile, stride, block(tx), block(tx + 1), kTile);
+      if (tx < end) transpose16(rows + tx * kTile, stride, block(tx), kTile);
+      threePasses(line, kTile, line, kTile, (end - first) * kTile, boxes);
+      for (tx = first; tx + 1 < end; tx += 2)
+        transposePair_(block(tx), block(tx + 1), kTile, out + tx * kTile, out + (tx + 1) * kTile, stride);
+      if (tx < end) transpose16(block(tx), kTile, out + tx * kTile, stride);
+      for (tx = first; tx < end; ++tx) across_.markUsed(tx, ty);
+    };
     forEachReachedRun(
-        source.tilesAcross(), tileReach, [&](int tx) { return source.used(tx, ty); },
-        [&](int first, int end) {
-          for (int tx = first; tx < end; ++tx)
-            transpose16(rows + tx * kTile, stride, lineIn_.data() + (tx - first) * kTile * kTile, kTile);
-          threePasses(lineIn_.data(), kTile, lineIn_.data(), kTile, (end - first) * kTile, boxes);
-          for (int tx = first; tx < end; ++tx) {
-            transpose16(lineIn_.data() + (tx - first) * kTile * kTile, kTile, out + tx * kTile, stride);
-            across_.markUsed(tx, ty);
-          }
-        });
+        source.tilesAcross(), tileReach, [&](int tx) { return source.used(tx, ty); }, run);
   }
 }
 

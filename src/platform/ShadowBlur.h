@@ -28,6 +28,7 @@ class CoverageBuffer {
  public:
   static constexpr int kTile = 16;
   static constexpr int kCell = 8;
+  static constexpr int kCellsPerTile = kTile / kCell;
 
   // Makes a zeroed buffer of at least width × height pixels (whole tiles).
   void resize(int width, int height);
@@ -54,6 +55,9 @@ class CoverageBuffer {
 
   // Zeroes the used tiles and unflags tiles and cells.
   void clear();
+  // Unflags the tiles and leaves their bytes as they are: for a buffer whose
+  // every use writes all the tiles it reads.
+  void forget();
 
  private:
   std::size_t tileIndex(int tileX, int tileY) const { return static_cast<std::size_t>(tileY * tilesAcross_ + tileX); }
@@ -98,6 +102,9 @@ class ShadowBlur {
   };
   using BoxPass = void (*)(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
                            std::ptrdiff_t targetStride, int length, const Box& box);
+  // Transposes two 16 × 16 blocks of bytes.
+  using TransposePair = void (*)(const std::uint8_t* sourceA, const std::uint8_t* sourceB, std::ptrdiff_t sourceStride,
+                                 std::uint8_t* targetA, std::uint8_t* targetB, std::ptrdiff_t targetStride);
 
  private:
   void blurAcross(const CoverageBuffer& source, int tileReach, const Box (&boxes)[3]);
@@ -106,6 +113,7 @@ class ShadowBlur {
                    std::ptrdiff_t targetStride, int length, const Box (&boxes)[3]);
 
   BoxPass pass_;
+  TransposePair transposePair_;
   CoverageBuffer across_;                             // after the horizontal passes
   std::vector<std::uint8_t> lineIn_, lineA_, lineB_;  // one run, sixteen lanes wide
 };

@@ -292,6 +292,7 @@ TEST_F(DrawingSurfaceTest, TextMeasuresByFontAndCentresOnAPoint) {
   EXPECT_GT(large.width, 2.5 * small.width);
   EXPECT_GT(s.sizeWithAttributes("88", {Font::boldSystemFontOfSize(12), Colour::whiteColor()}).width, small.width);
   EXPECT_EQ(s.sizeWithAttributes("", regular), Size{});
+  EXPECT_GT(s.sizeWithAttributes("8\xff" "8", regular).width, small.width) << "a malformed byte shows as a mark";
   for (const char* glyph : {"☾", "★", "♥", "⭒", "🛌"})
     EXPECT_GT(s.sizeWithAttributes(glyph, regular).width, 3) << glyph;
 
@@ -321,6 +322,22 @@ TEST_F(DrawingSurfaceTest, NamedPicturesCarryTheirNameAndNaturalSize) {
        {"WidgetWait", "RechargeBkg.png", "RespIcon", "InBedIcon", "WristTempIcon", "FuelIcon", "Readiperson"})
     EXPECT_TRUE(imageNamed(env, name)) << name;
   EXPECT_FALSE(imageNamed(env, "NoSuchPicture"));
+}
+
+TEST_F(DrawingSurfaceTest, ANamedPictureIsWrittenAtTheRunScale) {
+  const ImageRef placeholder = imageNamed(env, "WidgetWait");
+  ASSERT_TRUE(placeholder);
+  const auto file = env.prefsDir.parent_path() / "wait.png";
+  std::string error;
+  ASSERT_TRUE(placeholder->writePng(file, &error)) << error;
+  std::ifstream in(file, std::ios::binary);
+  const std::vector<char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  spng_ctx* png = spng_ctx_new(0);
+  spng_set_png_buffer(png, bytes.data(), bytes.size());
+  spng_ihdr header{};
+  EXPECT_EQ(spng_get_ihdr(png, &header), 0);
+  spng_ctx_free(png);
+  EXPECT_EQ(header.width, static_cast<std::uint32_t>(placeholder->width() * env.scale));
 }
 
 TEST_F(DrawingSurfaceTest, APictureIsDrawnScaledIntoItsRectangleAndAMissingOneDrawsNothing) {

@@ -137,6 +137,7 @@ TEST_F(ShadowBlurTest, NoBlurCopiesTheCoverage) {
 }
 
 TEST_F(ShadowBlurTest, CellsSplitIntoPartlyCoveredFullAndGrown) {
+  static_assert(CoverageBuffer::kCell == 8, "the rectangles below are in cells of 8");
   paint(16, 16, 48, 48, 255);  // whole cells
   paint(60, 16, 63, 20, 90);   // part of one cell
   std::vector<PixelRect> runs;
