@@ -40,29 +40,46 @@ InterfaceDescription plainDescription() {
 
 const char* kindName(DisplaySlot::Kind kind) {
   switch (kind) {
-    case Kind::kContainer: return "container";
-    case Kind::kIndicator: return "indicator";
-    case Kind::kLabel: return "label";
-    case Kind::kImage: return "image";
+    case Kind::kContainer:
+      return "container";
+    case Kind::kIndicator:
+      return "indicator";
+    case Kind::kLabel:
+      return "label";
+    case Kind::kImage:
+      return "image";
   }
   return "label";
 }
 
 const std::vector<std::pair<std::string, DisplaySlot::Kind>>& declaredSlots() {
   static const std::vector<std::pair<std::string, Kind>> slots = {
-      {"ringsContainer", Kind::kContainer},       {"ringsImage", Kind::kImage},
-      {"ringTextContainer", Kind::kContainer},    {"sleepIndicator", Kind::kIndicator},
-      {"sleepGlyph", Kind::kLabel},               {"bankIndicator", Kind::kIndicator},
-      {"bankGlyph", Kind::kLabel},                {"sleepHeadingLabel", Kind::kLabel},
-      {"sleepGoalLabel", Kind::kLabel},           {"sleepTimeLabel", Kind::kLabel},
-      {"bankHeadingLabel", Kind::kLabel},         {"bankBalanceLabel", Kind::kLabel},
-      {"bankTimeLabel", Kind::kLabel},            {"starsLabel", Kind::kLabel},
-      {"ringStatsContainer", Kind::kContainer},   {"sleepRingIndicator", Kind::kIndicator},
-      {"qualityRingIndicator", Kind::kIndicator}, {"deepRingIndicator", Kind::kIndicator},
-      {"bpmRingIndicator", Kind::kIndicator},     {"sleepRingHeadingLabel", Kind::kLabel},
-      {"qualityRingHeadingLabel", Kind::kLabel},  {"deepRingHeadingLabel", Kind::kLabel},
-      {"bpmRingHeadingLabel", Kind::kLabel},      {"sleepRingResultLabel", Kind::kLabel},
-      {"qualityRingResultLabel", Kind::kLabel},   {"deepRingResultLabel", Kind::kLabel},
+      {"ringsContainer", Kind::kContainer},
+      {"ringsImage", Kind::kImage},
+      {"ringTextContainer", Kind::kContainer},
+      {"sleepIndicator", Kind::kIndicator},
+      {"sleepGlyph", Kind::kLabel},
+      {"bankIndicator", Kind::kIndicator},
+      {"bankGlyph", Kind::kLabel},
+      {"sleepHeadingLabel", Kind::kLabel},
+      {"sleepGoalLabel", Kind::kLabel},
+      {"sleepTimeLabel", Kind::kLabel},
+      {"bankHeadingLabel", Kind::kLabel},
+      {"bankBalanceLabel", Kind::kLabel},
+      {"bankTimeLabel", Kind::kLabel},
+      {"starsLabel", Kind::kLabel},
+      {"ringStatsContainer", Kind::kContainer},
+      {"sleepRingIndicator", Kind::kIndicator},
+      {"qualityRingIndicator", Kind::kIndicator},
+      {"deepRingIndicator", Kind::kIndicator},
+      {"bpmRingIndicator", Kind::kIndicator},
+      {"sleepRingHeadingLabel", Kind::kLabel},
+      {"qualityRingHeadingLabel", Kind::kLabel},
+      {"deepRingHeadingLabel", Kind::kLabel},
+      {"bpmRingHeadingLabel", Kind::kLabel},
+      {"sleepRingResultLabel", Kind::kLabel},
+      {"qualityRingResultLabel", Kind::kLabel},
+      {"deepRingResultLabel", Kind::kLabel},
       {"bpmRingResultLabel", Kind::kLabel},
   };
   return slots;
@@ -96,7 +113,7 @@ InterfaceDescription InterfaceDescription::parse(std::string_view text, std::str
         layout.fontWeight = entry["font"].at(1).get<std::string>();
       }
       const std::string align = entry.value("align", "left");
-      layout.align = align == "centre" ? SlotLayout::Align::kCentre
+      layout.align = align == "centre"  ? SlotLayout::Align::kCentre
                      : align == "right" ? SlotLayout::Align::kRight
                                         : SlotLayout::Align::kLeft;
       if (entry.contains("colour")) layout.textColour = colourFrom(entry["colour"]);

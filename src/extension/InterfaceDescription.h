@@ -16,10 +16,10 @@ namespace velmora {
 struct SlotLayout {
   enum class Align { kLeft, kCentre, kRight };
 
-  std::string parent;                     // empty for a top-level slot
-  std::array<double, 4> frame{};          // x, y, width, height
+  std::string parent;             // empty for a top-level slot
+  std::array<double, 4> frame{};  // x, y, width, height
   double fontSize = 15.0;
-  std::string fontWeight = "regular";     // "regular", "bold", "heavy"
+  std::string fontWeight = "regular";  // "regular", "bold", "heavy"
   Align align = Align::kLeft;
   Colour textColour = Colour::whiteColor();
 };

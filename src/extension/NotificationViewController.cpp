@@ -83,7 +83,8 @@ void NotificationViewController::populateLatestBedtime() {
   showTextContainer();
   outlet("sleepHeadingLabel").text = uppercaseString(bundle.localizedStringForKey("Bed time"));
   outlet("starsLabel").text = "";
-  outlet("bankHeadingLabel").text = uppercaseString(stringWithFormat("%@", {bundle.localizedStringForKey("Wake time")}));
+  outlet("bankHeadingLabel").text =
+      uppercaseString(stringWithFormat("%@", {bundle.localizedStringForKey("Wake time")}));
   roundIndicators();
 
   const std::optional<MetricDictionary> d = metrics.requestLatestBedtime();

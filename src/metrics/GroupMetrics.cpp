@@ -87,8 +87,8 @@ bool GroupMetrics::shouldReportPreviousDay() {
   return nightHour >= 1 && hour >= nightHour;
 }
 
-std::string GroupMetrics::sleepBankPasteItem(const FormatArg& bedTime, const FormatArg& wakeTime,
-                                             double hoursUntilBed, double forecastHours) {
+std::string GroupMetrics::sleepBankPasteItem(const FormatArg& bedTime, const FormatArg& wakeTime, double hoursUntilBed,
+                                             double forecastHours) {
   const Bundle& bundle = env_.bundle();
   return localizedStringWithFormat(
       env_.locale, R"({"%@":"%@", "%@":"%@", "%@": "%.2f", "%@":"%.2f"})",
@@ -173,8 +173,8 @@ std::optional<MetricDictionary> GroupMetrics::requestSleepBank() {
   const auto balance = static_cast<float>(sum / weights);
   // Tonight's need, so that next week's weighted average (every night moved
   // down one weight, tonight weighing 7) meets the goal.
-  const float forecast = tail > 0 && presentDays > 1 ? static_cast<float>((target - tail) / (tailDays + 1))
-                                                     : 2.0f * goal - balance;
+  const float forecast =
+      tail > 0 && presentDays > 1 ? static_cast<float>((target - tail) / (tailDays + 1)) : 2.0f * goal - balance;
   if (balance <= 0.0f) return std::nullopt;
 
   MetricDictionary record;

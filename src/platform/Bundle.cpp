@@ -65,7 +65,8 @@ Bundle::Bundle(std::filesystem::path resourcesDir, const std::vector<std::string
   PlistReadResult read = parsePropertyList(bytes);
   const MetricDictionary* strings = read.value ? read.value->dictionary() : nullptr;
   if (!strings) {
-    if (warn) warn(file.string() + ": not a string table (" + (read.error.empty() ? "not a dictionary" : read.error) + ")");
+    if (warn)
+      warn(file.string() + ": not a string table (" + (read.error.empty() ? "not a dictionary" : read.error) + ")");
     return;
   }
   for (const auto& [key, value] : *strings)

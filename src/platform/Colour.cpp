@@ -23,12 +23,18 @@ RGBA Colour::rgba() const {
   const double q = v * (1.0 - s * f);
   const double t = v * (1.0 - s * (1.0 - f));
   switch (sector) {
-    case 0: return {v, t, p, a};
-    case 1: return {q, v, p, a};
-    case 2: return {p, v, t, a};
-    case 3: return {p, q, v, a};
-    case 4: return {t, p, v, a};
-    default: return {v, p, q, a};
+    case 0:
+      return {v, t, p, a};
+    case 1:
+      return {q, v, p, a};
+    case 2:
+      return {p, v, t, a};
+    case 3:
+      return {p, q, v, a};
+    case 4:
+      return {t, p, v, a};
+    default:
+      return {v, p, q, a};
   }
 }
 

@@ -23,14 +23,14 @@ using WarningSink = std::function<void(std::string_view message)>;
 // tests fill it with a fixed instant, zone and locale. Nothing below reads the
 // system clock, TZ or the process locale on its own.
 struct Environment {
-  Date now;                                // the current instant, for the whole run
-  std::string timeZone = "UTC";            // IANA name of the device's zone
-  std::string locale = "en_US";            // ICU locale id for dates, numbers and duration words
+  Date now;                                  // the current instant, for the whole run
+  std::string timeZone = "UTC";              // IANA name of the device's zone
+  std::string locale = "en_US";              // ICU locale id for dates, numbers and duration words
   std::vector<std::string> languages{"en"};  // preferred languages, first first
-  int scale = 3;                           // screen scale of images
-  std::filesystem::path prefsDir;          // one property-list file per preferences domain
-  std::filesystem::path resourcesDir;      // the bundle: string tables and pictures
-  WarningSink warn;                        // empty: diagnostics go to standard error
+  int scale = 3;                             // screen scale of images
+  std::filesystem::path prefsDir;            // one property-list file per preferences domain
+  std::filesystem::path resourcesDir;        // the bundle: string tables and pictures
+  WarningSink warn;                          // empty: diagnostics go to standard error
 
   static constexpr std::string_view kSharedSuite = "group.quorvane.Velmora";
   static constexpr std::string_view kStandardDomain = "com.quorvane.Velmora.NotificationContent";

@@ -171,7 +171,8 @@ bool Image::writePng(const std::filesystem::path& file, std::string* error) cons
   const unsigned char* data = cairo_image_surface_get_data(raster.get());
   const int stride = cairo_image_surface_get_stride(raster.get());
   for (std::uint32_t y = 0; y < header.height; ++y) {
-    const auto& row = rows.convert(reinterpret_cast<const std::uint32_t*>(data + static_cast<std::ptrdiff_t>(y) * stride));
+    const auto& row =
+        rows.convert(reinterpret_cast<const std::uint32_t*>(data + static_cast<std::ptrdiff_t>(y) * stride));
     const int rc = spng_encode_row(png.get(), row.data(), row.size());
     if (rc != 0 && rc != SPNG_EOI) return fail(spng_strerror(rc));
   }

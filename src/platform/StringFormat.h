@@ -17,7 +17,9 @@ struct FormatArg {
   FormatArg(std::string s) : v(std::move(s)) {}
   FormatArg(std::string_view s) : v(std::string(s)) {}
   FormatArg(const char* s) : v(std::string(s)) {}
-  FormatArg(const std::string* s) { if (s) v = *s; }
+  FormatArg(const std::string* s) {
+    if (s) v = *s;
+  }
   FormatArg(int i) : v(static_cast<long long>(i)) {}
   FormatArg(long i) : v(static_cast<long long>(i)) {}
   FormatArg(long long i) : v(i) {}

@@ -104,12 +104,18 @@ const MetricDictionary* Value::dictionary() const {
 
 double Value::doubleValue() const {
   switch (kind()) {
-    case Kind::kFloat: return std::get<float>(v_);
-    case Kind::kInteger: return static_cast<double>(std::get<std::int64_t>(v_));
-    case Kind::kDouble: return std::get<double>(v_);
-    case Kind::kBoolean: return std::get<bool>(v_) ? 1.0 : 0.0;
-    case Kind::kText: return leadingDouble(*text());
-    default: return 0.0;
+    case Kind::kFloat:
+      return std::get<float>(v_);
+    case Kind::kInteger:
+      return static_cast<double>(std::get<std::int64_t>(v_));
+    case Kind::kDouble:
+      return std::get<double>(v_);
+    case Kind::kBoolean:
+      return std::get<bool>(v_) ? 1.0 : 0.0;
+    case Kind::kText:
+      return leadingDouble(*text());
+    default:
+      return 0.0;
   }
 }
 
@@ -117,24 +123,32 @@ float Value::floatValue() const { return static_cast<float>(doubleValue()); }
 
 std::int64_t Value::integerValue() const {
   switch (kind()) {
-    case Kind::kInteger: return std::get<std::int64_t>(v_);
-    case Kind::kText: return leadingInteger(*text());
-    default: return truncateSaturating<std::int64_t>(doubleValue());
+    case Kind::kInteger:
+      return std::get<std::int64_t>(v_);
+    case Kind::kText:
+      return leadingInteger(*text());
+    default:
+      return truncateSaturating<std::int64_t>(doubleValue());
   }
 }
 
 int Value::intValue() const {
   switch (kind()) {
-    case Kind::kInteger: return static_cast<int>(std::get<std::int64_t>(v_));  // keeps the low 32 bits
-    case Kind::kText: return static_cast<int>(leadingInteger(*text()));
-    default: return truncateSaturating<int>(doubleValue());
+    case Kind::kInteger:
+      return static_cast<int>(std::get<std::int64_t>(v_));  // keeps the low 32 bits
+    case Kind::kText:
+      return static_cast<int>(leadingInteger(*text()));
+    default:
+      return truncateSaturating<int>(doubleValue());
   }
 }
 
 bool Value::boolValue() const {
   switch (kind()) {
-    case Kind::kText: return leadingBool(*text());
-    case Kind::kInteger: return std::get<std::int64_t>(v_) != 0;
+    case Kind::kText:
+      return leadingBool(*text());
+    case Kind::kInteger:
+      return std::get<std::int64_t>(v_) != 0;
     default: {
       const double d = doubleValue();
       return d != 0.0 && !std::isnan(d);
@@ -145,10 +159,14 @@ bool Value::boolValue() const {
 bool operator==(const Value& a, const Value& b) {
   if (a.v_.index() != b.v_.index()) return false;
   switch (a.kind()) {
-    case Value::Kind::kImage: return a.imageRef() == b.imageRef();
-    case Value::Kind::kArray: return *a.array() == *b.array();
-    case Value::Kind::kDictionary: return *a.dictionary() == *b.dictionary();
-    default: return a.v_ == b.v_;
+    case Value::Kind::kImage:
+      return a.imageRef() == b.imageRef();
+    case Value::Kind::kArray:
+      return *a.array() == *b.array();
+    case Value::Kind::kDictionary:
+      return *a.dictionary() == *b.dictionary();
+    default:
+      return a.v_ == b.v_;
   }
 }
 

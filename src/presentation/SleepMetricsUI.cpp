@@ -49,9 +49,9 @@ std::optional<MetricDictionary> SleepMetricsUI::requestLatestBedtime() {
 
   const Date* bed = record->dateForKey("bedTime");
   const Date* wake = record->dateForKey("wakeTime");
-  d.setValue("ringsImage", drawTheBedClockWithSize(widgetMode() ? 220.0f : 280.0f,
-                                                   bed ? std::optional(*bed) : std::nullopt,
-                                                   wake ? std::optional(*wake) : std::nullopt));
+  d.setValue("ringsImage",
+             drawTheBedClockWithSize(widgetMode() ? 220.0f : 280.0f, bed ? std::optional(*bed) : std::nullopt,
+                                     wake ? std::optional(*wake) : std::nullopt));
   for (const char* key : {"latestBedTime", "wakeTimeLabel", "timeUntilBedLabel", "timeUntilWakeLabel"}) {
     const Value* value = record->objectForKey(key);
     d.setValue(key, value ? std::optional(*value) : std::nullopt);

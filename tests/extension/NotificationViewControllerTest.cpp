@@ -1,8 +1,7 @@
-#include "extension/NotificationViewController.h"
-
 #include <gtest/gtest.h>
 
 #include "extension/InterfaceDescription.h"
+#include "extension/NotificationViewController.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {

@@ -1,9 +1,8 @@
-#include "metrics/GroupMetrics.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
 
+#include "metrics/GroupMetrics.h"
 #include "platform/UserDefaults.h"
 #include "support/TestEnvironment.h"
 
@@ -16,8 +15,7 @@ using testing::TestEnvironment;
 // Wednesday 8 January 2025, 15:00 in Berlin: the current night began on the
 // 7th at 21:00 and ends on the morning of the 8th, the last of the seven nights.
 constexpr const char* kAfternoon = "2025-01-08T15:00:00+01:00";
-const char* const kNightKeys[7] = {"20250102", "20250103", "20250104", "20250105",
-                                   "20250106", "20250107", "20250108"};
+const char* const kNightKeys[7] = {"20250102", "20250103", "20250104", "20250105", "20250106", "20250107", "20250108"};
 
 class GroupMetricsTest : public ::testing::Test {
  protected:
@@ -131,14 +129,15 @@ TEST_P(SleepBankBalance, WeightedBalanceAndForecast) {
 
 INSTANTIATE_TEST_SUITE_P(
     Nights, SleepBankBalance,
-    ::testing::Values(
-        BankCase{"allOnGoal", {28800, 28800, 28800, 28800, 28800, 28800, 28800}, 28800, 28800},
-        BankCase{"onlyTheOldest", {21600, kOut, kOut, kOut, kOut, kOut, kOut}, 21600, 36000},
-        BankCase{"onlyTheMiddle", {kOut, kOut, kOut, 21600, kOut, kOut, kOut}, 21600, 36000},
-        BankCase{"firstAndLast", {21600, kOut, kOut, kOut, kOut, kOut, 21600}, 21600, 34971.43f},
-        BankCase{"negativeIsMissing", {28800, 28800, 28800, -1, 28800, 28800, 28800}, 28800, 28800},
-        BankCase{"zeroIsPresent", {28800, 28800, 28800, 0, 28800, 28800, 28800}, 28800 * 24 / 28.0f,
-                 28800 + 3 * 28800 / 7.0f}),
+    ::testing::Values(BankCase{"allOnGoal", {28800, 28800, 28800, 28800, 28800, 28800, 28800}, 28800, 28800},
+                      BankCase{"onlyTheOldest", {21600, kOut, kOut, kOut, kOut, kOut, kOut}, 21600, 36000},
+                      BankCase{"onlyTheMiddle", {kOut, kOut, kOut, 21600, kOut, kOut, kOut}, 21600, 36000},
+                      BankCase{"firstAndLast", {21600, kOut, kOut, kOut, kOut, kOut, 21600}, 21600, 34971.43f},
+                      BankCase{"negativeIsMissing", {28800, 28800, 28800, -1, 28800, 28800, 28800}, 28800, 28800},
+                      BankCase{"zeroIsPresent",
+                               {28800, 28800, 28800, 0, 28800, 28800, 28800},
+                               28800 * 24 / 28.0f,
+                               28800 + 3 * 28800 / 7.0f}),
     [](const auto& param) { return std::string(param.param.name); });
 
 TEST_F(GroupMetricsTest, NoRecordWithoutPresentNightsOrPositiveBalance) {
@@ -169,9 +168,9 @@ TEST_F(GroupMetricsTest, WithoutAWakeMomentOnlyTheBankIsReportedAndNothingCached
 
 struct BedCase {
   const char* name;
-  double night;         // seconds slept on each of the seven nights
-  double wakeOffset;    // "medianWake"
-  double efficiency;    // "averageEfficiency"
+  double night;       // seconds slept on each of the seven nights
+  double wakeOffset;  // "medianWake"
+  double efficiency;  // "averageEfficiency"
   MetricDictionary config;
   const char* bed;
   const char* wake;
@@ -197,17 +196,26 @@ INSTANTIATE_TEST_SUITE_P(
     Nights, Bedtime,
     ::testing::Values(
         // Nine hours a night: 5 h needed, below the 6 h minimum: 6 h / 90 % = 24000 s in bed.
-        BedCase{"minimumBound", 32400, 36000, 90, {{"minimumHours", Value::real(6)}},
-                "2025-01-08T00:20:00+01:00", "2025-01-08T07:00:00+01:00"},
+        BedCase{"minimumBound",
+                32400,
+                36000,
+                90,
+                {{"minimumHours", Value::real(6)}},
+                "2025-01-08T00:20:00+01:00",
+                "2025-01-08T07:00:00+01:00"},
         // Four hours a night: 20 h needed; no maximum, so goal + 2 = 10 h at 100 %.
-        BedCase{"maximumFromGoal", 14400, 40000, 100, {{"minimumHours", Value::real(7)}},
-                "2025-01-07T22:06:40+01:00", "2025-01-08T08:06:40+01:00"},
+        BedCase{"maximumFromGoal",
+                14400,
+                40000,
+                100,
+                {{"minimumHours", Value::real(7)}},
+                "2025-01-07T22:06:40+01:00",
+                "2025-01-08T08:06:40+01:00"},
         // Within the bounds the need itself is spent in bed.
-        BedCase{"forecastWithinBounds", 28800, 36000, 100, {}, "2025-01-07T23:00:00+01:00",
-                "2025-01-08T07:00:00+01:00"},
+        BedCase{
+            "forecastWithinBounds", 28800, 36000, 100, {}, "2025-01-07T23:00:00+01:00", "2025-01-08T07:00:00+01:00"},
         // More time in bed than the night has: the bedtime is the night's start.
-        BedCase{"pulledUpToNightStart", 14400, 36000, 90, {}, "2025-01-07T21:00:00+01:00",
-                "2025-01-08T07:00:00+01:00"},
+        BedCase{"pulledUpToNightStart", 14400, 36000, 90, {}, "2025-01-07T21:00:00+01:00", "2025-01-08T07:00:00+01:00"},
         // Thursday's fixed wake (weekday index 3, switched on by a stored 0) on the reference day.
         BedCase{"fixedWake",
                 28800,

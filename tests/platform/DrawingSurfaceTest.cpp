@@ -292,7 +292,12 @@ TEST_F(DrawingSurfaceTest, TextMeasuresByFontAndCentresOnAPoint) {
   EXPECT_GT(large.width, 2.5 * small.width);
   EXPECT_GT(s.sizeWithAttributes("88", {Font::boldSystemFontOfSize(12), Colour::whiteColor()}).width, small.width);
   EXPECT_EQ(s.sizeWithAttributes("", regular), Size{});
-  EXPECT_GT(s.sizeWithAttributes("8\xff" "8", regular).width, small.width) << "a malformed byte shows as a mark";
+  EXPECT_GT(s.sizeWithAttributes("8\xff"
+                                 "8",
+                                 regular)
+                .width,
+            small.width)
+      << "a malformed byte shows as a mark";
   for (const char* glyph : {"☾", "★", "♥", "⭒", "🛌"})
     EXPECT_GT(s.sizeWithAttributes(glyph, regular).width, 3) << glyph;
 

@@ -1,10 +1,9 @@
-#include "presentation/SleepMetricsUI.h"
-
 #include <gtest/gtest.h>
 
 #include "palette/Pallet.h"
 #include "platform/Image.h"
 #include "platform/UserDefaults.h"
+#include "presentation/SleepMetricsUI.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {
@@ -13,8 +12,7 @@ namespace {
 using testing::isoDate;
 using testing::TestEnvironment;
 
-const char* const kNightKeys[7] = {"20250102", "20250103", "20250104", "20250105",
-                                   "20250106", "20250107", "20250108"};
+const char* const kNightKeys[7] = {"20250102", "20250103", "20250104", "20250105", "20250106", "20250107", "20250108"};
 
 class PresentationTest : public ::testing::Test {
  protected:

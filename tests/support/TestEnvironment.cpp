@@ -12,7 +12,8 @@ namespace velmora::testing {
 
 TempDir::TempDir() {
   std::string pattern = (std::filesystem::temp_directory_path() / "velmora-test-XXXXXX").string();
-  if (::mkdtemp(pattern.data()) == nullptr) throw std::filesystem::filesystem_error("mkdtemp", std::error_code(errno, std::generic_category()));
+  if (::mkdtemp(pattern.data()) == nullptr)
+    throw std::filesystem::filesystem_error("mkdtemp", std::error_code(errno, std::generic_category()));
   path_ = pattern;
 }
 

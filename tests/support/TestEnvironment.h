@@ -28,8 +28,8 @@ class TempDir {
 // instead of printed.
 class TestEnvironment : public Environment {
  public:
-  explicit TestEnvironment(std::string_view isoNow = "2025-01-06T15:00:00+01:00",
-                           std::string zone = "Europe/Berlin", std::string localeId = "en_US");
+  explicit TestEnvironment(std::string_view isoNow = "2025-01-06T15:00:00+01:00", std::string zone = "Europe/Berlin",
+                           std::string localeId = "en_US");
 
   // Moves the clock of the run (e.g. to cross the night hour).
   void setNow(std::string_view isoNow);
