@@ -73,12 +73,18 @@ ImageRef SleepMetricsGraphics::drawTheRechargeWithSize(float size, float sleepPe
       surface.drawInRect(*backdrop, {0.0, 0.0, size, size});
   }
 
+  // Every ring, track and tip is one arc stroked at the ring's width under the shadow already set.
+  constexpr double kFullStart = -std::numbers::pi / 2.0, kFullEnd = 2.0 * std::numbers::pi;
+  auto strokeArc = [&](LineCap cap, const Colour& colour, double radius, double from, double to) {
+    surface.setLineCap(cap);
+    surface.setLineWidth(ringWidth);
+    surface.setStrokeColor(colour);
+    surface.addArc(c.x, c.y, radius, from, to, 0);
+    surface.strokePath();
+  };
+
   surface.setShadow({0.0, 0.0}, 2.0);
-  surface.setLineCap(LineCap::kRound);
-  surface.setLineWidth(ringWidth);
-  surface.setStrokeColor(colours.innerShadeForType(2));
-  addFullCircle(surface, c, outerRadius);
-  surface.strokePath();
+  strokeArc(LineCap::kRound, colours.innerShadeForType(2), outerRadius, kFullStart, kFullEnd);
 
   // Every other goal hour is shaded, starting with the first. The fractions
   // use the goal as stored, so half an hour's goal leaves half a segment.
@@ -87,52 +93,27 @@ ImageRef SleepMetricsGraphics::drawTheRechargeWithSize(float size, float sleepPe
   const std::int64_t hours = wholeHours(goal);
   for (std::int64_t i = 0; i < hours; i += 2) {
     surface.setShadow({0.0, 0.0}, 2.0);
-    surface.setLineCap(LineCap::kButt);
-    surface.setLineWidth(ringWidth);
-    surface.setStrokeColor(colours.innerShadeForType(0));
-    surface.addArc(c.x, c.y, outerRadius, ringEndAngle(static_cast<float>(i) / goal),
-                   ringEndAngle(static_cast<float>(i + 1) / goal), 0);
-    surface.strokePath();
+    strokeArc(LineCap::kButt, colours.innerShadeForType(0), outerRadius, ringEndAngle(static_cast<float>(i) / goal),
+              ringEndAngle(static_cast<float>(i + 1) / goal));
   }
 
   surface.setShadow({0.0, 0.0}, 2.0);
-  surface.setLineCap(LineCap::kRound);
-  surface.setLineWidth(ringWidth);
-  surface.setStrokeColor(colours.innerShadeForType(2).colorWithAlphaComponent(1.0));
-  addFullCircle(surface, c, innerRadius);
-  surface.strokePath();
+  strokeArc(LineCap::kRound, colours.innerShadeForType(2).colorWithAlphaComponent(1.0), innerRadius, kFullStart,
+            kFullEnd);
 
   const Colour bankColour =
       (accessory ? Colour::whiteColor() : colours.colourForBatteryChargePercent(bank)).colorWithAlphaComponent(1.0);
   surface.setShadow({-2.0, -2.0}, 3.0);
-  surface.setLineCap(LineCap::kRound);
-  surface.setLineWidth(ringWidth);
-  surface.setStrokeColor(bankColour);
-  surface.addArc(c.x, c.y, innerRadius, kRingStart, bankEnd, 0);
-  surface.strokePath();
-
+  strokeArc(LineCap::kRound, bankColour, innerRadius, kRingStart, bankEnd);
   setTipShadow(surface, bank);
-  surface.setLineCap(LineCap::kRound);
-  surface.setLineWidth(ringWidth);
-  surface.setStrokeColor(bankColour);
-  surface.addArc(c.x, c.y, innerRadius, ringEndAngle(bank - kBankTipLength), bankEnd, 0);
-  surface.strokePath();
+  strokeArc(LineCap::kRound, bankColour, innerRadius, ringEndAngle(bank - kBankTipLength), bankEnd);
 
   const Colour sleepColour =
       accessory ? Colour::whiteColor().colorWithAlphaComponent(1.0) : colours.colourForBatteryChargePercent(sleep);
   surface.setShadow({0.0, 0.0}, 3.0);
-  surface.setLineCap(LineCap::kRound);
-  surface.setLineWidth(ringWidth);
-  surface.setStrokeColor(sleepColour);
-  surface.addArc(c.x, c.y, outerRadius, kRingStart, sleepEnd, 0);
-  surface.strokePath();
-
+  strokeArc(LineCap::kRound, sleepColour, outerRadius, kRingStart, sleepEnd);
   setTipShadow(surface, sleep);
-  surface.setLineCap(LineCap::kRound);
-  surface.setLineWidth(ringWidth);
-  surface.setStrokeColor(sleepColour);
-  surface.addArc(c.x, c.y, outerRadius, ringEndAngle(sleep - kSleepTipLength), sleepEnd, 0);
-  surface.strokePath();
+  strokeArc(LineCap::kRound, sleepColour, outerRadius, ringEndAngle(sleep - kSleepTipLength), sleepEnd);
 
   // The large gauges mark the sleep tip with a moon and the bank tip with a 7 (its week of nights).
   if (size > 100.0f) {
