@@ -250,15 +250,15 @@ TEST_F(UserDefaultsTest, WriterKilledMidWriteLeavesAWholeFile) {
   temporary += ".tmp";
   int killedMidWrite = 0;
   // A loaded machine may kill many children before they reach a write: go on
-  // (within bounds) until enough kills have landed inside one.
-  for (int round = 0; round < 100 || (killedMidWrite < 10 && round < 2000); ++round) {
+  // (within bounds, giving each child longer) until kills have landed inside one.
+  for (int round = 0; round < 100 || (killedMidWrite < 3 && round < 400); ++round) {
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
       UserDefaults writer(sharedFile(), [](std::string_view) {});
       for (std::int64_t i = 0;; ++i) writer.setObject(Value::integer(i), "child");
     }
-    std::this_thread::sleep_for(std::chrono::microseconds(random() % 4000));
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % (4000 + 100 * static_cast<unsigned>(round))));
     ::kill(child, SIGKILL);
     int status = 0;
     ::waitpid(child, &status, 0);
