@@ -35,22 +35,19 @@ FormatTools& GroupMetrics::formatTools() {
   return *formatTools_;
 }
 
-std::optional<MetricDictionary> GroupMetrics::storedDictionary(std::string_view key) const {
-  if (!groupPrefs_) return std::nullopt;
-  const std::optional<Value> value = groupPrefs_->objectForKey(key);
-  const MetricDictionary* d = value ? value->dictionary() : nullptr;
-  return d ? std::optional<MetricDictionary>(*d) : std::nullopt;
+GroupMetrics::StoredDictionary GroupMetrics::storedDictionary(std::string_view key) const {
+  return StoredDictionary(groupPrefs_ ? groupPrefs_->objectForKey(key) : std::nullopt);
 }
 
 float GroupMetrics::getVelmoraConfigValueForKey(std::string_view key) {
-  const std::optional<MetricDictionary> config = storedDictionary("velmoraConfig");
+  const StoredDictionary config = storedDictionary("velmoraConfig");
   if (!config) return -1.0f;
   const Value* value = config->objectForKey(key);
   return value ? value->floatValue() : -1.0f;
 }
 
 bool GroupMetrics::getVelmoraSwitchValueForKey(std::string_view key) {
-  const std::optional<MetricDictionary> config = storedDictionary("velmoraConfig");
+  const StoredDictionary config = storedDictionary("velmoraConfig");
   return config && config->contains(key);
 }
 
@@ -73,7 +70,7 @@ std::optional<Date> GroupMetrics::getFromDateForNightHour(std::int64_t nightHour
 bool GroupMetrics::watchDictIsValid() {
   formatTools();
   openStore();
-  const std::optional<MetricDictionary> watch = storedDictionary("watchTrackDict");
+  const StoredDictionary watch = storedDictionary("watchTrackDict");
   if (!watch) return false;
   const std::optional<Date> synched = dateIn(*watch, "rawSynchTime");
   if (!synched) return false;
@@ -104,11 +101,11 @@ std::optional<MetricDictionary> GroupMetrics::requestSleepBank() {
   if (shouldReportPreviousDay())
     if (std::optional<MetricDictionary> previous = returnPreviousSleepBank()) return previous;
 
-  const std::optional<MetricDictionary> bank = storedDictionary("bankDict");
+  const StoredDictionary bank = storedDictionary("bankDict");
   if (!bank) return std::nullopt;
 
   float raw = 0.0f;
-  if (const std::optional<MetricDictionary> watch = storedDictionary("watchTrackDict"); watch && watchDictIsValid())
+  if (const StoredDictionary watch = storedDictionary("watchTrackDict"); watch && watchDictIsValid())
     raw = watch->floatForKey("rawSleepTime");
 
   const float goalH = bank->contains("requiredHours") ? bank->floatForKey("requiredHours") : 8.0f;
@@ -239,7 +236,8 @@ std::optional<MetricDictionary> GroupMetrics::returnPreviousSleepBank() {
   const std::optional<Value> updated = groupPrefs_->objectForKey("cachedSleepBankUpdate");
   if (!updated || !updated->date() || !(updated->date()->timeIntervalSinceDate(since) > 60.0)) return std::nullopt;
 
-  const MetricDictionary cached = storedDictionary("cachedSleepBank").value_or(MetricDictionary{});
+  const StoredDictionary stored = storedDictionary("cachedSleepBank");
+  const MetricDictionary cached = stored ? *stored : MetricDictionary{};
   MetricDictionary record;
   for (const char* key : {"bankBalance", "bankForecast", "bankPercent", "bedTime", "latestBedTime", "latestBedLabel",
                           "wakeTime", "wakeTimeLabel"}) {

@@ -53,7 +53,19 @@ class GroupMetrics {
   FormatTools& formatTools();
   // "nightHour" of the configuration, truncated; 21 when absent or negative.
   std::int64_t configNightHour();
-  std::optional<MetricDictionary> storedDictionary(std::string_view key) const;
+  // A dictionary of the store, shared with the store's copy rather than copied
+  // ("bankDict" holds a key per night).
+  class StoredDictionary {
+   public:
+    explicit StoredDictionary(std::optional<Value> value) : value_(std::move(value)) {}
+    explicit operator bool() const { return value_ && value_->dictionary(); }
+    const MetricDictionary& operator*() const { return *value_->dictionary(); }
+    const MetricDictionary* operator->() const { return value_->dictionary(); }
+
+   private:
+    std::optional<Value> value_;
+  };
+  StoredDictionary storedDictionary(std::string_view key) const;
   std::string sleepBankPasteItem(const FormatArg& bedTime, const FormatArg& wakeTime, double hoursUntilBed,
                                  double forecastHours);
 
