@@ -222,8 +222,9 @@ std::optional<MetricDictionary> GroupMetrics::requestSleepBank() {
   record.setValue("pasteItem", sleepBankPasteItem(bedText, wakeText, static_cast<double>(timeUntilBed) / 3600.0,
                                                   forecast / 3600.0f));
 
-  groupPrefs_->setObject(Value(record), "cachedSleepBank");
-  groupPrefs_->setObject(Value(env_.now), "cachedSleepBankUpdate");
+  // The record and its moment go in one write: never a new record with an old date.
+  groupPrefs_->setObjects(
+      MetricDictionary{{"cachedSleepBank", Value(record)}, {"cachedSleepBankUpdate", Value(env_.now)}});
   return record;
 }
 

@@ -203,12 +203,19 @@ MetricDictionary UserDefaults::dictionaryRepresentation() const {
 }
 
 bool UserDefaults::setObject(Value value, std::string_view key) {
+  return setObjects(MetricDictionary{{std::string(key), std::move(value)}});
+}
+
+bool UserDefaults::setObjects(const MetricDictionary& entries) {
   return state_->write([&](MetricDictionary& contents, bool& unchanged) {
-    auto stored = state_->storable(value, "under \"" + std::string(key) + "\"");
-    if (!stored) return false;
-    const Value* current = contents.objectForKey(key);
-    unchanged = current && *current == *stored;
-    contents.setObject(key, std::move(*stored));
+    unchanged = true;
+    for (const auto& [key, value] : entries) {
+      auto stored = state_->storable(value, "under \"" + key + "\"");
+      if (!stored) return false;
+      const Value* current = contents.objectForKey(key);
+      unchanged = unchanged && current && *current == *stored;
+      contents.setObject(key, std::move(*stored));
+    }
     return true;
   });
 }

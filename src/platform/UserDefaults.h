@@ -36,6 +36,8 @@ class UserDefaults {
 
   // Each returns false (with a warning) when the change could not be stored.
   bool setObject(Value value, std::string_view key);
+  // Several keys in one replacement of the file: readers see all of them or none.
+  bool setObjects(const MetricDictionary& entries);
   bool setBool(bool value, std::string_view key);
   bool removeObjectForKey(std::string_view key);
   // Replaces the whole domain (the defaults tool's import).

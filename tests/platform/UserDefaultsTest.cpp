@@ -138,6 +138,16 @@ TEST_F(UserDefaultsTest, EachHandleWritesOnlyItsOwnChanges) {
   EXPECT_EQ(first->dictionaryRepresentation(), expected);
 }
 
+TEST_F(UserDefaultsTest, SeveralKeysGoInOneWriteOrNotAtAll) {
+  const auto store = shared();
+  ASSERT_TRUE(store->setObject("old", "a"));
+  ASSERT_TRUE(store->setObjects(MetricDictionary{{"a", Value("new")}, {"b", Value::integer(2)}}));
+  EXPECT_EQ(shared()->dictionaryRepresentation(), (MetricDictionary{{"a", Value("new")}, {"b", Value::integer(2)}}));
+  // A value the file cannot hold refuses the whole change.
+  EXPECT_FALSE(store->setObjects(MetricDictionary{{"c", Value("kept out")}, {"d", Value(Colour::whiteColor())}}));
+  EXPECT_FALSE(shared()->objectForKey("c"));
+}
+
 struct StoredCase {
   const char* name;
   Value written;
