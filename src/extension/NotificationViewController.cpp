@@ -25,7 +25,10 @@ std::optional<std::string> textFrom(const MetricDictionary& d, std::string_view 
 }  // namespace
 
 NotificationViewController::NotificationViewController(const Environment& env)
-    : env_(env), slots_(InterfaceDescription::load(env).slots) {}
+    : NotificationViewController(env, InterfaceDescription::load(env)) {}
+
+NotificationViewController::NotificationViewController(const Environment& env, const InterfaceDescription& layout)
+    : env_(env), slots_(layout.slots) {}
 
 NotificationViewController::~NotificationViewController() = default;
 

@@ -11,6 +11,7 @@
 namespace velmora {
 
 class SleepMetricsUI;
+struct InterfaceDescription;
 
 // What the system hands the extension: only the category identifier matters here.
 struct Notification {
@@ -23,6 +24,8 @@ class NotificationViewController {
  public:
   // Creates the slots as the interface description in the bundle lays them out.
   explicit NotificationViewController(const Environment& env);
+  // Creates the slots as an interface description already read lays them out.
+  NotificationViewController(const Environment& env, const InterfaceDescription& layout);
   ~NotificationViewController();
 
   void viewDidLoad();

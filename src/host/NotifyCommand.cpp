@@ -43,13 +43,14 @@ void NotifyCommand::run(const Environment& env, std::ostream& out) const {
   std::unique_ptr<ImageDirectory> images;
   const JsonForms forms = outputForms(env.timeZone, imagesDir, images);
 
-  NotificationViewController controller(env);
+  const InterfaceDescription layout = InterfaceDescription::load(env);
+  NotificationViewController controller(env, layout);
   controller.viewDidLoad();
   controller.didReceiveNotification(Notification{identifier});
 
   // The picture is written before anything is printed, so that a failure leaves no half result.
   if (png) {
-    const ImageRef picture = renderNotification(env, InterfaceDescription::load(env), controller.slots());
+    const ImageRef picture = renderNotification(env, layout, controller.slots());
     std::string error = "the notification could not be drawn";
     if (!picture || !picture->writePng(*png, &error)) throw CommandError("--png: " + error);
   }
