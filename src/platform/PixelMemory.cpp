@@ -7,26 +7,33 @@ namespace velmora {
 namespace {
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
 constexpr std::size_t kPage = 4096;
+// Larger blocks (far beyond any image of the app) come a page at a time, as
+// touched, rather than all committed at once.
+constexpr std::size_t kLargestPopulated = std::size_t{32} << 20;
+#ifndef MADV_POPULATE_WRITE
+constexpr int MADV_POPULATE_WRITE = 23;  // Linux 5.14; older kernels refuse it, which is no error
+#endif
 
 std::size_t roundUp(std::size_t n, std::size_t to) { return (n + to - 1) / to * to; }
 }  // namespace
 
 PixelMemory::PixelMemory(std::size_t bytes) {
   if (bytes == 0) return;
-  const bool huge = bytes >= kHugePage / 4;
-  const std::size_t size = roundUp(bytes, huge ? kHugePage : kPage);
+  const std::size_t size = roundUp(bytes, kPage);
+  const std::size_t hugeRun = size / kHugePage * kHugePage;
   // Map one huge page more than needed so that an aligned run fits inside.
-  const std::size_t mapped = huge ? size + kHugePage : size;
+  const std::size_t mapped = hugeRun ? size + kHugePage : size;
   void* p = ::mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (p == MAP_FAILED) return;
   mapping_ = p;
   mappingSize_ = mapped;
   auto* start = static_cast<std::uint8_t*>(p);
-  if (huge) {
+  if (hugeRun) {
     const auto address = reinterpret_cast<std::uintptr_t>(start);
     start += roundUp(address, kHugePage) - address;
-    ::madvise(start, size, MADV_HUGEPAGE);  // advice only: no huge pages is no error
+    ::madvise(start, hugeRun, MADV_HUGEPAGE);  // advice only: no huge pages is no error
   }
+  if (size <= kLargestPopulated) ::madvise(start, size, MADV_POPULATE_WRITE);
   data_ = start;
   size_ = size;
 }

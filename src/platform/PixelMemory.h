@@ -5,10 +5,14 @@
 
 namespace velmora {
 
-// Zero-filled memory for pixels, straight from the kernel. Blocks of a few
-// megabytes are aligned to 2 MiB and advised as huge pages: the first touch of
-// a fresh image's 4 KiB pages costs more than drawing it, a huge page a
-// fraction of that. Without huge pages it is ordinary zeroed memory.
+// Zero-filled memory for pixels, straight from the kernel and faulted in at
+// once. A fresh image's first touches cost more than drawing it: drawing reads
+// a page before writing it, which faults twice, and 4 KiB pages fault often.
+// So a block of image size is populated for writing in one call, and the whole 2 MiB runs
+// of a block of a few megabytes are aligned and advised as huge pages. Only
+// whole huge pages are advised: rounding the rest up to one would cost as much
+// memory as the tail of the image itself. Without huge pages or population it
+// is ordinary zeroed memory.
 class PixelMemory {
  public:
   explicit PixelMemory(std::size_t bytes);
