@@ -588,6 +588,24 @@ void DrawingSurface::drawInRect(const Image& image, Rect rect) {
   if (!image.surface() || !naturalExtent(image.surface(), width, height)) return;
   if (!finite(rect.x, rect.y, rect.width, rect.height) || rect.width <= 0 || rect.height <= 0) return;
   if (!prepareToPaint()) return;
+  // A rectangle on whole pixels takes the picture's pixels one to one: a
+  // bitmap of that size as it is, a recording played back at that size once
+  // for all the times it is drawn so. Nothing is resampled.
+  const Rect pixels{rect.x * scale_, rect.y * scale_, rect.width * scale_, rect.height * scale_};
+  auto whole = [](double v) { return std::abs(v - std::round(v)) < 1e-6; };
+  if (whole(pixels.x) && whole(pixels.y) && whole(pixels.width) && whole(pixels.height)) {
+    if (cairo_surface_t* same = image.pixelsOfSize(static_cast<int>(std::lround(pixels.width)),
+                                                   static_cast<int>(std::lround(pixels.height)))) {
+      paintWithShadow(rect, [&](cairo_t* cr) {
+        double x = rect.x, y = rect.y;
+        cairo_user_to_device(cr, &x, &y);
+        cairo_identity_matrix(cr);
+        cairo_set_source_surface(cr, same, std::round(x), std::round(y));
+        cairo_paint(cr);
+      });
+      return;
+    }
+  }
   paintWithShadow(rect, [&](cairo_t* cr) {
     cairo_translate(cr, rect.x, rect.y);
     cairo_scale(cr, rect.width / width, rect.height / height);

@@ -5,6 +5,7 @@
 #include "platform/Bundle.h"
 #include "platform/DrawingSurface.h"
 #include "platform/Fonts.h"
+#include "platform/Image.h"
 
 namespace velmora {
 
@@ -27,6 +28,11 @@ const FontSet& Environment::fonts() const {
 ShadowScratch& Environment::shadowScratch() const {
   if (!shadowScratch_) shadowScratch_ = makeShadowScratch();
   return *shadowScratch_;
+}
+
+PictureCache& Environment::pictures() const {
+  if (!pictures_) pictures_ = makePictureCache();
+  return *pictures_;
 }
 
 void Environment::warning(std::string_view message) const {

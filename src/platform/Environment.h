@@ -13,6 +13,7 @@ namespace velmora {
 
 class Bundle;
 class FontSet;
+class PictureCache;
 class ShadowScratch;
 
 // Where a diagnostic line goes (standard error in the host, a buffer in tests).
@@ -44,6 +45,8 @@ struct Environment {
   // The scratch buffers of drop shadows, made on first use and kept for the
   // run's later images (they are all zero between drawing operations).
   ShadowScratch& shadowScratch() const;
+  // The named pictures read so far, kept for the run's later images.
+  PictureCache& pictures() const;
   void warning(std::string_view message) const;
   // A diagnostic line of the system log (goes where warnings go).
   void diagnostic(std::string_view message) const;
@@ -52,6 +55,7 @@ struct Environment {
   mutable std::shared_ptr<const Bundle> bundle_;
   mutable std::shared_ptr<const FontSet> fonts_;
   mutable std::shared_ptr<ShadowScratch> shadowScratch_;
+  mutable std::shared_ptr<PictureCache> pictures_;
 };
 
 }  // namespace velmora

@@ -9,6 +9,8 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/Bundle.h"
@@ -31,6 +33,20 @@ using SurfacePtr = std::unique_ptr<cairo_surface_t, SurfaceRelease>;
 
 int pixels(double points, int scale) { return static_cast<int>(std::ceil(points * scale - 1e-9)); }
 
+// A picture played back (or a bitmap resampled) into new ARGB pixels of
+// width × height, scaled by (sx, sy).
+SurfacePtr playedBack(cairo_surface_t* surface, int width, int height, double sx, double sy) {
+  SurfacePtr pixels(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height));
+  if (cairo_surface_status(pixels.get()) != CAIRO_STATUS_SUCCESS) return pixels;
+  cairo_t* cr = cairo_create(pixels.get());
+  cairo_scale(cr, sx, sy);
+  cairo_set_source_surface(cr, surface, 0, 0);
+  cairo_paint(cr);
+  cairo_destroy(cr);
+  cairo_surface_flush(pixels.get());
+  return pixels;
+}
+
 // The picture as an image surface of its pixels: an image surface as it is,
 // a recording played back at the image's scale.
 SurfacePtr rasterised(cairo_surface_t* surface, double width, double height, int scale) {
@@ -39,14 +55,7 @@ SurfacePtr rasterised(cairo_surface_t* surface, double width, double height, int
     cairo_surface_flush(surface);
     return SurfacePtr(cairo_surface_reference(surface));
   }
-  SurfacePtr raster(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, pixels(width, scale), pixels(height, scale)));
-  cairo_t* cr = cairo_create(raster.get());
-  cairo_scale(cr, scale, scale);
-  cairo_set_source_surface(cr, surface, 0, 0);
-  cairo_paint(cr);
-  cairo_destroy(cr);
-  cairo_surface_flush(raster.get());
-  return raster;
+  return playedBack(surface, pixels(width, scale), pixels(height, scale), scale, scale);
 }
 
 // Un-premultiplies ARGB rows into straight RGBA bytes, one row at a time,
@@ -139,6 +148,25 @@ Image::Image(double widthPoints, double heightPoints, int scale, cairo_surface_t
 
 Image::~Image() {
   if (surface_) cairo_surface_destroy(surface_);
+  if (playedBack_) cairo_surface_destroy(playedBack_);
+}
+
+cairo_surface_t* Image::pixelsOfSize(int width, int height) const {
+  if (!surface_ || width <= 0 || height <= 0) return nullptr;
+  auto ofSize = [width, height](cairo_surface_t* pixels) {
+    return cairo_image_surface_get_width(pixels) == width && cairo_image_surface_get_height(pixels) == height;
+  };
+  if (cairo_surface_get_type(surface_) == CAIRO_SURFACE_TYPE_IMAGE) {
+    cairo_surface_flush(surface_);
+    return ofSize(surface_) ? surface_ : nullptr;
+  }
+  if (playedBack_ && ofSize(playedBack_)) return playedBack_;
+  if (!(width_ > 0 && height_ > 0)) return nullptr;
+  SurfacePtr pixels = playedBack(surface_, width, height, width / width_, height / height_);
+  if (cairo_surface_status(pixels.get()) != CAIRO_STATUS_SUCCESS) return nullptr;
+  if (playedBack_) cairo_surface_destroy(playedBack_);
+  playedBack_ = pixels.release();
+  return playedBack_;
 }
 
 bool Image::writePng(const std::filesystem::path& file, std::string* error) const {
@@ -183,11 +211,27 @@ bool Image::writePng(const std::filesystem::path& file, std::string* error) cons
   return true;
 }
 
+class PictureCache {
+ public:
+  ImageRef& operator[](const std::string& key) { return pictures_[key]; }
+
+ private:
+  std::unordered_map<std::string, ImageRef> pictures_;
+};
+
+std::shared_ptr<PictureCache> makePictureCache() { return std::make_shared<PictureCache>(); }
+
 ImageRef imageNamed(const Environment& env, std::string_view name) {
   const auto file = env.bundle().pathForPicture(name);
   if (!file) return nullptr;
-  if (endsWithIgnoringCase(file->string(), ".svg")) return svgPicture(*file, name, env.scale);
-  return pngPicture(*file, name);
+  // Keyed by the file as well as the name: copies of an environment share
+  // their cache, and may have other bundles or scales.
+  std::string key = file->string();
+  key.append(1, '\0').append(name).append(1, '\0').append(std::to_string(env.scale));
+  ImageRef& kept = env.pictures()[key];
+  if (!kept)  // a picture that could not be read is tried again next time
+    kept = endsWithIgnoringCase(file->string(), ".svg") ? svgPicture(*file, name, env.scale) : pngPicture(*file, name);
+  return kept;
 }
 
 }  // namespace velmora

@@ -359,6 +359,68 @@ TEST_F(DrawingSurfaceTest, APictureIsDrawnScaledIntoItsRectangleAndAMissingOneDr
   EXPECT_EQ(alphaAt(image, {5, 5}), 0.0);
 }
 
+// The pixels of two images, byte for byte: how many differ by more than `tolerance`.
+int differingBytes(const Image& a, const Image& b, int tolerance) {
+  cairo_surface_flush(a.surface());
+  cairo_surface_flush(b.surface());
+  const int height = cairo_image_surface_get_height(a.surface());
+  const int rowBytes = cairo_image_surface_get_width(a.surface()) * 4;
+  int count = 0;
+  for (int y = 0; y < height; ++y) {
+    const unsigned char* p = cairo_image_surface_get_data(a.surface()) + y * cairo_image_surface_get_stride(a.surface());
+    const unsigned char* q = cairo_image_surface_get_data(b.surface()) + y * cairo_image_surface_get_stride(b.surface());
+    for (int x = 0; x < rowBytes; ++x) count += std::abs(p[x] - q[x]) > tolerance;
+  }
+  return count;
+}
+
+TEST_F(DrawingSurfaceTest, APictureOnWholePixelsIsThePictureAtThatSizeEveryTime) {
+  const ImageRef backdrop = imageNamed(env, "RechargeBkg.png");
+  ASSERT_TRUE(backdrop);
+  // What the recorded picture looks like scaled into (25, 25, 50, 50) at scale 3, drawn straight from its recording.
+  cairo_surface_t* reference = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 300, 300);
+  cairo_t* cr = cairo_create(reference);
+  cairo_scale(cr, 3, 3);
+  cairo_translate(cr, 25, 25);
+  cairo_scale(cr, 50 / backdrop->width(), 50 / backdrop->height());
+  cairo_set_source_surface(cr, backdrop->surface(), 0, 0);
+  cairo_paint(cr);
+  cairo_destroy(cr);
+  const Image expected(100, 100, 3, reference);
+  cairo_surface_destroy(reference);
+
+  for (int time = 0; time < 2; ++time) {  // the second time from the pixels kept with the picture
+    DrawingSurface s = begin(kSide, 3);
+    s.drawInRect(*imageNamed(env, "RechargeBkg.png"), {25, 25, 50, 50});
+    EXPECT_EQ(differingBytes(*s.getImage(), expected, 1), 0) << "time " << time;
+  }
+
+  // A bitmap drawn at its own pixel size is copied, sharp edges and all.
+  DrawingSurface checker = begin(20, 3);
+  checker.setFillColor(Colour::whiteColor());
+  for (double x = 0; x < 20; x += 2.0 / 3)
+    checker.moveToPoint(x, 0), checker.addLineToPoint(x + 1.0 / 3, 0), checker.addLineToPoint(x + 1.0 / 3, 20),
+        checker.addLineToPoint(x, 20), checker.closePath();
+  checker.fillPath();
+  const ImageRef stripes = checker.getImage();
+  DrawingSurface s = begin(kSide, 3);
+  s.drawInRect(*stripes, {40, 40, 20, 20});
+  const ImageRef drawn = s.getImage();
+  for (double x = 40; x < 60; x += 1.0 / 3)
+    EXPECT_EQ(alphaAt(drawn, {x + 0.1, 50}), alphaAt(stripes, {x - 40 + 0.1, 10})) << x;
+}
+
+TEST_F(DrawingSurfaceTest, APictureIsReadOncePerRunAndScale) {
+  const ImageRef first = imageNamed(env, "SpO2Icon");
+  EXPECT_EQ(imageNamed(env, "SpO2Icon"), first);
+  Environment copy = env;  // shares what the run has read so far
+  copy.scale = 2;
+  const ImageRef atTwo = imageNamed(copy, "SpO2Icon");
+  ASSERT_TRUE(atTwo);
+  EXPECT_EQ(atTwo->scale(), 2);
+  EXPECT_EQ(imageNamed(env, "SpO2Icon")->scale(), env.scale);
+}
+
 TEST_F(DrawingSurfaceTest, SurfacesAreSquareAtTheirScale) {
   struct {
     int scale, pixels;
