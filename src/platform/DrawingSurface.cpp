@@ -29,21 +29,31 @@ bool finite(double a, More... more) {
   return std::isfinite(a) && finite(more...);
 }
 
-// A transparent ARGB bitmap whose pixels live in PixelMemory owned by the surface.
-cairo_surface_t* createBitmap(int side) {
+// A transparent ARGB bitmap whose pixels live in PixelMemory owned by the
+// surface; when the surface goes, its memory goes back to the run's pool (if
+// the run is still there) for a later bitmap.
+cairo_surface_t* createBitmap(int side, const std::shared_ptr<PixelPool>& pool) {
+  struct Pixels {
+    std::unique_ptr<PixelMemory> memory;
+    std::weak_ptr<PixelPool> pool;
+  };
   const int stride = cairo_format_stride_for_width(CAIRO_FORMAT_ARGB32, side);
-  auto memory = std::make_unique<PixelMemory>(static_cast<std::size_t>(stride) * static_cast<std::size_t>(side));
-  if (!memory->data()) return nullptr;
+  auto pixels = std::make_unique<Pixels>(
+      Pixels{pool->take(static_cast<std::size_t>(stride) * static_cast<std::size_t>(side)), pool});
+  if (!pixels->memory->data()) return nullptr;
   cairo_surface_t* surface =
-      cairo_image_surface_create_for_data(memory->data(), CAIRO_FORMAT_ARGB32, side, side, stride);
-  static constexpr cairo_user_data_key_t kMemoryKey{};
+      cairo_image_surface_create_for_data(pixels->memory->data(), CAIRO_FORMAT_ARGB32, side, side, stride);
+  static constexpr cairo_user_data_key_t kPixelsKey{};
+  auto release = [](void* p) {
+    std::unique_ptr<Pixels> gone(static_cast<Pixels*>(p));
+    if (const auto keeper = gone->pool.lock()) keeper->giveBack(std::move(gone->memory));
+  };
   if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS ||
-      cairo_surface_set_user_data(surface, &kMemoryKey, memory.get(),
-                                  [](void* p) { delete static_cast<PixelMemory*>(p); }) != CAIRO_STATUS_SUCCESS) {
+      cairo_surface_set_user_data(surface, &kPixelsKey, pixels.get(), release) != CAIRO_STATUS_SUCCESS) {
     cairo_surface_destroy(surface);
     return nullptr;
   }
-  memory.release();  // the surface owns it now
+  pixels.release();  // the surface owns them now
   return surface;
 }
 
@@ -250,7 +260,7 @@ DrawingSurface DrawingSurface::beginImageContext(const Environment& env, double 
 DrawingSurface::DrawingSurface(const Environment& env, double size, int scale)
     : env_(&env), size_(size), scale_(std::max(1, scale)) {
   if (!(size > 0) || size * scale_ > kLargestSide) return;
-  bitmap_ = createBitmap(pixelSide());
+  bitmap_ = createBitmap(pixelSide(), env.pixelPool());
   if (!bitmap_) return;
   cr_ = cairo_create(bitmap_);
   cairo_scale(cr_, scale_, scale_);
@@ -302,7 +312,7 @@ ImageRef DrawingSurface::getImage() {
 bool DrawingSurface::prepareToPaint() {
   if (!cr_) return false;
   if (!shared_) return true;
-  cairo_surface_t* copy = createBitmap(pixelSide());
+  cairo_surface_t* copy = createBitmap(pixelSide(), env_->pixelPool());
   if (!copy) return false;
   const int bytes = cairo_image_surface_get_stride(bitmap_) * cairo_image_surface_get_height(bitmap_);
   std::memcpy(cairo_image_surface_get_data(copy), cairo_image_surface_get_data(bitmap_),

@@ -6,6 +6,7 @@
 #include "platform/DrawingSurface.h"
 #include "platform/Fonts.h"
 #include "platform/Image.h"
+#include "platform/PixelMemory.h"
 
 namespace velmora {
 
@@ -33,6 +34,11 @@ ShadowScratch& Environment::shadowScratch() const {
 PictureCache& Environment::pictures() const {
   if (!pictures_) pictures_ = makePictureCache();
   return *pictures_;
+}
+
+const std::shared_ptr<PixelPool>& Environment::pixelPool() const {
+  if (!pixelPool_) pixelPool_ = std::make_shared<PixelPool>();
+  return pixelPool_;
 }
 
 void Environment::warning(std::string_view message) const {

@@ -14,6 +14,7 @@ namespace velmora {
 class Bundle;
 class FontSet;
 class PictureCache;
+class PixelPool;
 class ShadowScratch;
 
 // Where a diagnostic line goes (standard error in the host, a buffer in tests).
@@ -47,6 +48,8 @@ struct Environment {
   ShadowScratch& shadowScratch() const;
   // The named pictures read so far, kept for the run's later images.
   PictureCache& pictures() const;
+  // The pixel memory of images the run has let go, for its next images.
+  const std::shared_ptr<PixelPool>& pixelPool() const;
   void warning(std::string_view message) const;
   // A diagnostic line of the system log (goes where warnings go).
   void diagnostic(std::string_view message) const;
@@ -56,6 +59,7 @@ struct Environment {
   mutable std::shared_ptr<const FontSet> fonts_;
   mutable std::shared_ptr<ShadowScratch> shadowScratch_;
   mutable std::shared_ptr<PictureCache> pictures_;
+  mutable std::shared_ptr<PixelPool> pixelPool_;
 };
 
 }  // namespace velmora

@@ -2,6 +2,9 @@
 
 #include <sys/mman.h>
 
+#include <algorithm>
+#include <cstring>
+
 namespace velmora {
 
 namespace {
@@ -40,6 +43,33 @@ PixelMemory::PixelMemory(std::size_t bytes) {
 
 PixelMemory::~PixelMemory() {
   if (mapping_) ::munmap(mapping_, mappingSize_);
+}
+
+std::unique_ptr<PixelMemory> PixelPool::take(std::size_t bytes) {
+  const std::size_t size = roundUp(bytes, kPage);
+  std::unique_ptr<PixelMemory> memory;
+  {
+    std::lock_guard lock(mutex_);
+    const auto it = std::find_if(kept_.begin(), kept_.end(), [size](const auto& m) { return m->size() == size; });
+    if (it != kept_.end()) {
+      memory = std::move(*it);
+      kept_.erase(it);
+    }
+  }
+  if (!memory) return std::make_unique<PixelMemory>(bytes);
+  std::memset(memory->data(), 0, size);
+  return memory;
+}
+
+void PixelPool::giveBack(std::unique_ptr<PixelMemory> memory) {
+  if (!memory || !memory->data()) return;
+  std::unique_ptr<PixelMemory> dropped;  // unmapped after the lock is let go
+  std::lock_guard lock(mutex_);
+  if (kept_.size() == kKept) {
+    dropped = std::move(kept_.front());
+    kept_.erase(kept_.begin());
+  }
+  kept_.push_back(std::move(memory));
 }
 
 }  // namespace velmora

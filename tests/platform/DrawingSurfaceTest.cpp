@@ -461,6 +461,38 @@ TEST_F(DrawingSurfaceTest, AnImageKeepsWhatTheSurfaceHeldWhenItWasTaken) {
   EXPECT_GT(alphaAt(s.getImage(), {85, 70}), 0.99);
 }
 
+TEST_F(DrawingSurfaceTest, ANewSurfaceIsClearThoughItMayReuseTheMemoryOfAnImageLetGo) {
+  auto paintAll = [](DrawingSurface& s) {
+    s.setFillColor(Colour::whiteColor());
+    s.moveToPoint(0, 0), s.addLineToPoint(kSide, 0), s.addLineToPoint(kSide, kSide), s.addLineToPoint(0, kSide);
+    s.fillPath();
+  };
+  ImageRef held;
+  for (int round = 0; round < 4; ++round) {
+    {
+      DrawingSurface s = begin();
+      const ImageRef fresh = s.getImage();
+      for (Point p : {Point{0.2, 0.2}, Point{50, 50}, Point{99.8, 99.8}})
+        EXPECT_EQ(alphaAt(fresh, p), 0.0) << "round " << round << " at " << p.x;
+    }
+    DrawingSurface s = begin();
+    paintAll(s);
+    if (round == 1) held = s.getImage();  // still in use: its memory must not be handed out
+  }
+  EXPECT_GT(alphaAt(held, {50, 50}), 0.99);
+
+  // An image may outlive the run that drew it.
+  ImageRef survivor;
+  {
+    testing::TestEnvironment run;
+    DrawingSurface s = DrawingSurface::beginImageContext(run, kSide);
+    paintAll(s);
+    survivor = s.getImage();
+  }
+  EXPECT_GT(alphaAt(survivor, {50, 50}), 0.99);
+  survivor.reset();
+}
+
 TEST_F(DrawingSurfaceTest, PngHoldsThePixelsStraightAtTheImageScale) {
   DrawingSurface s = begin(20, 3);
   s.setFillColor(Colour::hsba(0, 1, 1, 0.5));
