@@ -3,6 +3,7 @@
 #include <unicode/localematcher.h>
 #include <unicode/locid.h>
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 
@@ -78,14 +79,19 @@ std::string Bundle::localizedStringForKey(std::string_view key, std::string_view
   return std::string(value.empty() ? key : value);
 }
 
-std::optional<std::filesystem::path> Bundle::pathForPicture(std::string_view name) const {
+std::optional<Bundle::PictureFile> Bundle::pathForPicture(std::string_view name, int scale) const {
+  if (name.ends_with(".png")) name.remove_suffix(4);
   if (name.empty()) return std::nullopt;
+  const std::filesystem::path dir = dir_ / "pictures";
   const std::string base(name);
   std::error_code ec;
-  for (const char* suffix : {".svg", ".png", ""}) {
-    auto candidate = dir_ / "pictures" / (base + suffix);
-    if (std::filesystem::is_regular_file(candidate, ec)) return candidate;
-  }
+  auto found = [&](const std::filesystem::path& file) { return std::filesystem::is_regular_file(file, ec); };
+  std::vector<int> scales{scale};
+  for (int s = scale + 1; s <= kLargestRendition; ++s) scales.push_back(s);
+  for (int s = std::min(scale, kLargestRendition + 1) - 1; s >= 1; --s) scales.push_back(s);
+  for (int s : scales)
+    if (auto file = dir / (base + "@" + std::to_string(s) + "x.png"); found(file)) return PictureFile{file, s};
+  if (auto file = dir / (base + ".png"); found(file)) return PictureFile{file, 1};
   return std::nullopt;
 }
 

@@ -28,9 +28,17 @@ class Bundle {
   // The language whose table is in use ("en" when none matched).
   const std::string& language() const { return language_; }
 
-  // The file of a named picture: "<name>.svg", "<name>.png", or the name as
-  // it stands ("RechargeBkg.png"); nothing when the bundle has no such picture.
-  std::optional<std::filesystem::path> pathForPicture(std::string_view name) const;
+  // A named picture's rendition for a screen scale, as the asset catalogue
+  // holds them: "<name>@<scale>x.png", else the nearest other scale (larger
+  // ones first, which shrink more cleanly), else "<name>.png" at one pixel to
+  // the point. A name that ends in ".png" ("RechargeBkg.png") names the same
+  // renditions. Nothing when the bundle has no such picture.
+  struct PictureFile {
+    std::filesystem::path path;
+    int scale = 1;  // pixels to the point
+  };
+  static constexpr int kLargestRendition = 4;
+  std::optional<PictureFile> pathForPicture(std::string_view name, int scale) const;
 
   const std::filesystem::path& resourcesDir() const { return dir_; }
 

@@ -76,24 +76,6 @@ class PathKeeper {
   cairo_path_t* path_;
 };
 
-// The natural extent of an image's surface in its own units: pixels for a
-// bitmap, points for a recorded picture.
-bool naturalExtent(cairo_surface_t* surface, double& width, double& height) {
-  if (cairo_surface_get_type(surface) == CAIRO_SURFACE_TYPE_IMAGE) {
-    width = cairo_image_surface_get_width(surface);
-    height = cairo_image_surface_get_height(surface);
-    return width > 0 && height > 0;
-  }
-  if (cairo_surface_get_type(surface) == CAIRO_SURFACE_TYPE_RECORDING) {
-    cairo_rectangle_t extents;
-    if (!cairo_recording_surface_get_extents(surface, &extents)) return false;
-    width = extents.width;
-    height = extents.height;
-    return width > 0 && height > 0;
-  }
-  return false;
-}
-
 // Whether a stroke of the path can have joins (whose miters reach beyond half
 // the line width): a subpath that turns a corner between segments, or closes.
 // Arcs come as chains of curves that meet smoothly.
@@ -594,36 +576,33 @@ void DrawingSurface::drawAtPoint(std::string_view text, Point point, const TextA
 }
 
 void DrawingSurface::drawInRect(const Image& image, Rect rect) {
-  double width, height;
-  if (!image.surface() || !naturalExtent(image.surface(), width, height)) return;
-  if (!finite(rect.x, rect.y, rect.width, rect.height) || rect.width <= 0 || rect.height <= 0) return;
-  if (!prepareToPaint()) return;
-  // A rectangle on whole pixels takes the picture's pixels one to one: a
-  // bitmap of that size as it is, a recording played back at that size once
-  // for all the times it is drawn so. Nothing is resampled.
+  cairo_surface_t* picture = image.surface();
+  if (!picture || !finite(rect.x, rect.y, rect.width, rect.height) || rect.width <= 0 || rect.height <= 0) return;
+  const double width = cairo_image_surface_get_width(picture), height = cairo_image_surface_get_height(picture);
+  if (width <= 0 || height <= 0 || !prepareToPaint()) return;
+  // A rectangle on whole pixels that holds the picture's pixels exactly (a
+  // rendition at its natural size, an image of this scale) takes them one to
+  // one, with nothing resampled.
   const Rect pixels{rect.x * scale_, rect.y * scale_, rect.width * scale_, rect.height * scale_};
   auto whole = [](double v) { return std::abs(v - std::round(v)) < 1e-6; };
-  if (whole(pixels.x) && whole(pixels.y) && whole(pixels.width) && whole(pixels.height)) {
-    if (cairo_surface_t* same = image.pixelsOfSize(static_cast<int>(std::lround(pixels.width)),
-                                                   static_cast<int>(std::lround(pixels.height)))) {
-      paintWithShadow(rect, [&](cairo_t* cr) {
-        double x = rect.x, y = rect.y;
-        cairo_user_to_device(cr, &x, &y);
-        cairo_identity_matrix(cr);
-        cairo_set_source_surface(cr, same, std::round(x), std::round(y));
-        cairo_paint(cr);
-      });
-      return;
-    }
+  if (whole(pixels.x) && whole(pixels.y) && whole(pixels.width) && whole(pixels.height) &&
+      image.pixelsOfSize(static_cast<int>(std::lround(pixels.width)), static_cast<int>(std::lround(pixels.height)))) {
+    paintWithShadow(rect, [&](cairo_t* cr) {
+      double x = rect.x, y = rect.y;
+      cairo_user_to_device(cr, &x, &y);
+      cairo_identity_matrix(cr);
+      cairo_set_source_surface(cr, picture, std::round(x), std::round(y));
+      cairo_paint(cr);
+    });
+    return;
   }
   paintWithShadow(rect, [&](cairo_t* cr) {
     cairo_translate(cr, rect.x, rect.y);
     cairo_scale(cr, rect.width / width, rect.height / height);
-    cairo_set_source_surface(cr, image.surface(), 0, 0);
+    cairo_set_source_surface(cr, picture, 0, 0);
     // Bilinear sampling is exact enough down to half size and many times
     // cheaper than the convolution cairo runs for its "good" filter.
-    // (A bitmap's extent is in pixels; the surface's own pixels are points times its scale.)
-    const bool gentle = rect.width * scale_ * 2 >= width && rect.height * scale_ * 2 >= height;
+    const bool gentle = pixels.width * 2 >= width && pixels.height * 2 >= height;
     cairo_pattern_set_filter(cairo_get_source(cr), gentle ? CAIRO_FILTER_BILINEAR : CAIRO_FILTER_GOOD);
     // A clipped paint lets pixman composite the whole scaled picture in one
     // pass, where filling a rectangle goes span by span.

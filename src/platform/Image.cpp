@@ -1,7 +1,6 @@
 #include "platform/Image.h"
 
 #include <cairo.h>
-#include <librsvg/rsvg.h>
 #include <spng.h>
 
 #include <algorithm>
@@ -31,31 +30,22 @@ struct SurfaceRelease {
 };
 using SurfacePtr = std::unique_ptr<cairo_surface_t, SurfaceRelease>;
 
-int pixels(double points, int scale) { return static_cast<int>(std::ceil(points * scale - 1e-9)); }
+constexpr std::uint32_t kLargestPictureSide = 16384;  // pixels; a larger picture is not read
 
-// A picture played back (or a bitmap resampled) into new ARGB pixels of
-// width × height, scaled by (sx, sy).
-SurfacePtr playedBack(cairo_surface_t* surface, int width, int height, double sx, double sy) {
-  SurfacePtr pixels(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height));
-  if (cairo_surface_status(pixels.get()) != CAIRO_STATUS_SUCCESS) return pixels;
-  cairo_t* cr = cairo_create(pixels.get());
-  cairo_scale(cr, sx, sy);
+// The pixels as premultiplied ARGB: as they are, or converted (a PNG
+// picture without alpha comes as RGB).
+SurfacePtr argbPixels(cairo_surface_t* surface) {
+  cairo_surface_flush(surface);
+  if (cairo_image_surface_get_format(surface) == CAIRO_FORMAT_ARGB32)
+    return SurfacePtr(cairo_surface_reference(surface));
+  SurfacePtr argb(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, cairo_image_surface_get_width(surface),
+                                             cairo_image_surface_get_height(surface)));
+  cairo_t* cr = cairo_create(argb.get());
   cairo_set_source_surface(cr, surface, 0, 0);
   cairo_paint(cr);
   cairo_destroy(cr);
-  cairo_surface_flush(pixels.get());
-  return pixels;
-}
-
-// The picture as an image surface of its pixels: an image surface as it is,
-// a recording played back at the image's scale.
-SurfacePtr rasterised(cairo_surface_t* surface, double width, double height, int scale) {
-  if (cairo_surface_get_type(surface) == CAIRO_SURFACE_TYPE_IMAGE &&
-      cairo_image_surface_get_format(surface) == CAIRO_FORMAT_ARGB32) {
-    cairo_surface_flush(surface);
-    return SurfacePtr(cairo_surface_reference(surface));
-  }
-  return playedBack(surface, pixels(width, scale), pixels(height, scale), scale, scale);
+  cairo_surface_flush(argb.get());
+  return argb;
 }
 
 // Un-premultiplies ARGB rows into straight RGBA bytes, one row at a time,
@@ -92,51 +82,51 @@ class StraightRgbaRows {
   std::vector<std::uint8_t> row_;
 };
 
-bool endsWithIgnoringCase(const std::string& text, std::string_view suffix) {
-  if (text.size() < suffix.size()) return false;
-  return std::equal(suffix.begin(), suffix.end(), text.end() - static_cast<std::ptrdiff_t>(suffix.size()),
-                    [](char a, char b) { return std::tolower(static_cast<unsigned char>(a)) == b; });
+// Straight RGBA pixels into cairo's premultiplied ARGB, in place. Artwork is
+// mostly opaque or clear, which pass through unscaled.
+void premultiplyInPlace(std::uint8_t* pixels, std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i) {
+    std::uint8_t* p = pixels + 4 * i;
+    const std::uint32_t a = p[3];
+    std::uint32_t r = p[0], g = p[1], b = p[2];
+    if (a == 0) {
+      r = g = b = 0;
+    } else if (a != 255) {
+      auto scaled = [a](std::uint32_t v) {  // v × a / 255, rounded
+        const std::uint32_t t = v * a + 128;
+        return (t + (t >> 8)) >> 8;
+      };
+      r = scaled(r), g = scaled(g), b = scaled(b);
+    }
+    const std::uint32_t argb = a << 24 | r << 16 | g << 8 | b;
+    std::memcpy(p, &argb, sizeof argb);
+  }
 }
 
-// An SVG picture, recorded as drawn at its natural size (its width and
-// height, else its view box).
-ImageRef svgPicture(const std::filesystem::path& file, std::string_view name, int scale) {
-  GError* error = nullptr;
-  RsvgHandle* handle = rsvg_handle_new_from_file(file.c_str(), &error);
-  if (!handle) {
-    if (error) g_error_free(error);
+// A picture's rendition, read from its PNG file: its size in points is its
+// size in pixels over the rendition's scale.
+ImageRef pngPicture(const std::filesystem::path& file, std::string_view name, int scale) {
+  std::unique_ptr<std::FILE, FileCloser> in(std::fopen(file.c_str(), "rb"));
+  std::unique_ptr<spng_ctx, SpngFree> png(spng_ctx_new(0));
+  if (!in || !png || spng_set_png_file(png.get(), in.get()) != 0) return nullptr;
+  spng_set_image_limits(png.get(), kLargestPictureSide, kLargestPictureSide);
+  spng_ihdr header{};
+  std::size_t bytes = 0;
+  if (spng_get_ihdr(png.get(), &header) != 0 ||
+      spng_decoded_image_size(png.get(), SPNG_FMT_RGBA8, &bytes) != 0)
     return nullptr;
-  }
-  double width = 0, height = 0;
-  if (!rsvg_handle_get_intrinsic_size_in_pixels(handle, &width, &height)) {
-    gboolean hasWidth, hasHeight, hasViewBox;
-    RsvgLength w, h;
-    RsvgRectangle viewBox;
-    rsvg_handle_get_intrinsic_dimensions(handle, &hasWidth, &w, &hasHeight, &h, &hasViewBox, &viewBox);
-    if (hasViewBox) width = viewBox.width, height = viewBox.height;
-  }
-  ImageRef image;
-  if (width > 0 && height > 0) {
-    cairo_rectangle_t extents{0, 0, width, height};
-    SurfacePtr recording(cairo_recording_surface_create(CAIRO_CONTENT_COLOR_ALPHA, &extents));
-    cairo_t* cr = cairo_create(recording.get());
-    const RsvgRectangle viewport{0, 0, width, height};
-    const bool drawn = rsvg_handle_render_document(handle, cr, &viewport, &error);
-    cairo_destroy(cr);
-    if (drawn) image = std::make_shared<const Image>(width, height, scale, recording.get(), std::string(name));
-  }
-  if (error) g_error_free(error);
-  g_object_unref(handle);
-  return image;
-}
-
-// A PNG picture: one point per pixel.
-ImageRef pngPicture(const std::filesystem::path& file, std::string_view name) {
-  SurfacePtr surface(cairo_image_surface_create_from_png(file.c_str()));
-  if (cairo_surface_status(surface.get()) != CAIRO_STATUS_SUCCESS) return nullptr;
-  return std::make_shared<const Image>(cairo_image_surface_get_width(surface.get()),
-                                       cairo_image_surface_get_height(surface.get()), 1, surface.get(),
-                                       std::string(name));
+  const int width = static_cast<int>(header.width), height = static_cast<int>(header.height);
+  SurfacePtr surface(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height));
+  // Rows of four bytes a pixel, back to back: RGBA as decoded, ARGB once premultiplied.
+  if (cairo_surface_status(surface.get()) != CAIRO_STATUS_SUCCESS ||
+      static_cast<std::size_t>(cairo_image_surface_get_stride(surface.get())) * header.height != bytes)
+    return nullptr;
+  std::uint8_t* pixels = cairo_image_surface_get_data(surface.get());
+  if (spng_decode_image(png.get(), pixels, bytes, SPNG_FMT_RGBA8, SPNG_DECODE_TRNS) != 0) return nullptr;
+  premultiplyInPlace(pixels, bytes / 4);
+  cairo_surface_mark_dirty(surface.get());
+  return std::make_shared<const Image>(static_cast<double>(width) / scale, static_cast<double>(height) / scale, scale,
+                                       surface.get(), std::string(name));
 }
 
 }  // namespace
@@ -148,25 +138,14 @@ Image::Image(double widthPoints, double heightPoints, int scale, cairo_surface_t
 
 Image::~Image() {
   if (surface_) cairo_surface_destroy(surface_);
-  if (playedBack_) cairo_surface_destroy(playedBack_);
 }
 
 cairo_surface_t* Image::pixelsOfSize(int width, int height) const {
-  if (!surface_ || width <= 0 || height <= 0) return nullptr;
-  auto ofSize = [width, height](cairo_surface_t* pixels) {
-    return cairo_image_surface_get_width(pixels) == width && cairo_image_surface_get_height(pixels) == height;
-  };
-  if (cairo_surface_get_type(surface_) == CAIRO_SURFACE_TYPE_IMAGE) {
-    cairo_surface_flush(surface_);
-    return ofSize(surface_) ? surface_ : nullptr;
-  }
-  if (playedBack_ && ofSize(playedBack_)) return playedBack_;
-  if (!(width_ > 0 && height_ > 0)) return nullptr;
-  SurfacePtr pixels = playedBack(surface_, width, height, width / width_, height / height_);
-  if (cairo_surface_status(pixels.get()) != CAIRO_STATUS_SUCCESS) return nullptr;
-  if (playedBack_) cairo_surface_destroy(playedBack_);
-  playedBack_ = pixels.release();
-  return playedBack_;
+  if (!surface_) return nullptr;
+  cairo_surface_flush(surface_);
+  return cairo_image_surface_get_width(surface_) == width && cairo_image_surface_get_height(surface_) == height
+             ? surface_
+             : nullptr;
 }
 
 bool Image::writePng(const std::filesystem::path& file, std::string* error) const {
@@ -175,8 +154,8 @@ bool Image::writePng(const std::filesystem::path& file, std::string* error) cons
     return false;
   };
   if (!surface_) return fail("the image has no pixels");
-  SurfacePtr raster = rasterised(surface_, width_, height_, scale_);
-  if (cairo_surface_status(raster.get()) != CAIRO_STATUS_SUCCESS) return fail("the image cannot be rasterised");
+  SurfacePtr raster = argbPixels(surface_);
+  if (cairo_surface_status(raster.get()) != CAIRO_STATUS_SUCCESS) return fail("out of memory");
 
   std::unique_ptr<std::FILE, FileCloser> out(std::fopen(file.c_str(), "wb"));
   if (!out) return fail(std::strerror(errno));
@@ -222,15 +201,14 @@ class PictureCache {
 std::shared_ptr<PictureCache> makePictureCache() { return std::make_shared<PictureCache>(); }
 
 ImageRef imageNamed(const Environment& env, std::string_view name) {
-  const auto file = env.bundle().pathForPicture(name);
-  if (!file) return nullptr;
+  const auto picture = env.bundle().pathForPicture(name, env.scale);
+  if (!picture) return nullptr;
   // Keyed by the file as well as the name: copies of an environment share
   // their cache, and may have other bundles or scales.
-  std::string key = file->string();
-  key.append(1, '\0').append(name).append(1, '\0').append(std::to_string(env.scale));
+  std::string key = picture->path.string();
+  key.append(1, '\0').append(name);
   ImageRef& kept = env.pictures()[key];
-  if (!kept)  // a picture that could not be read is tried again next time
-    kept = endsWithIgnoringCase(file->string(), ".svg") ? svgPicture(*file, name, env.scale) : pngPicture(*file, name);
+  if (!kept) kept = pngPicture(picture->path, name, picture->scale);  // one that could not be read is tried again
   return kept;
 }
 

@@ -15,11 +15,9 @@ struct Environment;
 
 // A finished picture: a size in points, the scale it was drawn at, and its
 // pixels (premultiplied ARGB, width × scale by height × scale). A named
-// picture from the bundle also carries its name; its surface holds the
-// picture as drawn (a cairo recording), so that it stays sharp at any size.
-//
-// Like everything of a run, an image is used by one thread at a time: the
-// pixels a recorded picture was last played back at are kept with it.
+// picture from the bundle also carries its name; its pixels are the
+// rendition for the run's scale. Like everything of a run, an image is used
+// by one thread at a time.
 class Image {
  public:
   // Takes one reference on `surface` (may be null for a picture with no pixels).
@@ -34,11 +32,8 @@ class Image {
   const std::string& name() const { return name_; }
   cairo_surface_t* surface() const { return surface_; }
 
-  // The picture as exactly `width` × `height` pixels, to be copied one to
-  // one: a bitmap of that size as it is, a recording played back at that size
-  // (once: the pixels are kept for the next time the picture is drawn so);
-  // nothing for a bitmap of another size or when memory runs out. Owned by
-  // the image.
+  // The pixels, when there are exactly `width` × `height` of them, to be
+  // copied one to one; otherwise nothing. Owned by the image.
   cairo_surface_t* pixelsOfSize(int width, int height) const;
 
   // Encodes the pixels as PNG (straight alpha). Returns false and fills
@@ -50,13 +45,13 @@ class Image {
   int scale_;
   cairo_surface_t* surface_;
   std::string name_;
-  mutable cairo_surface_t* playedBack_ = nullptr;  // the recording at the size last asked for
 };
 
-// `UIImage imageNamed:`: the bundle's picture of that name at its natural
-// size in points, or nothing when the bundle has no such picture or it cannot
-// be read. As on the platform, a picture is read once and kept for the rest
-// of the run (`Environment::pictures`).
+// `UIImage imageNamed:`: the bundle's picture of that name, its rendition
+// for the run's scale (`Bundle::pathForPicture`) at its natural size in
+// points, or nothing when the bundle has no such picture or it cannot be
+// read. As on the platform, a picture is read once and kept for the rest of
+// the run (`Environment::pictures`).
 ImageRef imageNamed(const Environment& env, std::string_view name);
 
 // The pictures a run has read, by file, name and scale.

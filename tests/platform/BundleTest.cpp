@@ -51,5 +51,38 @@ TEST_F(BundleTest, PicksTheTableOfTheBestPreferredLanguage) {
   }
 }
 
+TEST_F(BundleTest, PicksThePictureRenditionForTheScale) {
+  struct {
+    const char* name;
+    std::vector<const char*> files;  // in pictures/
+    const char* asked;
+    int scale;
+    const char* file;  // "" for none
+    int fileScale;
+  } cases[] = {
+      {"theScaleItself", {"Dial@1x.png", "Dial@2x.png", "Dial@3x.png"}, "Dial", 2, "Dial@2x.png", 2},
+      {"aNamePngNamesTheSameRenditions", {"Dial@3x.png"}, "Dial.png", 3, "Dial@3x.png", 3},
+      {"largerBeforeSmaller", {"Dial@1x.png", "Dial@4x.png"}, "Dial", 3, "Dial@4x.png", 4},
+      {"smallerWhenNoLarger", {"Dial@1x.png", "Dial@2x.png"}, "Dial", 4, "Dial@2x.png", 2},
+      {"aPlainPngIsOnePixelToThePoint", {"Dial.png"}, "Dial", 3, "Dial.png", 1},
+      {"renditionsBeforeThePlainPng", {"Dial.png", "Dial@1x.png"}, "Dial", 3, "Dial@1x.png", 1},
+      {"otherPicturesDoNotCount", {"Dials@3x.png", "Dial@3x.svg"}, "Dial", 3, "", 0},
+      {"noName", {"@3x.png"}, "", 3, "", 0},
+  };
+  for (const auto& c : cases) {
+    testing::TempDir dir;
+    std::filesystem::create_directories(dir.path() / "pictures");
+    for (const char* file : c.files) testing::writeBytes(dir.path() / "pictures" / file, {});
+    const auto found = Bundle(dir.path(), {"en"}).pathForPicture(c.asked, c.scale);
+    if (*c.file == '\0') {
+      EXPECT_FALSE(found) << c.name;
+      continue;
+    }
+    ASSERT_TRUE(found) << c.name;
+    EXPECT_EQ(found->path.filename(), c.file) << c.name;
+    EXPECT_EQ(found->scale, c.fileScale) << c.name;
+  }
+}
+
 }  // namespace
 }  // namespace velmora
