@@ -47,6 +47,12 @@ class DrawingSurfaceTest : public ::testing::Test {
     return DrawingSurface::beginImageContext(env, side, scale);
   }
   double alphaAt(const ImageRef& image, Point p) { return pixelAt(*image, p.x, p.y).alpha; }
+  static void fillRect(DrawingSurface& s, Rect r, const Colour& colour) {
+    s.setFillColor(colour);
+    s.moveToPoint(r.x, r.y), s.addLineToPoint(r.x + r.width, r.y);
+    s.addLineToPoint(r.x + r.width, r.y + r.height), s.addLineToPoint(r.x, r.y + r.height);
+    s.fillPath();
+  }
 
   testing::TestEnvironment env;
 };
@@ -205,10 +211,7 @@ TEST_P(ShadowDirectionTest, FallsWhereItsOffsetSaysWithPositiveHeightDownward) {
   const ShadowCase& c = GetParam();
   DrawingSurface s = begin();
   s.setShadowWithColor(c.offset, 0, Colour::blackColor());
-  s.setFillColor(Colour::whiteColor());
-  s.moveToPoint(30, 30);
-  s.addLineToPoint(70, 30), s.addLineToPoint(70, 70), s.addLineToPoint(30, 70);
-  s.fillPath();
+  fillRect(s, {30, 30, 40, 40}, Colour::whiteColor());
   const ImageRef image = s.getImage();
   const Pixel shadow = pixelAt(*image, c.shadowed.x, c.shadowed.y);
   EXPECT_EQ(shadow.alpha, 1.0);
@@ -226,10 +229,7 @@ INSTANTIATE_TEST_SUITE_P(Offsets, ShadowDirectionTest,
 TEST_F(DrawingSurfaceTest, ShadowFadesWithItsBlurAndStopsWithinItsReach) {
   DrawingSurface s = begin(kSide, 3);
   s.setShadow({0, 0}, 8);  // the default colour: black at one third
-  s.setFillColor(Colour::whiteColor());
-  s.moveToPoint(30, 0);
-  s.addLineToPoint(70, 0), s.addLineToPoint(70, 100), s.addLineToPoint(30, 100);
-  s.fillPath();
+  fillRect(s, {30, 0, 40, 100}, Colour::whiteColor());
   const ImageRef image = s.getImage();
   // Left of the band: the shadow's alpha falls off with the distance from the edge.
   double previous = 1.0;
@@ -248,10 +248,7 @@ TEST_F(DrawingSurfaceTest, ShadowShowsThroughTranslucentPaintOnly) {
   for (double alpha : {1.0, 0.5}) {
     DrawingSurface s = begin();
     s.setShadowWithColor({0, 0}, 0, Colour::blackColor());
-    s.setFillColor(Colour::whiteColor().colorWithAlphaComponent(alpha));
-    s.moveToPoint(30, 30);
-    s.addLineToPoint(70, 30), s.addLineToPoint(70, 70), s.addLineToPoint(30, 70);
-    s.fillPath();
+    fillRect(s, {30, 30, 40, 40}, Colour::whiteColor().colorWithAlphaComponent(alpha));
     // Black at alpha × 1 under white at alpha.
     const Pixel p = pixelAt(*s.getImage(), 50, 50);
     EXPECT_NEAR(p.alpha, alpha + (1 - alpha) * alpha, 0.01);
@@ -316,33 +313,27 @@ TEST_F(DrawingSurfaceTest, TextMeasuresByFontAndCentresOnAPoint) {
 
 // --- pictures and images ---------------------------------------------------
 
-TEST_F(DrawingSurfaceTest, NamedPicturesCarryTheirNameAndNaturalSize) {
+TEST_F(DrawingSurfaceTest, ANamedPictureIsItsRenditionForTheRunScaleReadOncePerRun) {
   const ImageRef icon = imageNamed(env, "SpO2Icon");
   ASSERT_TRUE(icon);
   EXPECT_EQ(icon->name(), "SpO2Icon");
   EXPECT_EQ(icon->width(), 46);
   EXPECT_EQ(icon->height(), 46);
   EXPECT_EQ(icon->scale(), env.scale);
+  EXPECT_EQ(cairo_image_surface_get_width(icon->surface()), 46 * env.scale);
   for (const char* name :
        {"WidgetWait", "RechargeBkg.png", "RespIcon", "InBedIcon", "WristTempIcon", "FuelIcon", "Readiperson"})
     EXPECT_TRUE(imageNamed(env, name)) << name;
   EXPECT_FALSE(imageNamed(env, "NoSuchPicture"));
-}
 
-TEST_F(DrawingSurfaceTest, ANamedPictureIsWrittenAtTheRunScale) {
-  const ImageRef placeholder = imageNamed(env, "WidgetWait");
-  ASSERT_TRUE(placeholder);
-  const auto file = env.prefsDir.parent_path() / "wait.png";
-  std::string error;
-  ASSERT_TRUE(placeholder->writePng(file, &error)) << error;
-  std::ifstream in(file, std::ios::binary);
-  const std::vector<char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  spng_ctx* png = spng_ctx_new(0);
-  spng_set_png_buffer(png, bytes.data(), bytes.size());
-  spng_ihdr header{};
-  EXPECT_EQ(spng_get_ihdr(png, &header), 0);
-  spng_ctx_free(png);
-  EXPECT_EQ(header.width, static_cast<std::uint32_t>(placeholder->width() * env.scale));
+  EXPECT_EQ(imageNamed(env, "SpO2Icon"), icon) << "read once";
+  Environment copy = env;  // shares what the run has read so far
+  copy.scale = 2;
+  const ImageRef atTwo = imageNamed(copy, "SpO2Icon");
+  ASSERT_TRUE(atTwo);
+  EXPECT_EQ(atTwo->scale(), 2);
+  EXPECT_EQ(atTwo->width(), 46);
+  EXPECT_EQ(cairo_image_surface_get_width(atTwo->surface()), 92);
 }
 
 TEST_F(DrawingSurfaceTest, APictureIsDrawnScaledIntoItsRectangleAndAMissingOneDrawsNothing) {
@@ -390,12 +381,7 @@ TEST_F(DrawingSurfaceTest, APictureReadsBackThePixelsItWasWrittenWith) {
   } patches[] = {{{0, 0, 5, 5}, Colour::hsba(0.0, 1, 1)},
                  {{5, 0, 5, 5}, Colour::hsba(0.33, 0.8, 0.6, 0.5)},
                  {{0, 5, 5, 5}, Colour::hsba(0.6, 0.5, 0.9, 0.2)}};  // and one corner left clear
-  for (const auto& p : patches) {
-    s.setFillColor(p.colour);
-    s.moveToPoint(p.area.x, p.area.y), s.addLineToPoint(p.area.x + p.area.width, p.area.y);
-    s.addLineToPoint(p.area.x + p.area.width, p.area.y + p.area.height), s.addLineToPoint(p.area.x, p.area.y + p.area.height);
-    s.fillPath();
-  }
+  for (const auto& p : patches) fillRect(s, p.area, p.colour);
   const ImageRef written = s.getImage();
   testing::TempDir bundle;
   std::filesystem::create_directories(bundle.path() / "pictures");
@@ -416,17 +402,6 @@ TEST_F(DrawingSurfaceTest, APictureReadsBackThePixelsItWasWrittenWith) {
     EXPECT_NEAR(got.green, want.green, 3.0 / 255) << at.x << "," << at.y;
     EXPECT_NEAR(got.blue, want.blue, 3.0 / 255) << at.x << "," << at.y;
   }
-}
-
-TEST_F(DrawingSurfaceTest, APictureIsReadOncePerRunAndScale) {
-  const ImageRef first = imageNamed(env, "SpO2Icon");
-  EXPECT_EQ(imageNamed(env, "SpO2Icon"), first);
-  Environment copy = env;  // shares what the run has read so far
-  copy.scale = 2;
-  const ImageRef atTwo = imageNamed(copy, "SpO2Icon");
-  ASSERT_TRUE(atTwo);
-  EXPECT_EQ(atTwo->scale(), 2);
-  EXPECT_EQ(imageNamed(env, "SpO2Icon")->scale(), env.scale);
 }
 
 TEST_F(DrawingSurfaceTest, SurfacesAreSquareAtTheirScale) {
@@ -470,11 +445,7 @@ TEST_F(DrawingSurfaceTest, AnImageKeepsWhatTheSurfaceHeldWhenItWasTaken) {
 }
 
 TEST_F(DrawingSurfaceTest, ANewSurfaceIsClearThoughItMayReuseTheMemoryOfAnImageLetGo) {
-  auto paintAll = [](DrawingSurface& s) {
-    s.setFillColor(Colour::whiteColor());
-    s.moveToPoint(0, 0), s.addLineToPoint(kSide, 0), s.addLineToPoint(kSide, kSide), s.addLineToPoint(0, kSide);
-    s.fillPath();
-  };
+  auto paintAll = [](DrawingSurface& s) { fillRect(s, {0, 0, kSide, kSide}, Colour::whiteColor()); };
   ImageRef held;
   for (int round = 0; round < 4; ++round) {
     {
@@ -503,9 +474,7 @@ TEST_F(DrawingSurfaceTest, ANewSurfaceIsClearThoughItMayReuseTheMemoryOfAnImageL
 
 TEST_F(DrawingSurfaceTest, PngHoldsThePixelsStraightAtTheImageScale) {
   DrawingSurface s = begin(20, 3);
-  s.setFillColor(Colour::hsba(0, 1, 1, 0.5));
-  s.moveToPoint(0, 0), s.addLineToPoint(20, 0), s.addLineToPoint(20, 10), s.addLineToPoint(0, 10);
-  s.fillPath();
+  fillRect(s, {0, 0, 20, 10}, Colour::hsba(0, 1, 1, 0.5));
   const auto file = env.prefsDir.parent_path() / "image.png";
   std::string error;
   ASSERT_TRUE(s.getImage()->writePng(file, &error)) << error;
