@@ -10,6 +10,7 @@ namespace {
 using velmora::testing::isoDate;
 using velmora::testing::TempDir;
 
+using Options = GlobalOptions;
 using Variables = std::map<std::string, std::string, std::less<>>;
 
 // A process with the given variables, a fixed clock, and Europe/Paris as the system's zone.
@@ -23,6 +24,14 @@ ProcessContext processWith(Variables variables, std::vector<std::string>* warnin
   return process;
 }
 
+// Options with one of them given.
+template <typename T, typename Given>
+GlobalOptions given(std::optional<T> GlobalOptions::*option, Given value) {
+  GlobalOptions options;
+  options.*option = value;
+  return options;
+}
+
 // What one part of the environment came out as.
 std::string prefsDir(const Environment& env) { return env.prefsDir.string(); }
 std::string timeZone(const Environment& env) { return env.timeZone; }
@@ -33,66 +42,54 @@ std::string languages(const Environment& env) {
   return list;
 }
 
-struct PrecedenceCase {
-  const char* name;
-  void (*set)(GlobalOptions& options);
-  Variables variables;
-  std::string (*part)(const Environment& env);
-  const char* expected;
-};
-
-class Precedence : public ::testing::TestWithParam<PrecedenceCase> {};
-
-TEST_P(Precedence, OptionFirstThenTheVariablesThenTheDefault) {
-  const PrecedenceCase& c = GetParam();
-  GlobalOptions options;
-  if (c.set) c.set(options);
-  Variables variables = c.variables;
-  variables.emplace("HOME", "/home/ada");
-  EXPECT_EQ(c.part(makeEnvironment(options, processWith(variables))), c.expected);
+// Each part of the environment comes from its option first, then the variables, then the default. An option
+// that cannot be understood is a usage error that names it.
+TEST(RunEnvironment, OptionFirstThenTheVariablesThenTheDefault) {
+  const struct {
+    const char* name;
+    GlobalOptions options;
+    Variables variables;
+    std::string (*part)(const Environment& env);
+    const char* expected;
+  } cases[] = {
+      {"prefs option", given(&Options::prefs, "/opt/p"), {{"VELMORA_PREFS", "/v"}}, prefsDir, "/opt/p"},
+      {"VELMORA_PREFS", {}, {{"VELMORA_PREFS", "/v"}, {"XDG_CONFIG_HOME", "/x"}}, prefsDir, "/v"},
+      {"XDG_CONFIG_HOME", {}, {{"XDG_CONFIG_HOME", "/x"}}, prefsDir, "/x/velmora"},
+      {"relative XDG_CONFIG_HOME ignored", {}, {{"XDG_CONFIG_HOME", "x"}}, prefsDir, "/home/ada/.config/velmora"},
+      {"empty is unset", {}, {{"VELMORA_PREFS", ""}}, prefsDir, "/home/ada/.config/velmora"},
+      {"no locale", {}, {}, locale, "en_US"},
+      {"LANG with codeset", {}, {{"LANG", "de_DE.UTF-8"}}, locale, "de_DE"},
+      {"LC_TIME beats LANG", {}, {{"LANG", "de_DE"}, {"LC_TIME", "fr_FR.UTF-8"}}, locale, "fr_FR"},
+      {"LC_ALL beats all", {}, {{"LC_ALL", "ko_KR.UTF-8"}, {"LC_TIME", "fr_FR"}}, locale, "ko_KR"},
+      {"POSIX is English", {}, {{"LC_ALL", "C.UTF-8"}, {"LANG", "de_DE"}}, locale, "en_US"},
+      {"locale option", given(&Options::locale, "en_GB@hours=h23"), {{"LC_ALL", "de_DE"}}, locale, "en_GB@hours=h23"},
+      {"languages of the locale", {}, {{"LANG", "de_DE.UTF-8"}}, languages, "de-DE"},
+      {"LANGUAGE", {}, {{"LANG", "de_DE"}, {"LANGUAGE", "ko_KR:en::de"}}, languages, "ko-KR,en,de"},
+      {"languages option", given(&Options::languages, " ko , en_GB "), {{"LANGUAGE", "de"}}, languages, "ko,en-GB"},
+      {"zone option", given(&Options::timeZone, "Asia/Seoul"), {{"TZ", "Europe/Berlin"}}, timeZone, "Asia/Seoul"},
+      {"TZ name", {}, {{"TZ", ":Europe/Berlin"}}, timeZone, "Europe/Berlin"},
+      {"TZ as a zone file", {}, {{"TZ", "/usr/share/zoneinfo/Asia/Tokyo"}}, timeZone, "Asia/Tokyo"},
+      {"empty TZ is UTC", {}, {{"TZ", ""}}, timeZone, "UTC"},
+      {"no TZ is the system zone", {}, {}, timeZone, "Europe/Paris"},
+      {"bad now", given(&Options::now, "2025-01-06 22:30"), {}, timeZone, "--now"},
+      {"bad zone", given(&Options::timeZone, "Mars/Olympus_Mons"), {}, timeZone, "--tz"},
+      {"bad locale", given(&Options::locale, "qq_ZZ"), {}, locale, "--locale"},
+      {"no languages", given(&Options::languages, " , "), {}, languages, "--languages"},
+      {"bad scale", given(&Options::scale, 5), {}, timeZone, "--scale"},
+      {"bad resources", given(&Options::resources, "/nonexistent"), {}, prefsDir, "--resources"},
+  };
+  for (const auto& c : cases) {
+    Variables variables = c.variables;
+    variables.emplace("HOME", "/home/ada");
+    std::string got;
+    try {
+      got = c.part(makeEnvironment(c.options, processWith(variables)));
+    } catch (const UsageError& error) {
+      got = std::string(error.what()).substr(0, std::string_view(error.what()).find(':'));  // the option named
+    }
+    EXPECT_EQ(got, c.expected) << c.name;
+  }
 }
-
-constexpr auto kNoOption = nullptr;
-
-INSTANTIATE_TEST_SUITE_P(
-    Environment, Precedence,
-    ::testing::Values(
-        PrecedenceCase{
-            "prefsOption", [](GlobalOptions& o) { o.prefs = "/opt/p"; }, {{"VELMORA_PREFS", "/v"}}, prefsDir, "/opt/p"},
-        PrecedenceCase{"velmoraPrefs", kNoOption, {{"VELMORA_PREFS", "/v"}, {"XDG_CONFIG_HOME", "/x"}}, prefsDir, "/v"},
-        PrecedenceCase{"xdgConfigHome", kNoOption, {{"XDG_CONFIG_HOME", "/x"}}, prefsDir, "/x/velmora"},
-        PrecedenceCase{
-            "relativeXdgIgnored", kNoOption, {{"XDG_CONFIG_HOME", "x"}}, prefsDir, "/home/ada/.config/velmora"},
-        PrecedenceCase{"emptyIsUnset", kNoOption, {{"VELMORA_PREFS", ""}}, prefsDir, "/home/ada/.config/velmora"},
-        PrecedenceCase{"noLocale", kNoOption, {}, locale, "en_US"},
-        PrecedenceCase{"langWithCodeset", kNoOption, {{"LANG", "de_DE.UTF-8"}}, locale, "de_DE"},
-        PrecedenceCase{"lcTimeBeatsLang", kNoOption, {{"LANG", "de_DE"}, {"LC_TIME", "fr_FR.UTF-8"}}, locale, "fr_FR"},
-        PrecedenceCase{"lcAllBeatsAll", kNoOption, {{"LC_ALL", "ko_KR.UTF-8"}, {"LC_TIME", "fr_FR"}}, locale, "ko_KR"},
-        PrecedenceCase{"posixIsEnglish", kNoOption, {{"LC_ALL", "C.UTF-8"}, {"LANG", "de_DE"}}, locale, "en_US"},
-        PrecedenceCase{"modifierDropped", kNoOption, {{"LANG", "sr_RS.UTF-8@latin"}}, locale, "sr_RS"},
-        PrecedenceCase{"localeOption",
-                       [](GlobalOptions& o) { o.locale = "en_GB@hours=h23"; },
-                       {{"LC_ALL", "de_DE"}},
-                       locale,
-                       "en_GB@hours=h23"},
-        PrecedenceCase{"languagesOfTheLocale", kNoOption, {{"LANG", "de_DE.UTF-8"}}, languages, "de-DE"},
-        PrecedenceCase{
-            "languageVariable", kNoOption, {{"LANG", "de_DE"}, {"LANGUAGE", "ko_KR:en::de"}}, languages, "ko-KR,en,de"},
-        PrecedenceCase{"languagesOption",
-                       [](GlobalOptions& o) { o.languages = " ko , en_GB "; },
-                       {{"LANGUAGE", "de"}},
-                       languages,
-                       "ko,en-GB"},
-        PrecedenceCase{"zoneOption",
-                       [](GlobalOptions& o) { o.timeZone = "Asia/Seoul"; },
-                       {{"TZ", "Europe/Berlin"}},
-                       timeZone,
-                       "Asia/Seoul"},
-        PrecedenceCase{"tzName", kNoOption, {{"TZ", ":Europe/Berlin"}}, timeZone, "Europe/Berlin"},
-        PrecedenceCase{"tzAsZoneFile", kNoOption, {{"TZ", "/usr/share/zoneinfo/Asia/Tokyo"}}, timeZone, "Asia/Tokyo"},
-        PrecedenceCase{"emptyTzIsUtc", kNoOption, {{"TZ", ""}}, timeZone, "UTC"},
-        PrecedenceCase{"noTzIsTheSystemZone", kNoOption, {}, timeZone, "Europe/Paris"}),
-    [](const auto& param) { return std::string(param.param.name); });
 
 TEST(RunEnvironment, APosixTzRuleFallsBackOnTheSystemZoneWithAWarning) {
   std::vector<std::string> warnings;
@@ -112,36 +109,6 @@ TEST(RunEnvironment, ResourcesAreTheSourceTreesWhenItExists) {
   process.sourceResources = source.path();
   EXPECT_EQ(makeEnvironment({}, process).resourcesDir, source.path());
 }
-
-struct BadOptionCase {
-  const char* name;
-  void (*set)(GlobalOptions& options);
-  const char* message;
-};
-
-class BadOptions : public ::testing::TestWithParam<BadOptionCase> {};
-
-TEST_P(BadOptions, AreUsageErrorsNamingTheOption) {
-  GlobalOptions options;
-  GetParam().set(options);
-  try {
-    makeEnvironment(options, processWith({{"HOME", "/h"}}));
-    FAIL() << "accepted";
-  } catch (const UsageError& error) {
-    EXPECT_NE(std::string(error.what()).find(GetParam().message), std::string::npos) << error.what();
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Options, BadOptions,
-    ::testing::Values(BadOptionCase{"now", [](GlobalOptions& o) { o.now = "2025-01-06 22:30"; }, "--now"},
-                      BadOptionCase{"zone", [](GlobalOptions& o) { o.timeZone = "Mars/Olympus_Mons"; }, "--tz"},
-                      BadOptionCase{"locale", [](GlobalOptions& o) { o.locale = "qq_ZZ"; }, "--locale"},
-                      BadOptionCase{"languages", [](GlobalOptions& o) { o.languages = " , "; }, "--languages"},
-                      BadOptionCase{"scale", [](GlobalOptions& o) { o.scale = 5; }, "--scale"},
-                      BadOptionCase{"resources", [](GlobalOptions& o) { o.resources = "/nonexistent"; },
-                                    "--resources"}),
-    [](const auto& param) { return std::string(param.param.name); });
 
 }  // namespace
 }  // namespace velmora::host

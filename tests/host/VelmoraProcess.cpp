@@ -3,10 +3,8 @@
 #include <sys/wait.h>
 
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 
-#include "support/TestEnvironment.h"
+#include "host/Files.h"
 
 namespace velmora::testing {
 
@@ -20,14 +18,15 @@ std::string shellQuoted(const std::string& text) {
 
 }  // namespace
 
-ProcessResult runVelmora(const std::vector<std::string>& args, const std::filesystem::path& home,
-                         const std::string& input) {
+ProcessResult ProgramTest::velmora(const std::vector<std::string>& args, const std::string& input) const {
   TempDir io;
-  std::ofstream(io.path() / "in", std::ios::binary) << input;
-  std::string command =
-      "env -i HOME=" + shellQuoted(home.string()) + " TZ=Europe/Berlin LANG=C " + shellQuoted(VELMORA_TEST_BINARY);
+  const auto in = io.path() / "in", err = io.path() / "err";
+  host::writeFile(in, input);
+  std::string command = "env -i HOME=" + shellQuoted(home().string()) + " TZ=Europe/Berlin LANG=C " +
+                        shellQuoted(VELMORA_TEST_BINARY) + " --prefs " + shellQuoted(prefs().string()) +
+                        " --now 2025-01-06T15:00:00+01:00 --resources " + shellQuoted(VELMORA_TEST_RESOURCES);
   for (const std::string& arg : args) command += " " + shellQuoted(arg);
-  command += " <" + shellQuoted((io.path() / "in").string()) + " 2>" + shellQuoted((io.path() / "err").string());
+  command += " <" + shellQuoted(in.string()) + " 2>" + shellQuoted(err.string());
 
   ProcessResult result;
   FILE* pipe = ::popen(command.c_str(), "r");
@@ -36,21 +35,13 @@ ProcessResult runVelmora(const std::vector<std::string>& args, const std::filesy
   for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) result.out.append(buffer, n);
   const int wait = ::pclose(pipe);
   result.status = WIFEXITED(wait) ? WEXITSTATUS(wait) : -1;
-  std::ifstream err(io.path() / "err", std::ios::binary);
-  result.err.assign(std::istreambuf_iterator<char>(err), {});
+  result.err = host::readFile(err);
   return result;
-}
-
-ProcessResult ProgramTest::velmora(const std::vector<std::string>& args, const std::string& input) const {
-  std::vector<std::string> all{"--prefs",     prefs().string(),      "--now", "2025-01-06T15:00:00+01:00",
-                               "--resources", VELMORA_TEST_RESOURCES};
-  all.insert(all.end(), args.begin(), args.end());
-  return runVelmora(all, home_.path(), input);
 }
 
 std::filesystem::path ProgramTest::file(const std::string& name, const std::string& contents) const {
   const auto path = home_.path() / name;
-  std::ofstream(path, std::ios::binary) << contents;
+  host::writeFile(path, contents);
   return path;
 }
 

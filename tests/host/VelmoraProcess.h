@@ -16,12 +16,8 @@ struct ProcessResult {
   std::string out, err;
 };
 
-// Runs the built program with only HOME=`home`, TZ=Europe/Berlin and LANG=C
-// in its environment and `input` on standard input.
-ProcessResult runVelmora(const std::vector<std::string>& args, const std::filesystem::path& home,
-                         const std::string& input = {});
-
-// Tests that run the program on their own preferences, at a fixed instant.
+// Tests that run the built program on their own preferences, at a fixed instant, with only HOME,
+// TZ=Europe/Berlin and LANG=C in its environment.
 class ProgramTest : public ::testing::Test {
  protected:
   ProcessResult velmora(const std::vector<std::string>& args, const std::string& input = {}) const;
