@@ -374,13 +374,14 @@ TEST_F(DrawingSurfaceTest, APictureAtItsNaturalSizeOnWholePixelsIsItsRenditionEx
 }
 
 TEST_F(DrawingSurfaceTest, APictureReadsBackThePixelsItWasWrittenWith) {
-  DrawingSurface s = begin(10, 2);
+  // 21 pixels square: the last pixel is read on its own, past the pixels read four at a time.
+  DrawingSurface s = begin(10.5, 2);
   const struct {
     Rect area;
     Colour colour;
-  } patches[] = {{{0, 0, 5, 5}, Colour::hsba(0.0, 1, 1)},
-                 {{5, 0, 5, 5}, Colour::hsba(0.33, 0.8, 0.6, 0.5)},
-                 {{0, 5, 5, 5}, Colour::hsba(0.6, 0.5, 0.9, 0.2)}};  // and one corner left clear
+  } patches[] = {{{5, 0, 5.5, 5}, Colour::hsba(0.0, 1, 1)},
+                 {{0, 5, 5, 5.5}, Colour::hsba(0.33, 0.8, 0.6, 0.5)},
+                 {{5, 5, 5.5, 5.5}, Colour::hsba(0.6, 0.5, 0.9, 0.2)}};  // and one corner left clear
   for (const auto& p : patches) fillRect(s, p.area, p.colour);
   const ImageRef written = s.getImage();
   testing::TempDir bundle;
@@ -393,9 +394,9 @@ TEST_F(DrawingSurfaceTest, APictureReadsBackThePixelsItWasWrittenWith) {
   run.scale = 2;
   const ImageRef read = imageNamed(run, "Patches");
   ASSERT_TRUE(read);
-  EXPECT_EQ(read->width(), 10);
+  EXPECT_EQ(read->width(), 10.5);
   EXPECT_EQ(read->scale(), 2);
-  for (Point at : {Point{2, 2}, Point{7, 2}, Point{2, 7}, Point{7, 7}}) {
+  for (Point at : {Point{2, 2}, Point{7, 2}, Point{2, 7}, Point{7, 7}, Point{10.3, 10.3}}) {
     const Pixel want = pixelAt(*written, at.x, at.y), got = pixelAt(*read, at.x, at.y);
     EXPECT_NEAR(got.alpha, want.alpha, 1.5 / 255) << at.x << "," << at.y;
     EXPECT_NEAR(got.red, want.red, 3.0 / 255) << at.x << "," << at.y;
