@@ -143,8 +143,7 @@ ImageRef pngPicture(const std::filesystem::path& file, std::string_view name, in
   spng_set_image_limits(png.get(), kLargestPictureSide, kLargestPictureSide);
   spng_ihdr header{};
   std::size_t bytes = 0;
-  if (spng_get_ihdr(png.get(), &header) != 0 ||
-      spng_decoded_image_size(png.get(), SPNG_FMT_RGBA8, &bytes) != 0)
+  if (spng_get_ihdr(png.get(), &header) != 0 || spng_decoded_image_size(png.get(), SPNG_FMT_RGBA8, &bytes) != 0)
     return nullptr;
   const int width = static_cast<int>(header.width), height = static_cast<int>(header.height);
   SurfacePtr surface(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height));
