@@ -584,9 +584,9 @@ void DrawingSurface::drawInRect(const Image& image, Rect rect) {
   // rendition at its natural size, an image of this scale) takes them one to
   // one, with nothing resampled.
   const Rect pixels{rect.x * scale_, rect.y * scale_, rect.width * scale_, rect.height * scale_};
-  auto whole = [](double v) { return std::abs(v - std::round(v)) < 1e-6; };
-  if (whole(pixels.x) && whole(pixels.y) && whole(pixels.width) && whole(pixels.height) &&
-      image.pixelsOfSize(static_cast<int>(std::lround(pixels.width)), static_cast<int>(std::lround(pixels.height)))) {
+  auto near = [](double v, double to) { return std::abs(v - to) < 1e-6; };
+  if (near(pixels.x, std::round(pixels.x)) && near(pixels.y, std::round(pixels.y)) && near(pixels.width, width) &&
+      near(pixels.height, height)) {
     paintWithShadow(rect, [&](cairo_t* cr) {
       double x = rect.x, y = rect.y;
       cairo_user_to_device(cr, &x, &y);

@@ -170,14 +170,6 @@ Image::~Image() {
   if (surface_) cairo_surface_destroy(surface_);
 }
 
-cairo_surface_t* Image::pixelsOfSize(int width, int height) const {
-  if (!surface_) return nullptr;
-  cairo_surface_flush(surface_);
-  return cairo_image_surface_get_width(surface_) == width && cairo_image_surface_get_height(surface_) == height
-             ? surface_
-             : nullptr;
-}
-
 bool Image::writePng(const std::filesystem::path& file, std::string* error) const {
   auto fail = [&](std::string message) {
     if (error) *error = file.string() + ": " + std::move(message);

@@ -32,10 +32,6 @@ class Image {
   const std::string& name() const { return name_; }
   cairo_surface_t* surface() const { return surface_; }
 
-  // The pixels, when there are exactly `width` × `height` of them, to be
-  // copied one to one; otherwise nothing. Owned by the image.
-  cairo_surface_t* pixelsOfSize(int width, int height) const;
-
   // Encodes the pixels as PNG (straight alpha). Returns false and fills
   // `error` when the file cannot be written.
   bool writePng(const std::filesystem::path& file, std::string* error) const;
