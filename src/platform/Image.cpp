@@ -223,14 +223,17 @@ class PictureCache {
 std::shared_ptr<PictureCache> makePictureCache() { return std::make_shared<PictureCache>(); }
 
 ImageRef imageNamed(const Environment& env, std::string_view name) {
-  const auto picture = env.bundle().pathForPicture(name, env.scale);
-  if (!picture) return nullptr;
-  // Keyed by the file as well as the name: copies of an environment share
-  // their cache, and may have other bundles or scales.
-  std::string key = picture->path.string();
-  key.append(1, '\0').append(name);
+  // Kept by bundle, name and scale, and looked up before the files are:
+  // copies of an environment share their cache, and may have other bundles
+  // or scales.
+  const Bundle& bundle = env.bundle();
+  std::string key = bundle.resourcesDir().string();
+  key.append(1, '\0').append(name).append(1, '\0').append(std::to_string(env.scale));
   ImageRef& kept = env.pictures()[key];
-  if (!kept) kept = pngPicture(picture->path, name, picture->scale);  // one that could not be read is tried again
+  if (kept) return kept;
+  // A picture that is missing or could not be read is looked for again next time.
+  if (const auto picture = bundle.pathForPicture(name, env.scale))
+    kept = pngPicture(picture->path, name, picture->scale);
   return kept;
 }
 

@@ -50,7 +50,7 @@ class Image {
 // the run (`Environment::pictures`).
 ImageRef imageNamed(const Environment& env, std::string_view name);
 
-// The pictures a run has read, by file, name and scale.
+// The pictures a run has read, by bundle, name and scale.
 class PictureCache;
 std::shared_ptr<PictureCache> makePictureCache();
 
