@@ -88,7 +88,7 @@ std::optional<Bundle::PictureFile> Bundle::pathForPicture(std::string_view name,
   auto found = [&](const std::filesystem::path& file) { return std::filesystem::is_regular_file(file, ec); };
   std::vector<int> scales{scale};
   for (int s = scale + 1; s <= kLargestRendition; ++s) scales.push_back(s);
-  for (int s = std::min(scale, kLargestRendition + 1) - 1; s >= 1; --s) scales.push_back(s);
+  for (int s = std::min(scale - 1, kLargestRendition); s >= 1; --s) scales.push_back(s);
   for (int s : scales)
     if (auto file = dir / (base + "@" + std::to_string(s) + "x.png"); found(file)) return PictureFile{file, s};
   if (auto file = dir / (base + ".png"); found(file)) return PictureFile{file, 1};

@@ -36,22 +36,6 @@ using SurfacePtr = std::unique_ptr<cairo_surface_t, SurfaceRelease>;
 
 constexpr std::uint32_t kLargestPictureSide = 16384;  // pixels; a larger picture is not read
 
-// The pixels as premultiplied ARGB: as they are, or converted (a PNG
-// picture without alpha comes as RGB).
-SurfacePtr argbPixels(cairo_surface_t* surface) {
-  cairo_surface_flush(surface);
-  if (cairo_image_surface_get_format(surface) == CAIRO_FORMAT_ARGB32)
-    return SurfacePtr(cairo_surface_reference(surface));
-  SurfacePtr argb(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, cairo_image_surface_get_width(surface),
-                                             cairo_image_surface_get_height(surface)));
-  cairo_t* cr = cairo_create(argb.get());
-  cairo_set_source_surface(cr, surface, 0, 0);
-  cairo_paint(cr);
-  cairo_destroy(cr);
-  cairo_surface_flush(argb.get());
-  return argb;
-}
-
 // Un-premultiplies ARGB rows into straight RGBA bytes, one row at a time,
 // so that encoding needs one row of extra memory rather than a second image.
 class StraightRgbaRows {
@@ -175,9 +159,10 @@ bool Image::writePng(const std::filesystem::path& file, std::string* error) cons
     if (error) *error = file.string() + ": " + std::move(message);
     return false;
   };
-  if (!surface_) return fail("the image has no pixels");
-  SurfacePtr raster = argbPixels(surface_);
-  if (cairo_surface_status(raster.get()) != CAIRO_STATUS_SUCCESS) return fail("out of memory");
+  // Every image holds premultiplied ARGB: drawn surfaces and read pictures alike.
+  if (!surface_ || cairo_image_surface_get_format(surface_) != CAIRO_FORMAT_ARGB32)
+    return fail("the image has no pixels");
+  cairo_surface_flush(surface_);
 
   std::unique_ptr<std::FILE, FileCloser> out(std::fopen(file.c_str(), "wb"));
   if (!out) return fail(std::strerror(errno));
@@ -189,16 +174,16 @@ bool Image::writePng(const std::filesystem::path& file, std::string* error) cons
   spng_set_option(png.get(), SPNG_IMG_COMPRESSION_LEVEL, 2);
   spng_set_option(png.get(), SPNG_FILTER_CHOICE, SPNG_DISABLE_FILTERING);
   spng_ihdr header{};
-  header.width = static_cast<std::uint32_t>(cairo_image_surface_get_width(raster.get()));
-  header.height = static_cast<std::uint32_t>(cairo_image_surface_get_height(raster.get()));
+  header.width = static_cast<std::uint32_t>(cairo_image_surface_get_width(surface_));
+  header.height = static_cast<std::uint32_t>(cairo_image_surface_get_height(surface_));
   header.bit_depth = 8;
   header.color_type = SPNG_COLOR_TYPE_TRUECOLOR_ALPHA;
   spng_set_ihdr(png.get(), &header);
   if (int rc = spng_encode_image(png.get(), nullptr, 0, SPNG_FMT_PNG, SPNG_ENCODE_PROGRESSIVE | SPNG_ENCODE_FINALIZE))
     return fail(spng_strerror(rc));
   StraightRgbaRows rows(static_cast<int>(header.width));
-  const unsigned char* data = cairo_image_surface_get_data(raster.get());
-  const int stride = cairo_image_surface_get_stride(raster.get());
+  const unsigned char* data = cairo_image_surface_get_data(surface_);
+  const int stride = cairo_image_surface_get_stride(surface_);
   for (std::uint32_t y = 0; y < header.height; ++y) {
     const auto& row =
         rows.convert(reinterpret_cast<const std::uint32_t*>(data + static_cast<std::ptrdiff_t>(y) * stride));
