@@ -2,6 +2,7 @@
 
 #include "format/FormatTools.h"
 #include "metrics/GroupMetrics.h"
+#include "metrics/WidgetPublishing.h"
 #include "palette/Pallet.h"
 #include "platform/Bundle.h"
 #include "platform/DrawingSurface.h"
@@ -13,15 +14,6 @@ namespace velmora {
 namespace {
 
 constexpr double kDay = 86400.0;
-
-// "Swift-<name>" for the widgets; a value that is absent removes the key.
-void publish(UserDefaults& store, std::string_view name, const Value* value) {
-  const std::string key = stringWithFormat("Swift-%@", {name});
-  if (value)
-    store.setObject(*value, key);
-  else
-    store.removeObjectForKey(key);
-}
 
 }  // namespace
 
@@ -76,12 +68,13 @@ void SleepMetricsUI::requestLatestBedtimeForSwift() {
   const std::optional<MetricDictionary> d = requestLatestBedtime();
   const std::shared_ptr<UserDefaults> store = UserDefaults::suite(env_, Environment::kSharedSuite);
   if (!d) {  // the other keys keep their last values
-    publish(*store, "HasData", nullptr);
+    publishForWidgets(*store, "HasData", nullptr);
     return;
   }
   const Value hasData("1");
-  publish(*store, "HasData", &hasData);
-  for (const char* key : {"latestBedTime", "wakeTimeLabel", "bedTime"}) publish(*store, key, d->objectForKey(key));
+  publishForWidgets(*store, "HasData", &hasData);
+  for (const char* key : {"latestBedTime", "wakeTimeLabel", "bedTime"})
+    publishForWidgets(*store, key, d->objectForKey(key));
 }
 
 ImageRef SleepMetricsUI::swiftBedtimeImage() {
@@ -162,14 +155,14 @@ void SleepMetricsUI::requestSleepBankForSwift() {
     // Without watch data the dictionary is empty: "1" is still written and the
     // two texts are removed, as the widgets have always been told.
     const Value hasData("1");
-    publish(*store, "HasData", &hasData);
-    publish(*store, "sleepTimeLabel", d->objectForKey("sleepTimeLabel"));
-    publish(*store, "bankTimeLabel", d->objectForKey("bankTimeLabel"));
+    publishForWidgets(*store, "HasData", &hasData);
+    publishForWidgets(*store, "sleepTimeLabel", d->objectForKey("sleepTimeLabel"));
+    publishForWidgets(*store, "bankTimeLabel", d->objectForKey("bankTimeLabel"));
   } else {
     const Value none("--");
-    publish(*store, "HasData", nullptr);
-    publish(*store, "sleepTimeLabel", &none);
-    publish(*store, "bankTimeLabel", &none);
+    publishForWidgets(*store, "HasData", nullptr);
+    publishForWidgets(*store, "sleepTimeLabel", &none);
+    publishForWidgets(*store, "bankTimeLabel", &none);
   }
 }
 
