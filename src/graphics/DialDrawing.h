@@ -21,6 +21,13 @@ Point pointOnDial(Point centre, double radius, double angle);
 // Adds one whole circle, started at 12 o'clock, to the current path.
 void addFullCircle(DrawingSurface& surface, Point centre, double radius);
 
+// Fills a disc: a whole circle, a line back to the centre, closed.
+void fillDisc(DrawingSurface& surface, Point centre, double radius);
+
+// The attribute set every image text is written with: font, colour, a clear
+// background and the default paragraph style.
+TextAttributes imageTextAttributes(const Font& font, const Colour& colour);
+
 // Writes `text` centred on `centre`, with the attribute set every image text uses.
 void drawTextCentred(DrawingSurface& surface, std::string_view text, Point centre, const Font& font,
                      const Colour& colour);

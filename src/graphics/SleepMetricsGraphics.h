@@ -15,6 +15,7 @@ namespace velmora {
 class FormatTools;
 class Pallet;
 class UserDefaults;
+struct Gauge;
 
 // The drawing side of the metric presentation: every metric image is drawn
 // by one of these routines into a fresh square surface and returned as an
@@ -48,6 +49,15 @@ class SleepMetricsGraphics {
   // The two recharge rings: last night's sleep over the goal hours, and the bank.
   ImageRef drawTheRechargeWithSize(float size, float sleepPercent, float bankPercent);
 
+  // The speedometer gauges, each drawn from its record: last night's blood
+  // oxygen with its range and the seven nights', the breathing rate likewise
+  // on a scale of seven star segments, the drift of the average bedtime, and
+  // the wrist temperature's score.
+  ImageRef drawSpO2GaugeWithSize(float size, const MetricDictionary& dict);
+  ImageRef drawRespRateGaugeWithSize(float size, const MetricDictionary& dict);
+  ImageRef drawConsistencyGaugeWithSize(float size, const MetricDictionary& dict);
+  ImageRef drawWristTempGaugeWithSize(float size, const MetricDictionary& dict);
+
   // The configuration number under `key` in "velmoraConfig"; 0.0 when missing.
   float getVelmoraConfigValueForKey(std::string_view key);
 
@@ -63,6 +73,8 @@ class SleepMetricsGraphics {
   void openStore();
   FormatTools& formatTools();
   Pallet& pallet();
+  // The one drawing of every gauge (graphics/Gauges.h).
+  ImageRef drawGauge(float size, const Gauge& gauge);
 
   const Environment& env_;
   std::shared_ptr<UserDefaults> groupPrefs_;
