@@ -41,10 +41,30 @@ const std::vector<Operation> kOperations = {
     {"swiftSleepBankImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepBankImage()); }},
     {"swiftSleepBankAccessoryImage",
      [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepBankAccessoryImage()); }},
+    {"requestSpO2", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestSpO2()); }},
+    {"requestRespRate", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestRespRate()); }},
+    {"requestWristTemp", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestWristTemp()); }},
+    {"swiftSpO2Image", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSpO2Image()); }},
+    {"swiftRespRateImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftRespRateImage()); }},
+    {"swiftWristTempImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftWristTempImage()); }},
+    {"requestSpO2ForSwift",
+     [](RequestSession& s) -> std::optional<Value> {
+       s.sleepMetricsUI().requestSpO2ForSwift();
+       return std::nullopt;
+     }},
+    {"requestRespRateForSwift",
+     [](RequestSession& s) -> std::optional<Value> {
+       s.sleepMetricsUI().requestRespRateForSwift();
+       return std::nullopt;
+     }},
     {"GroupMetrics.requestSleepBank",
      [](RequestSession& s) { return dictionary(s.groupMetrics().requestSleepBank()); }},
     {"GroupMetrics.returnPreviousSleepBank",
      [](RequestSession& s) { return dictionary(s.groupMetrics().returnPreviousSleepBank()); }},
+    {"GroupMetrics.requestSpO2", [](RequestSession& s) { return dictionary(s.groupMetrics().requestSpO2()); }},
+    {"GroupMetrics.requestRespRate", [](RequestSession& s) { return dictionary(s.groupMetrics().requestRespRate()); }},
+    {"GroupMetrics.requestWristTemp",
+     [](RequestSession& s) { return dictionary(s.groupMetrics().requestWristTemp()); }},
 };
 
 std::string validNames() {
