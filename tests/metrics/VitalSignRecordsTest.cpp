@@ -11,6 +11,7 @@
 namespace velmora {
 namespace {
 
+using testing::keysOf;
 using testing::TestEnvironment;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -24,12 +25,6 @@ constexpr const char* kTonight = "20250108";
 std::string text(const MetricDictionary& d, std::string_view key) {
   const std::string* t = d.textForKey(key);
   return t ? *t : "<absent>";
-}
-
-std::vector<std::string> keysOf(const MetricDictionary& d) {
-  std::vector<std::string> keys;
-  for (const auto& [key, value] : d) keys.push_back(key);
-  return keys;
 }
 
 class VitalSignRecordsTest : public ::testing::Test {

@@ -12,16 +12,11 @@
 namespace velmora {
 namespace {
 
+using testing::keysOf;
 using testing::TestEnvironment;
 
 // The current night's summaries carry the key of the 8th.
 constexpr const char* kTonight = "20250108";
-
-std::vector<std::string> keysOf(const MetricDictionary& d) {
-  std::vector<std::string> keys;
-  for (const auto& [key, value] : d) keys.push_back(key);
-  return keys;
-}
 
 class VitalSignsPresentationTest : public ::testing::Test {
  protected:
