@@ -42,21 +42,21 @@ const std::vector<Operation> kOperations = {
     {"swiftSleepBankAccessoryImage",
      [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepBankAccessoryImage()); }},
     {"requestSpO2", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestSpO2()); }},
-    {"requestRespRate", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestRespRate()); }},
-    {"requestWristTemp", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestWristTemp()); }},
-    {"swiftSpO2Image", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSpO2Image()); }},
-    {"swiftRespRateImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftRespRateImage()); }},
-    {"swiftWristTempImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftWristTempImage()); }},
     {"requestSpO2ForSwift",
      [](RequestSession& s) -> std::optional<Value> {
        s.sleepMetricsUI().requestSpO2ForSwift();
        return std::nullopt;
      }},
+    {"swiftSpO2Image", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSpO2Image()); }},
+    {"requestRespRate", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestRespRate()); }},
     {"requestRespRateForSwift",
      [](RequestSession& s) -> std::optional<Value> {
        s.sleepMetricsUI().requestRespRateForSwift();
        return std::nullopt;
      }},
+    {"swiftRespRateImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftRespRateImage()); }},
+    {"requestWristTemp", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestWristTemp()); }},
+    {"swiftWristTempImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftWristTempImage()); }},
     {"GroupMetrics.requestSleepBank",
      [](RequestSession& s) { return dictionary(s.groupMetrics().requestSleepBank()); }},
     {"GroupMetrics.returnPreviousSleepBank",
