@@ -11,6 +11,7 @@
 #include "graphics/SleepMetricsGraphics.h"
 #include "palette/Pallet.h"
 #include "platform/DrawingSurface.h"
+#include "platform/Image.h"
 #include "platform/StringFormat.h"
 
 namespace velmora {
@@ -69,27 +70,40 @@ ImageRef SleepMetricsGraphics::drawSleepRingsWithSize(float size, float sleepPer
   const bool accessory = size == kAccessorySize;
   auto radius = [half](float inset) { return static_cast<double>(half - inset); };
 
-  DrawingSurface surface = DrawingSurface::beginImageContext(env_, size);
-
-  for (const RingStyle& ring : kRings) {
-    surface.setShadow({0.0, 0.0}, 2.0);
-    surface.setLineCap(LineCap::kRound);
-    surface.setLineWidth(kRingWidth);
-    surface.setStrokeColor(ringBkg());
-    addFullCircle(surface, c, radius(ring.inset));
-    surface.strokePath();
-  }
-
   const bool rated = rating > 0.0f;
+  const bool disc = rated && !accessory;
+
+  // The face (the four tracks, outermost first, and the disc of a rated
+  // night) is the same in every image of a size: drawn once for the run, each
+  // later image starts from its pixels.
+  const std::string faceKey = stringWithFormat("sleep rings face %f@%d%@", {size, env_.scale, disc ? " disc" : ""});
+  const ImageRef face = keptDrawing(env_, faceKey, [&] {
+    DrawingSurface layer = DrawingSurface::beginImageContext(env_, size);
+    for (const RingStyle& ring : kRings) {
+      layer.setShadow({0.0, 0.0}, 2.0);
+      layer.setLineCap(LineCap::kRound);
+      layer.setLineWidth(kRingWidth);
+      layer.setStrokeColor(ringBkg());
+      addFullCircle(layer, c, radius(ring.inset));
+      layer.strokePath();
+    }
+    if (disc) {  // under the tracks' shadow, still set
+      layer.setLineCap(LineCap::kRound);
+      layer.setLineWidth(half - kDiscWidthInset);
+      layer.setStrokeColor(colours.colourForClockFace(kDiscFace, true));
+      addFullCircle(layer, c, kDiscCoreRadius);
+      layer.strokePath();
+    }
+    ImageRef drawn = layer.getImage();
+    layer.end();
+    return drawn;
+  });
+
+  DrawingSurface surface = DrawingSurface::beginImageContext(env_, size);
+  if (face) surface.drawInRect(*face, {0.0, 0.0, size, size});
+
   const Colour ratingColour = accessory ? Colour::whiteColor() : colours.highTintColour();
   if (rated) {
-    surface.setLineCap(LineCap::kRound);
-    surface.setLineWidth(half - kDiscWidthInset);
-    if (!accessory) {
-      surface.setStrokeColor(colours.colourForClockFace(kDiscFace, true));
-      addFullCircle(surface, c, kDiscCoreRadius);
-      surface.strokePath();
-    }
     surface.setShadow({0.0, 0.0}, 2.0);
     strokeArc(surface, c, radius(kRatingArcInset), -std::numbers::pi / 2.0, ringEndAngle(rating), LineCap::kRound,
               kRatingArcWidth, ratingColour);
