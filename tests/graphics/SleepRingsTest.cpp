@@ -241,7 +241,25 @@ TEST_F(SleepRingsTest, AnyNumberGivesAnImage) {
   const ImageRef all = draw({{kNaN, kInf, -kInf, 1e38f}, kInf});
   ASSERT_TRUE(all);
   EXPECT_TRUE(near(pixelAt(*all, onDial(280, kRadius280[kSleep], 0.5)), track(), 0.02));
+  EXPECT_TRUE(near(pixelAt(*all, onDial(280, kRadius280[kDeep], 0.5)), track(), 0.02));
 }
+
+// A ring beyond any target sweeps more than a whole turn, which draws one whole circle; so does the rating's arc.
+class WholeCircles : public SleepRingsTest, public ::testing::WithParamInterface<float> {};
+
+TEST_P(WholeCircles, RingsBeyondAnyTarget) {
+  const float value = GetParam();
+  const ImageRef image = draw({{0.5f, value, 0.5f, 0.5f}, value});
+  ASSERT_TRUE(image);
+  for (const double turn : {0.25, 0.5, 0.75})
+    EXPECT_TRUE(near(pixelAt(*image, onDial(280, kRadius280[kQuality], turn)), charge(value), 0.02)) << turn;
+  EXPECT_TRUE(near(pixelAt(*image, onDial(280, 38, 0.5)), graphics.pallet().highTintColour().rgba(), 0.1))
+      << "the rating's arc";
+}
+
+INSTANTIATE_TEST_SUITE_P(Huge, WholeCircles, ::testing::Values(1e38f, std::numeric_limits<float>::max()));
+// Infinity sweeps more than a whole turn too; the drawing surface still leaves out arcs that reach it.
+INSTANTIATE_TEST_SUITE_P(DISABLED_Infinite, WholeCircles, ::testing::Values(kInf));
 
 }  // namespace
 }  // namespace velmora
