@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <limits>
 #include <optional>
@@ -61,92 +62,55 @@ class SleepRingsRecordTest : public ::testing::Test {
 // The rings' fractions, the closed count (a ring exactly full is closed), the rating (each ring capped at
 // full, none floored) and the spoken summary, with the goal below four hours read as eight.
 TEST_F(SleepRingsRecordTest, FractionsRatingAndSpokenSummary) {
+  constexpr const char* kKeys[] = {"ringSleepPercent", "ringQualityPercent", "ringDeepPercent", "ringBPMPercent",
+                                   "sleepRating"};
   const struct {
     const char* name;
     Watch watch;
-    float sleep, quality, deep, heartRate, rating;
+    std::array<float, 5> numbers;  // under kKeys
     const char* siri;
   } cases[] = {
       {"three closed, 99.75 % spoken as 100",
        {"1|1|0.99", {}, Value::real(28800)},
-       1.0f,
-       1.0f,
-       1.0f,
-       0.99f,
-       0.9975f,
+       {1.0f, 1.0f, 1.0f, 0.99f, 0.9975f},
        "3 sleep rings closed. Today's sleep rating is 100%."},
       {"all closed",
        {"1.2|1|1.5", {}, Value::real(30000), Value::real(7.5)},
-       30000.0f / 27000.0f,
-       1.2f,
-       1.0f,
-       1.5f,
-       1.0f,
+       {30000.0f / 27000.0f, 1.2f, 1.0f, 1.5f, 1.0f},
        "All sleep rings closed! Today's sleep rating is 100%."},
       {"two closed",
        {"1|0.75|0.5", {}, Value::real(28800)},
-       1.0f,
-       1.0f,
-       0.75f,
-       0.5f,
-       0.8125f,
+       {1.0f, 1.0f, 0.75f, 0.5f, 0.8125f},
        "2 sleep rings closed. Today's sleep rating is 81%."},
       {"a goal of 3.5 hours means 8",
        {"0|0|0", {}, Value::real(14400), Value::real(3.5)},
-       0.5f,
-       0.0f,
-       0.0f,
-       0.0f,
-       0.125f,
+       {0.5f, 0.0f, 0.0f, 0.0f, 0.125f},
        "No sleep rings closed. Today's sleep rating is 12%."},
       {"a goal of 4 hours holds",
        {"0|0|0", {}, Value::real(14400), Value::real(4.0)},
-       1.0f,
-       0.0f,
-       0.0f,
-       0.0f,
-       0.25f,
+       {1.0f, 0.0f, 0.0f, 0.0f, 0.25f},
        "1 sleep ring closed. Today's sleep rating is 25%."},
       {"two parts are no rings",
        {"0.9|0.8", {}, Value::real(0)},
-       0.0f,
-       0.0f,
-       0.0f,
-       0.0f,
-       0.0f,
+       {0.0f, 0.0f, 0.0f, 0.0f, 0.0f},
        "No sleep rings closed. Today's sleep rating is 0%."},
       {"parts past the third ignored, a shortfall below zero kept",
        {"-0.5|0.25|0.25|9", {}, Value::real(28800)},
-       1.0f,
-       -0.5f,
-       0.25f,
-       0.25f,
-       0.25f,
+       {1.0f, -0.5f, 0.25f, 0.25f, 0.25f},
        "1 sleep ring closed. Today's sleep rating is 25%."},
       {"no sleep time",
        {"0.4|0.4|0.4", {}, std::nullopt},
-       0.0f,
-       0.4f,
-       0.4f,
-       0.4f,
-       0.3f,
+       {0.0f, 0.4f, 0.4f, 0.4f, 0.3f},
        "No sleep rings closed. Today's sleep rating is 30%."},
       {"numbers out of bounds",
        {"1e39|NaN|-inf", "1e39|x|-1", Value("lots"), Value::real(1e308)},
-       0.0f,
-       kInf,
-       0.0f,
-       0.0f,
-       0.25f,
+       {0.0f, kInf, 0.0f, 0.0f, 0.25f},
        "1 sleep ring closed. Today's sleep rating is 25%."},
   };
   for (const auto& c : cases) {
     const MetricDictionary r = record(c.watch);
-    EXPECT_FLOAT_EQ(r.floatForKey("ringSleepPercent"), c.sleep) << c.name;
-    EXPECT_FLOAT_EQ(r.floatForKey("ringQualityPercent"), c.quality) << c.name;
-    EXPECT_FLOAT_EQ(r.floatForKey("ringDeepPercent"), c.deep) << c.name;
-    EXPECT_FLOAT_EQ(r.floatForKey("ringBPMPercent"), c.heartRate) << c.name;
-    EXPECT_FLOAT_EQ(r.floatForKey("sleepRating"), c.rating) << c.name;
+    for (std::size_t i = 0; i < c.numbers.size(); ++i)
+      EXPECT_FLOAT_EQ(r.floatForKey(kKeys[i]), c.numbers[i]) << c.name << ": " << kKeys[i];
     EXPECT_EQ(text(r, "siriLabel"), c.siri) << c.name;
   }
 }
@@ -187,18 +151,8 @@ TEST_F(SleepRingsRecordTest, CopyTextAndSummaryInGermanWithStages) {
   EXPECT_EQ(text(record(w), "siriLabel"), "Alle schlafringe geschlossen! Schlafbewertung: 100%.");
 }
 
-// No record for a missing, stale or malformed watch record.
-TEST_F(SleepRingsRecordTest, NoRecordWithoutLastNightsWatchData) {
-  EXPECT_FALSE(GroupMetrics(env).requestQuality()) << "empty store";
-  ASSERT_TRUE(store()->setObject(Value("not a dictionary"), "watchTrackDict"));
-  EXPECT_FALSE(GroupMetrics(env).requestQuality());
-  ASSERT_TRUE(store()->setObject(Value(MetricDictionary{{"rawSynchTime", Value(isoDate("2025-01-05T20:00:00+01:00"))}}),
-                                 "watchTrackDict"));
-  EXPECT_FALSE(GroupMetrics(env).requestQuality()) << "synchronised before last night began";
-}
-
 // The widgets get the four labels, the quality one marked for the ring it is; without a record "--" and
-// no HasData.
+// no HasData, whatever was published before.
 TEST_F(SleepRingsRecordTest, PublishesTheLabelsForTheWidgets) {
   const struct {
     bool stages;
@@ -215,11 +169,21 @@ TEST_F(SleepRingsRecordTest, PublishesTheLabelsForTheWidgets) {
     EXPECT_EQ(published("ringDeepLabel"), "1h 12m");
     EXPECT_EQ(published("ringBPMLabel"), "52");
   }
-  ASSERT_TRUE(store()->removeObjectForKey("watchTrackDict"));
-  GroupMetrics(env).requestQualityForSwift();
-  EXPECT_FALSE(store()->objectForKey("Swift-HasData"));
-  for (const char* key : {"ringSleepLabel", "ringQualityLabel", "ringDeepLabel", "ringBPMLabel"})
-    EXPECT_EQ(published(key), "--") << key;
+
+  // A missing, malformed or stale watch record is no record.
+  const std::optional<Value> noRecord[] = {
+      std::nullopt, Value("not a dictionary"),
+      Value(MetricDictionary{{"rawSynchTime", Value(isoDate("2025-01-05T20:00:00+01:00"))}})};
+  for (const std::optional<Value>& watch : noRecord) {
+    put({"1|1|1", "5400|4320|52", Value::real(27000)});
+    GroupMetrics(env).requestQualityForSwift();  // labels to withdraw
+    ASSERT_TRUE(watch ? store()->setObject(*watch, "watchTrackDict") : store()->removeObjectForKey("watchTrackDict"));
+    EXPECT_FALSE(GroupMetrics(env).requestQuality());
+    GroupMetrics(env).requestQualityForSwift();
+    EXPECT_FALSE(store()->objectForKey("Swift-HasData"));
+    for (const char* key : {"ringSleepLabel", "ringQualityLabel", "ringDeepLabel", "ringBPMLabel"})
+      EXPECT_EQ(published(key), "--") << key;
+  }
 }
 
 }  // namespace
