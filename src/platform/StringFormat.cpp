@@ -220,7 +220,9 @@ std::string formatWith(std::string_view format, std::initializer_list<FormatArg>
         out += formatInteger(c, asInteger(arg));
         break;
       default: {  // floating-point conversions; printf rounds the binary value exactly
-        std::string text = printfOne(printfSpec(c, "", c.type), asReal(arg));
+        // Not-a-number prints as "nan" whatever its sign bit (0/0 and ∞/∞ set it).
+        const double real = asReal(arg);
+        std::string text = printfOne(printfSpec(c, "", c.type), std::isnan(real) ? std::fabs(real) : real);
         if (decimalSeparator && *decimalSeparator != ".") {
           if (const auto dot = text.find('.'); dot != std::string::npos) text.replace(dot, 1, *decimalSeparator);
         }

@@ -204,7 +204,8 @@ const Value* MetricDictionary::objectForKey(std::string_view key) const {
 
 void MetricDictionary::setValue(std::string_view key, std::optional<Value> value) {
   auto it = std::find_if(entries_.begin(), entries_.end(), [&](const Entry& e) { return e.first == key; });
-  if (!value) {
+  // An image that could not be made is no value either.
+  if (!value || (value->kind() == Value::Kind::kImage && !value->image())) {
     if (it != entries_.end()) entries_.erase(it);
   } else if (it != entries_.end()) {
     it->second = std::move(*value);

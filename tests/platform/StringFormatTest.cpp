@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <string>
 
 #include "platform/StringFormat.h"
@@ -64,7 +65,10 @@ INSTANTIATE_TEST_SUITE_P(Cases, RealConversions,
                                            RealCase{"%.1f", 12345.65, "12345.6",
                                                     "12345,6"},  // 12345.6499…, no grouping
                                            RealCase{"%f", 1.0 / 3, "0.333333", "0,333333"},  //
-                                           RealCase{"{\"%.2f%%\"}", 7.0, "{\"7.00%\"}", "{\"7,00%\"}"}));
+                                           RealCase{"{\"%.2f%%\"}", 7.0, "{\"7.00%\"}", "{\"7,00%\"}"},
+                                           RealCase{"%.0f%%", -std::numeric_limits<double>::quiet_NaN(), "nan%",
+                                                    "nan%"},  // no sign on what is no number
+                                           RealCase{"%.2f", -std::numeric_limits<double>::infinity(), "-inf", "-inf"}));
 
 TEST(LocalizedStringWithFormat, OnlyRealNumbersTakeTheSeparator) {
   EXPECT_EQ(localizedStringWithFormat("de_DE", "%@: %d, %.1f", {"a.b", 1000, 2.25f}), "a.b: 1000, 2,2");

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "platform/Colour.h"
+#include "platform/Geometry.h"
+#include "platform/Image.h"
+
+namespace velmora::testing {
+
+// The point at `radius` from the centre of a `size` image, `turn` of the way round from 12 o'clock.
+Point onDial(float size, double radius, double turn);
+
+// The straight (not premultiplied) colour of the pixel under a point, in points.
+RGBA pixelAt(const Image& image, Point p);
+
+// Whether every channel lies within `tolerance` of the expected colour's.
+::testing::AssertionResult near(const RGBA& actual, const RGBA& expected, double tolerance);
+
+}  // namespace velmora::testing
