@@ -384,27 +384,24 @@ std::vector<Point> SurfacePath::clip(std::vector<Point> points, bool closed, con
 
 void SurfacePath::appendTo(cairo_t* cr, const Box& safe, const Box& visible, double tolerance, bool fill,
                            const Dash* dash) const {
-  // The subpaths, with the point each starts from.
-  std::vector<Subpath> subpaths;
-  std::optional<Point> lastStart;  // of the last subpath begun
-  for (std::size_t i = 0; i < elements_.size(); ++i) {
-    const Element& e = elements_[i];
-    const bool open = !subpaths.empty() && subpaths.back().end == i && elements_[i - 1].kind != Kind::kClose;
-    if (e.kind == Kind::kMove || !open) {
-      const bool continuing = e.kind != Kind::kMove && lastStart.has_value();
-      const Point start = e.kind == Kind::kMove ? e.point
-                          : continuing          ? *lastStart
-                                                : onCircle(e.point, e.radius, e.start);  // the path's first arc
-      subpaths.push_back({i, i, start, continuing});
-      if (!continuing) lastStart = start;
-    }
-    subpaths.back().end = i + 1;
-  }
-
   std::optional<Dasher> dasher;
   if (dash) dasher.emplace(cr, *dash, visible);
   bool lastWentAsGiven = true;
-  for (const Subpath& s : subpaths) {
+  std::optional<Point> lastStart;  // of the last subpath begun with a move or an arc
+  for (std::size_t begin = 0; begin < elements_.size();) {
+    // A subpath runs to the next move, or through a close.
+    const Element& first = elements_[begin];
+    const bool continuing = first.kind != Kind::kMove && lastStart.has_value();
+    const Point start = first.kind == Kind::kMove ? first.point
+                        : continuing              ? *lastStart
+                                                  : onCircle(first.point, first.radius, first.start);  // the first arc
+    if (!continuing) lastStart = start;
+    Subpath s{begin, begin + 1, start, continuing};
+    while (s.end < elements_.size() && elements_[s.end - 1].kind != Kind::kClose &&
+           elements_[s.end].kind != Kind::kMove)
+      ++s.end;
+    begin = s.end;
+
     bool withinSafe = safe.contains(s.start);
     for (std::size_t i = s.begin; i < s.end && withinSafe; ++i) {
       const Element& e = elements_[i];
