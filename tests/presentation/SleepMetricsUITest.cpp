@@ -171,6 +171,17 @@ TEST_F(PresentationTest, WithoutWatchDataTheDictionaryIsEmptyAndWidgetsGetNoImag
 
 class SleepBankRingsBounded : public PresentationTest {};
 
+// No goal at all: the fractions are 0 / 0, which the platform prints as it prints any NaN.
+TEST_F(PresentationTest, WithoutAGoalTheShareOfItIsNotANumber) {
+  ASSERT_TRUE(store()->setObjects({{"watchTrackDict", Value(MetricDictionary{{"rawSleepTime", Value::real(0)},
+                                                                             {"rawSleepBankTime", Value::real(0)}})},
+                                   {"velmoraConfig", Value(MetricDictionary{})}}));
+  SleepMetricsUI ui(env);
+  const auto d = ui.requestSleepBankRings();
+  ASSERT_TRUE(d);
+  EXPECT_EQ(text(*d, "sleepGoalLabel"), "nan% of goal");
+}
+
 TEST_F(SleepBankRingsBounded, AnyStoredNumbersGiveTheWholeDictionaryAndItsImages) {
   const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
   const struct {
@@ -198,6 +209,7 @@ TEST_F(SleepBankRingsBounded, AnyStoredNumbersGiveTheWholeDictionaryAndItsImages
       EXPECT_TRUE(d->contains(key)) << key << " of " << store;
     ASSERT_TRUE(d->objectForKey("ringsImage")->image()) << store;
     EXPECT_EQ(d->objectForKey("ringsImage")->image()->width(), 280.0);
+    EXPECT_EQ(text(*d, "sleepGoalLabel").find("-nan"), std::string::npos) << store;
     EXPECT_TRUE(ui.swiftSleepBankImage()) << store;
     EXPECT_TRUE(ui.swiftSleepBankAccessoryImage()) << store;
   }
