@@ -89,6 +89,16 @@ struct HalfPlane {
   }
 };
 
+// A polyline clipped to the box, side by side.
+std::vector<Point> clip(std::vector<Point> points, bool closed, const Box& visible) {
+  const HalfPlane sides[] = {{true, true, visible.left},
+                             {true, false, visible.right},
+                             {false, true, visible.top},
+                             {false, false, visible.bottom}};
+  for (const HalfPlane& side : sides) points = side.clip(points, closed);
+  return points;
+}
+
 // The points of an arc after its start, as chords: within the tolerance of
 // the arc wherever a piece of it can meet `visible`, and single chords where
 // the piece with its chord lies wholly outside (so that neither the winding
@@ -372,15 +382,6 @@ void SurfacePath::clear() {
 }
 
 // --- putting into cairo ------------------------------------------------------
-
-std::vector<Point> SurfacePath::clip(std::vector<Point> points, bool closed, const Box& visible) {
-  const HalfPlane sides[] = {{true, true, visible.left},
-                             {true, false, visible.right},
-                             {false, true, visible.top},
-                             {false, false, visible.bottom}};
-  for (const HalfPlane& side : sides) points = side.clip(points, closed);
-  return points;
-}
 
 void SurfacePath::appendTo(cairo_t* cr, const Box& safe, const Box& visible, double tolerance, bool fill,
                            const Dash* dash) const {

@@ -76,10 +76,6 @@ class SurfacePath {
   void appendTo(cairo_t* cr, const Box& safe, const Box& visible, double tolerance, bool fill,
                 const Dash* dash = nullptr) const;
 
-  // The points of one subpath as `appendTo` gives a subpath beyond the safe
-  // box: flattened, then clipped to `visible`.
-  static std::vector<Point> clip(std::vector<Point> points, bool closed, const Box& visible);
-
  private:
   enum class Kind : std::uint8_t { kMove, kLine, kArc, kClose };
   struct Element {
