@@ -3,8 +3,6 @@
 // goal hour, and the sleep bank on the inner ring.
 
 #include <cmath>
-#include <cstdint>
-#include <limits>
 #include <numbers>
 
 #include "graphics/DialDrawing.h"
@@ -25,14 +23,6 @@ constexpr double kBankTipLength = 0.007;
 constexpr double kSleepTipLength = 0.006;
 // The accessory widget's size: white rings and a moon in the middle, no backdrop.
 constexpr float kAccessorySize = 200.0f;
-
-// The whole goal hours, truncated: a goal that is no number has none, and a
-// huge one saturates instead of overflowing.
-std::int64_t wholeHours(float goal) {
-  if (std::isnan(goal)) return 0;
-  if (goal >= static_cast<float>(std::numeric_limits<int>::max())) return std::numeric_limits<int>::max();
-  return static_cast<std::int64_t>(goal);
-}
 
 }  // namespace
 
@@ -69,16 +59,20 @@ ImageRef SleepMetricsGraphics::drawTheRechargeWithSize(float size, float sleepPe
   surface.setShadow({0.0, 0.0}, 2.0);
   stroke(LineCap::kRound, colours.innerShadeForType(2), outerRadius, kFullStart, kFullEnd);
 
-  // Every other goal hour is shaded, starting with the first. The fractions
-  // use the goal as stored, so half an hour's goal leaves half a segment.
+  // Every other goal hour is shaded, starting with the first: one arc, dashed
+  // an hour on and an hour off, up to the end of the last shaded whole hour.
+  // The fractions use the goal as stored, so half an hour's goal leaves half a
+  // segment.
   float goal = getVelmoraConfigValueForKey("requiredHours");
   if (goal < 4.0f) goal = 8.0f;
-  const std::int64_t hours = wholeHours(goal);
-  for (std::int64_t i = 0; i < hours; i += 2) {
-    surface.setShadow({0.0, 0.0}, 2.0);
-    stroke(LineCap::kButt, colours.innerShadeForType(0), outerRadius, ringEndAngle(static_cast<float>(i) / goal),
-           ringEndAngle(static_cast<float>(i + 1) / goal));
-  }
+  const double wholeHours = std::trunc(goal);
+  const double lastShaded = std::fmod(wholeHours, 2.0) == 0.0 ? wholeHours - 2.0 : wholeHours - 1.0;
+  const double hourLength = outerRadius * 2.0 * std::numbers::pi / goal;  // along the ring
+  surface.setShadow({0.0, 0.0}, 2.0);
+  surface.setLineDash(0.0, {hourLength, hourLength});
+  stroke(LineCap::kButt, colours.innerShadeForType(0), outerRadius, ringEndAngle(0.0f),
+         ringEndAngle(static_cast<float>(lastShaded + 1.0) / goal));
+  surface.setLineDash(0.0, {});
 
   surface.setShadow({0.0, 0.0}, 2.0);
   stroke(LineCap::kRound, colours.innerShadeForType(2).colorWithAlphaComponent(1.0), innerRadius, kFullStart, kFullEnd);

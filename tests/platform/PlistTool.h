@@ -16,7 +16,7 @@
 namespace velmora::testing {
 
 inline std::string plistToolCommand(const std::vector<std::string>& args) {
-  // From the source tree's absolute path: a compiler cache may have made __FILE__ relative.
+  // Not __FILE__: a compiler cache may have made it relative to the build.
   const auto tool = std::filesystem::path(VELMORA_TEST_SOURCES) / "platform" / "plist_tool.py";
   std::string command = "python3 '" + tool.string() + "'";
   for (const auto& arg : args) command += " '" + arg + "'";
