@@ -1,6 +1,8 @@
-// The two notification requests, and the blood-oxygen request of widgets and shortcuts, end to end, as the controller
-// makes them: store read, sleep-bank computation (or the watch record), formatting, colours and the image at 280
-// points, scale 3. Cold: a new presentation object each time (the process's fonts and ICU data already loaded); warm:
+// The two notification requests end to end, as the controller makes them, and
+// the sleep rings and blood-oxygen requests of widgets and shortcuts: store
+// read, the record (sleep bank, watch record or night summary), formatting,
+// colours and the image at 280 points, scale 3. Cold: a new presentation
+// object each time (the process's fonts and ICU data already loaded); warm:
 // one object reused, as a widget host would.
 #include <benchmark/benchmark.h>
 
@@ -39,6 +41,8 @@ BENCHMARK(coldRequest<&SleepMetricsUI::requestSleepBankRings>)
 BENCHMARK(warmRequest<&SleepMetricsUI::requestSleepBankRings>)
     ->Name("BM_RequestSleepBankRingsWarm")
     ->Unit(benchmark::kMillisecond);
+BENCHMARK(coldRequest<&SleepMetricsUI::requestQuality>)->Name("BM_RequestQualityCold")->Unit(benchmark::kMillisecond);
+BENCHMARK(warmRequest<&SleepMetricsUI::requestQuality>)->Name("BM_RequestQualityWarm")->Unit(benchmark::kMillisecond);
 
 BENCHMARK(coldRequest<&SleepMetricsUI::requestSpO2>)->Name("BM_RequestSpO2Cold")->Unit(benchmark::kMillisecond);
 BENCHMARK(warmRequest<&SleepMetricsUI::requestSpO2>)->Name("BM_RequestSpO2Warm")->Unit(benchmark::kMillisecond);

@@ -144,22 +144,19 @@ ImageRef SleepMetricsGraphics::drawGauge(float size, const Gauge& gauge) {
   addFullCircle(surface, c, scaleRadius);
   surface.strokePath();
 
-  auto strokeArc = [&](LineCap cap, double width, const Colour& colour, double radius, double from, double to) {
-    surface.setLineCap(cap);
-    surface.setLineWidth(width);
-    surface.setStrokeColor(colour);
-    surface.addArc(c.x, c.y, radius, gaugeAngle(from), gaugeAngle(to), 0);
-    surface.strokePath();
+  // Arcs between two positions on the scale.
+  auto strokeSpan = [&](double radius, double from, double to, LineCap cap, double width, const Colour& colour) {
+    strokeArc(surface, c, radius, gaugeAngle(from), gaugeAngle(to), cap, width, colour);
   };
   const GaugeScale& scale = gauge.scale;
-  strokeArc(LineCap::kRound, kScaleWidth, scale.startZone, scaleRadius, 0.0, kTopOfDial);
-  strokeArc(LineCap::kRound, kScaleWidth, scale.endZone, scaleRadius, kEndZone, 1.0);
-  strokeArc(LineCap::kButt, kScaleWidth, Colour::blackColor(), scaleRadius, scale.gapsFrom, kEndZone);
+  strokeSpan(scaleRadius, 0.0, kTopOfDial, LineCap::kRound, kScaleWidth, scale.startZone);
+  strokeSpan(scaleRadius, kEndZone, 1.0, LineCap::kRound, kScaleWidth, scale.endZone);
+  strokeSpan(scaleRadius, scale.gapsFrom, kEndZone, LineCap::kButt, kScaleWidth, Colour::blackColor());
   for (const GaugeSegment& segment : scale.segments)
-    strokeArc(LineCap::kButt, kScaleWidth, segment.colour, scaleRadius, segment.from, segment.to);
+    strokeSpan(scaleRadius, segment.from, segment.to, LineCap::kButt, kScaleWidth, segment.colour);
 
   for (const GaugeBand& band : gauge.bands)
-    strokeArc(LineCap::kButt, band.width, band.colour, half - band.inset, band.from, band.to);
+    strokeSpan(half - band.inset, band.from, band.to, LineCap::kButt, band.width, band.colour);
 
   // The hub's soft shadow stays set for the icon below it.
   surface.setShadow({0.0, 0.0}, 2.0);

@@ -41,6 +41,16 @@ const std::vector<Operation> kOperations = {
     {"swiftSleepBankImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepBankImage()); }},
     {"swiftSleepBankAccessoryImage",
      [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepBankAccessoryImage()); }},
+    {"requestQuality", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestQuality()); }},
+    // The widgets publish the rings' labels through the record's own operation.
+    {"requestQualityForSwift",
+     [](RequestSession& s) -> std::optional<Value> {
+       s.groupMetrics().requestQualityForSwift();
+       return std::nullopt;
+     }},
+    {"swiftSleepRingsImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepRingsImage()); }},
+    {"swiftSleepRingsAccessoryImage",
+     [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepRingsAccessoryImage()); }},
     {"requestSpO2", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestSpO2()); }},
     {"requestSpO2ForSwift",
      [](RequestSession& s) -> std::optional<Value> {
@@ -61,6 +71,12 @@ const std::vector<Operation> kOperations = {
      [](RequestSession& s) { return dictionary(s.groupMetrics().requestSleepBank()); }},
     {"GroupMetrics.returnPreviousSleepBank",
      [](RequestSession& s) { return dictionary(s.groupMetrics().returnPreviousSleepBank()); }},
+    {"GroupMetrics.requestQuality", [](RequestSession& s) { return dictionary(s.groupMetrics().requestQuality()); }},
+    {"GroupMetrics.requestQualityForSwift",
+     [](RequestSession& s) -> std::optional<Value> {
+       s.groupMetrics().requestQualityForSwift();
+       return std::nullopt;
+     }},
     {"GroupMetrics.requestSpO2", [](RequestSession& s) { return dictionary(s.groupMetrics().requestSpO2()); }},
     {"GroupMetrics.requestRespRate", [](RequestSession& s) { return dictionary(s.groupMetrics().requestRespRate()); }},
     {"GroupMetrics.requestWristTemp",

@@ -11,6 +11,8 @@ namespace velmora {
 
 namespace {
 
+// Points: at scale 4, an em of the largest bitmap's side.
+constexpr double kLargestPointSize = 4096;
 // The system font and its fallbacks, in the order they are tried for a
 // character: emoji come before the plain symbol font, so that a bed (U+1F6CF)
 // shows in colour as it does on the phone.
@@ -166,7 +168,9 @@ FontSet::FontSet(const std::vector<std::filesystem::path>& files, const WarningS
 FontSet::~FontSet() = default;
 
 TextLine FontSet::line(std::string_view text, const Font& font) const {
-  if (text.empty()) return {};
+  // A font of no size, or whose em at the largest scale would pass the
+  // largest bitmap (and the font engine's limits), sets no text.
+  if (text.empty() || !(font.pointSize > 0 && font.pointSize <= kLargestPointSize)) return {};
   std::string key;
   key.reserve(text.size() + 24);
   key.append(text).push_back('\0');

@@ -16,7 +16,7 @@
 namespace velmora::testing {
 
 inline std::string plistToolCommand(const std::vector<std::string>& args) {
-  // An absolute path: a compiler cache may make __FILE__ relative to its base directory.
+  // Not __FILE__: a compiler cache may have made it relative to the build.
   const auto tool = std::filesystem::path(VELMORA_TEST_SOURCES) / "platform" / "plist_tool.py";
   std::string command = "python3 '" + tool.string() + "'";
   for (const auto& arg : args) command += " '" + arg + "'";

@@ -10,14 +10,17 @@
 
 namespace velmora::testing {
 
-// The straight (not premultiplied) colour of the pixel under a point of an image.
+// The point at `radius` from the centre of a `size` image, `turn` of the way round from 12 o'clock.
+Point onDial(float size, double radius, double turn);
+
+// The straight (not premultiplied) colour of the pixel under a point, in points.
 RGBA pixelAt(const Image& image, Point p);
 
 // The bounding box, in points, of the pixels inside `box` (points) whose colour `select` picks; empty
-// (zero width and height, placed at the box's far corner) when none is.
+// (no width or height, at the box's far corner) when none is.
 Rect inkBounds(const Image& image, Rect box, const std::function<bool(const RGBA&)>& select);
 
-// Whether two colours agree in every channel within `tolerance`; says both when not.
+// Whether every channel lies within `tolerance` of the expected colour's.
 ::testing::AssertionResult near(const RGBA& actual, const RGBA& expected, double tolerance);
 
 }  // namespace velmora::testing
