@@ -1,6 +1,7 @@
 #include "platform/UserDefaults.h"
 
 #include <iostream>
+#include <span>
 #include <unordered_map>
 
 #include "platform/AtomicFile.h"
@@ -120,6 +121,20 @@ struct UserDefaults::State {
     return true;
   }
 
+  bool set(std::span<const MetricDictionary::Entry> entries) {
+    return write([&](PlistDocument& updated, bool& unchanged) {
+      unchanged = true;
+      for (const auto& [key, value] : entries) {
+        auto stored = storable(key, value);
+        if (!stored) return false;
+        const auto current = index.find(key);
+        unchanged = unchanged && current != index.end() && *current->second == *stored;
+        updated.set(key, std::move(*stored));
+      }
+      return true;
+    });
+  }
+
   // The entry as the file will hold it, or nothing (with a warning) when the
   // file cannot hold it.
   std::optional<Value> storable(const std::string& key, const Value& value) const {
@@ -183,21 +198,12 @@ std::optional<std::string> UserDefaults::problem() const {
 }
 
 bool UserDefaults::setObject(Value value, std::string_view key) {
-  return setObjects(MetricDictionary{{std::string(key), std::move(value)}});
+  const MetricDictionary::Entry entry{std::string(key), std::move(value)};
+  return state_->set(std::span(&entry, 1));
 }
 
 bool UserDefaults::setObjects(const MetricDictionary& entries) {
-  return state_->write([&](PlistDocument& document, bool& unchanged) {
-    unchanged = true;
-    for (const auto& [key, value] : entries) {
-      auto stored = state_->storable(key, value);
-      if (!stored) return false;
-      const auto current = state_->index.find(key);
-      unchanged = unchanged && current != state_->index.end() && *current->second == *stored;
-      document.set(key, std::move(*stored));
-    }
-    return true;
-  });
+  return state_->set(std::vector<MetricDictionary::Entry>(entries.begin(), entries.end()));
 }
 
 bool UserDefaults::setBool(bool value, std::string_view key) { return setObject(Value::boolean(value), key); }
