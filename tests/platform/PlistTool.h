@@ -16,8 +16,8 @@
 namespace velmora::testing {
 
 inline std::string plistToolCommand(const std::vector<std::string>& args) {
-  const auto tool = std::filesystem::path(__FILE__).parent_path() / "plist_tool.py";
-  std::string command = "python3 '" + tool.string() + "'";
+  // Named by the build: a compiler cache may make __FILE__ relative to a directory tests do not run in.
+  std::string command = std::string("python3 '") + VELMORA_PLIST_TOOL + "'";
   for (const auto& arg : args) command += " '" + arg + "'";
   return command + " 2>&1";
 }
