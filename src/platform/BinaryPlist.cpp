@@ -408,8 +408,15 @@ class Writer {
         for (const auto& entry : dict) refs_[refs + i++] = add(entry.second);
         return index;
       }
-      default:
-        return push({Item::kValue, &value, {}, 0, 0, 0});
+      default: {
+        // Equal scalars are written once, as other writers do: a year of
+        // nightly records repeats the same numbers many times.
+        const std::optional<ScalarKey> key = scalarKey(value);
+        if (!key) return push({Item::kValue, &value, {}, 0, 0, 0});
+        const auto [it, added] = scalars_.try_emplace(*key, 0);
+        if (added) it->second = push({Item::kValue, &value, {}, 0, 0, 0});
+        return it->second;
+      }
     }
   }
 
@@ -453,6 +460,33 @@ class Writer {
 
  private:
   static constexpr std::uint32_t kUnplaced = std::numeric_limits<std::uint32_t>::max();
+
+  // A scalar by its kind and bits (a real and a date of equal bits differ).
+  struct ScalarKey {
+    Value::Kind kind;
+    std::uint64_t bits;
+    friend bool operator==(const ScalarKey&, const ScalarKey&) = default;
+  };
+  struct ScalarHash {
+    std::size_t operator()(const ScalarKey& k) const {
+      return std::hash<std::uint64_t>()(k.bits * 31 + static_cast<std::uint64_t>(k.kind));
+    }
+  };
+  static std::optional<ScalarKey> scalarKey(const Value& value) {
+    switch (value.kind()) {
+      case Value::Kind::kInteger:
+        return ScalarKey{Value::Kind::kInteger, static_cast<std::uint64_t>(value.integerValue())};
+      case Value::Kind::kFloat:
+      case Value::Kind::kDouble:
+        return ScalarKey{Value::Kind::kDouble, std::bit_cast<std::uint64_t>(value.doubleValue())};
+      case Value::Kind::kDate:
+        return ScalarKey{Value::Kind::kDate, std::bit_cast<std::uint64_t>(value.date()->seconds)};
+      case Value::Kind::kBoolean:
+        return ScalarKey{Value::Kind::kBoolean, value.boolValue() ? 1u : 0u};
+      default:
+        return std::nullopt;
+    }
+  }
 
   struct Item {
     enum Kind : std::uint8_t { kValue, kText, kSource, kTopDictionary } kind;
@@ -622,6 +656,7 @@ class Writer {
   std::vector<std::uint32_t> refs_;
   std::vector<std::uint32_t> fromSource_;  // new number of each source object placed so far
   std::unordered_map<std::string_view, std::uint32_t> texts_;
+  std::unordered_map<ScalarKey, std::uint32_t, ScalarHash> scalars_;
 };
 
 }  // namespace
