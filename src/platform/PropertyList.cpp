@@ -156,7 +156,7 @@ class StoredFormMaker {
 
   StoredForm make(const Value& value, const std::string* key = nullptr) {
     StoredForm result;
-    if (!key || text(*key)) result.value = form(value, 0, true);
+    if (!key || text(*key)) result.value = form(value, 0);
     if (!problem_.empty()) {
       result.value.reset();
       result.problem = std::move(problem_);
@@ -182,7 +182,7 @@ class StoredFormMaker {
 
   // The value's stored form; nothing when it is left out (or, with problem_
   // set, when the whole value cannot be written).
-  std::optional<Value> form(const Value& value, int depth, bool top) {
+  std::optional<Value> form(const Value& value, int depth) {
     switch (value.kind()) {
       case Value::Kind::kFloat:
         return Value::real(value.doubleValue());
@@ -203,7 +203,7 @@ class StoredFormMaker {
       case Value::Kind::kDate: {
         const Date date = *value.date();
         if (!date.isOnCalendar()) {
-          if (top) problem_ = "a property list cannot hold a date outside the years 1 to 9999";
+          problem_ = "a property list holds no date outside the years 1 to 9999";
           return std::nullopt;
         }
         if (format_ == PlistFormat::Binary) return value;
@@ -221,7 +221,7 @@ class StoredFormMaker {
         Array items;
         items.reserve(value.array()->size());
         for (const Value& item : *value.array()) {
-          if (auto stored = form(item, depth + 1, false)) items.push_back(std::move(*stored));
+          if (auto stored = form(item, depth + 1)) items.push_back(std::move(*stored));
           if (!problem_.empty()) return std::nullopt;
         }
         return Value(std::move(items));
@@ -232,7 +232,7 @@ class StoredFormMaker {
         entries.reserve(value.dictionary()->size());
         for (const auto& [key, item] : *value.dictionary()) {
           if (!text(key)) return std::nullopt;
-          if (auto stored = form(item, depth + 1, false)) entries.emplace_back(key, std::move(*stored));
+          if (auto stored = form(item, depth + 1)) entries.emplace_back(key, std::move(*stored));
           if (!problem_.empty()) return std::nullopt;
         }
         return Value(MetricDictionary(std::move(entries)));

@@ -27,10 +27,10 @@ struct PlistReadResult {
 PlistReadResult parsePropertyList(std::span<const std::uint8_t> bytes);
 
 // What a value becomes when it is written as `format`: floats widen to
-// doubles, XML dates keep whole seconds (rounded down), and colours, images
-// and dates off the calendar (see Date::isOnCalendar) are left out of
-// dictionaries and arrays. Nothing, with `problem` saying why, when the
-// value cannot be written at all: a kind no property list holds at its top,
+// doubles, XML dates keep whole seconds (rounded down), and colours and
+// images are left out of dictionaries and arrays. Nothing, with `problem`
+// saying why, when the value cannot be written at all: a kind no property
+// list holds at its top, a date off the calendar (see Date::isOnCalendar),
 // a text or key that is not valid UTF-8, a character XML 1.0 cannot carry
 // (control characters other than tab, line feed and carriage return;
 // U+FFFE and U+FFFF), null or a UID in XML, an integer beyond 128 bits in a

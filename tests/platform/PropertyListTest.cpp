@@ -216,13 +216,12 @@ TEST(PropertyListRoundTrip, DatesKeepTheirFormatsPrecisionOnTheCalendar) {
               std::string::npos)
         << c.xmlText;
   }
-  // A date off the calendar has no place in a property list: left out of a dictionary, refused on its own.
+  // A date off the calendar has no place in a property list, on its own or in a container.
   for (double seconds : {double{NAN}, double{INFINITY}, 1e12, -1e12, 9.2e18}) {
     const MetricDictionary off{{"k", Value::integer(1)}};
     Array dates{Value(Date::fromReferenceSeconds(seconds))};
     for (PlistFormat format : {PlistFormat::Binary, PlistFormat::Xml}) {
-      EXPECT_EQ(parseDictionary(serializePropertyList(Value(MetricDictionary{{"d", Value(Array(dates))}}), format)),
-                (MetricDictionary{{"d", Value(Array{})}}))
+      EXPECT_TRUE(serializePropertyList(Value(MetricDictionary{{"d", Value(Array(dates))}}), format).empty())
           << seconds;
       EXPECT_TRUE(serializePropertyList(dates[0], format).empty()) << seconds;
     }
