@@ -2,7 +2,7 @@
 // XML: years of nightly records the main app keeps): a fresh handle's first
 // read (stat, read, guard, parse, convert), a read on a handle whose file has
 // not changed (stat and lookup), and one write through (lock, re-read check,
-// serialise, write, fsync, rename, fsync of the directory).
+// serialise, write, fsync, rename, fsync of the directory), binary and XML.
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
@@ -78,21 +78,23 @@ void BM_WarmObjectForKey(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(handle->objectForKey("velmoraConfig"));
 }
 
-void setObject(benchmark::State& state, bool large) {
-  const BenchStore store(PlistFormat::Binary, large);
+void setObject(benchmark::State& state, PlistFormat format, bool large) {
+  const BenchStore store(format, large);
   const auto handle = store.open();
   std::int64_t i = 0;
   for (auto _ : state) benchmark::DoNotOptimize(handle->setObject(Value::integer(++i), "cachedSleepBankUpdate"));
   state.counters["fileKB"] = static_cast<double>(store.size) / 1024.0;
 }
 
-void BM_SetObjectLargeStore(benchmark::State& state) { setObject(state, true); }
-void BM_SetObjectSmallStore(benchmark::State& state) { setObject(state, false); }
+void BM_SetObjectLargeStore(benchmark::State& state) { setObject(state, PlistFormat::Binary, true); }
+void BM_SetObjectLargeXmlStore(benchmark::State& state) { setObject(state, PlistFormat::Xml, true); }
+void BM_SetObjectSmallStore(benchmark::State& state) { setObject(state, PlistFormat::Binary, false); }
 
 BENCHMARK(BM_ColdReadBinary)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ColdReadXml)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_WarmObjectForKey)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_SetObjectLargeStore)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SetObjectLargeXmlStore)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SetObjectSmallStore)->Unit(benchmark::kMillisecond);
 
 }  // namespace

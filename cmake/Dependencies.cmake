@@ -1,6 +1,6 @@
 # System libraries, all from Debian packages (scripts/setup installs them).
 find_package(PkgConfig REQUIRED)
-pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
+pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET glib-2.0)
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo pixman-1)
 pkg_check_modules(PANGO REQUIRED IMPORTED_TARGET pangocairo pangoft2 fontconfig)
 pkg_check_modules(SPNG REQUIRED IMPORTED_TARGET spng)

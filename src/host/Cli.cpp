@@ -2,7 +2,9 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
 #include <iostream>
+#include <system_error>
 
 #include "host/DefaultsCommand.h"
 #include "host/Errors.h"
@@ -213,9 +215,12 @@ std::string commandPath(CLI::App& app) {
 int run(int argc, char** argv) {
   std::vector<std::string> args(argv + 1, argv + argc);
   const int status = run(std::move(args), ProcessContext::current(), std::cin, std::cout, std::cerr);
+  errno = 0;
   std::cout.flush();
   if (status == 0 && !std::cout) {
-    std::cerr << "velmora: cannot write to standard output\n";
+    const int error = errno;
+    std::cerr << "velmora: cannot write to standard output"
+              << (error ? ": " + std::generic_category().message(error) : "") << '\n';
     return 1;
   }
   return status;

@@ -3,6 +3,7 @@
 #include <iterator>
 #include <memory>
 #include <span>
+#include <vector>
 
 #include "host/Errors.h"
 #include "host/Files.h"
@@ -14,10 +15,15 @@ namespace velmora::host {
 
 namespace {
 
-std::shared_ptr<UserDefaults> openDomain(const Environment& env, std::string_view domain) {
+// The domain's file, with the store's warnings collected rather than printed:
+// what stops the command is its error, said once.
+std::shared_ptr<UserDefaults> openDomain(const Environment& env, std::string_view domain,
+                                         std::vector<std::string>& warnings) {
+  auto collect = [&warnings](std::string_view message) { warnings.emplace_back(message); };
   if (domain == "shared" || domain == Environment::kSharedSuite)
-    return UserDefaults::suite(env, Environment::kSharedSuite);
-  if (domain == "standard" || domain == Environment::kStandardDomain) return UserDefaults::standard(env);
+    return std::make_shared<UserDefaults>(env.preferencesFile(Environment::kSharedSuite), collect);
+  if (domain == "standard" || domain == Environment::kStandardDomain)
+    return std::make_shared<UserDefaults>(env.preferencesFile(Environment::kStandardDomain), collect);
   throw UsageError("unknown domain \"" + std::string(domain) + "\": use shared (" +
                    std::string(Environment::kSharedSuite) + ") or standard (" +
                    std::string(Environment::kStandardDomain) + ")");
@@ -89,10 +95,30 @@ void writeOutput(const std::string& text, const std::optional<std::string>& file
     writeFile(*file, text);
 }
 
+// A change the store refused: the reasons it gave, else `fallback`.
+CommandError refused(std::vector<std::string>& warnings, const std::string& fallback) {
+  std::string message;
+  for (const std::string& warning : warnings) message += (message.empty() ? "" : "\n") + warning;
+  warnings.clear();
+  return CommandError(message.empty() ? fallback : message);
+}
+
 }  // namespace
 
 void DefaultsCommand::run(const Environment& env, std::istream& in, std::ostream& out) const {
-  const std::shared_ptr<UserDefaults> store = openDomain(env, domain);
+  std::vector<std::string> warnings;
+  const std::shared_ptr<UserDefaults> store = openDomain(env, domain, warnings);
+  // Printed as warnings when the command succeeds (a file written whose directory could not be flushed).
+  struct Flush {
+    const Environment& env;
+    std::vector<std::string>& warnings;
+    ~Flush() {
+      for (const std::string& warning : warnings) env.warning(warning);
+    }
+  } flush{env, warnings};
+  if (key && !isValidUtf8(*key)) throw UsageError("the key is not valid UTF-8");
+  // A domain that cannot be read is no empty domain: reading, exporting or changing it fails.
+  if (auto problem = store->problem()) throw CommandError(*problem);
   const JsonForms forms(env.timeZone);
   const std::string fileName = store->file().string();
 
@@ -110,24 +136,25 @@ void DefaultsCommand::run(const Environment& env, std::istream& in, std::ostream
     case Verb::kWrite: {
       Value stored = valueArgument(value.value_or(""));
       if (!store->setObject(std::move(stored), key.value_or("")))
-        throw CommandError("could not store \"" + key.value_or("") + "\" in " + fileName);
+        throw refused(warnings, "could not store \"" + key.value_or("") + "\" in " + fileName);
       return;
     }
     case Verb::kDelete: {
       if (key) {
         if (!store->objectForKey(*key)) throw CommandError(missingPair(domain, *key));
-        if (!store->removeObjectForKey(*key)) throw CommandError("could not remove \"" + *key + "\" from " + fileName);
+        if (!store->removeObjectForKey(*key))
+          throw refused(warnings, "could not remove \"" + *key + "\" from " + fileName);
         return;
       }
       if (store->dictionaryRepresentation().empty()) return;  // nothing to delete
-      if (!store->replaceAll({})) throw CommandError("could not empty " + fileName);
+      if (!store->replaceAll({})) throw refused(warnings, "could not empty " + fileName);
       return;
     }
     case Verb::kImport: {
       const std::string source = file.value_or("-");
       const MetricDictionary contents =
           importedContents(readInput(source, in), source == "-" ? "standard input" : source);
-      if (!store->replaceAll(contents)) throw CommandError("could not write " + fileName);
+      if (!store->replaceAll(contents)) throw refused(warnings, "could not write " + fileName);
       return;
     }
     case Verb::kExport:

@@ -21,7 +21,7 @@ namespace {
 // The members of the one-member objects that stand for a value of another
 // kind. A stored dictionary that happens to look like one of them is written
 // inside {"dictionary": ...} so that it reads back as a dictionary.
-constexpr std::array<std::string_view, 5> kTags{"date", "data", "colour", "image", "dictionary"};
+constexpr std::array<std::string_view, 6> kTags{"date", "data", "colour", "image", "uid", "dictionary"};
 
 bool isTag(std::string_view key) {
   for (std::string_view tag : kTags)
@@ -86,7 +86,7 @@ class Reader {
       case Json::value_t::number_unsigned: {
         const auto n = json.get<std::uint64_t>();
         if (n > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()))
-          fail("the integer " + std::to_string(n) + " is too large; write it with a decimal point to store a real");
+          return Value::wideInteger(std::to_string(n));  // an unsigned 64-bit integer, as property lists hold them
         return Value::integer(static_cast<std::int64_t>(n));
       }
       case Json::value_t::number_float:
@@ -154,6 +154,7 @@ class Reader {
         if (!inner.is_string()) fail("a date is written {\"date\": \"2025-01-06T22:30:00+01:00\"}");
         const auto date = dates_.parse(inner.get<std::string>());
         if (!date) fail("\"" + inner.get<std::string>() + "\" is not an ISO 8601 instant with a zone offset");
+        if (!date->isOnCalendar()) fail("a property list holds dates of the years 1 to 9999 only");
         return Value(*date);
       }
       if (tag == "data") {
@@ -162,6 +163,8 @@ class Reader {
         if (!bytes) fail("not valid base64 (standard alphabet, padded with '=', no line breaks)");
         return Value(Data{std::move(*bytes)});
       }
+      if (tag == "uid")
+        fail("a UID (an object reference of a keyed archive) is kept as another writer left it, never written");
       fail("a " + tag + " cannot be stored in a preferences domain");
     }
     return Value(dictionary(json));
@@ -335,7 +338,20 @@ Json JsonForms::toJson(const Value& value, std::string_view place) const {
     case Value::Kind::kBoolean:
       return value.boolValue();
     case Value::Kind::kDate:
+      // A date no calendar text can say (another writer's binary list may hold one).
+      if (!value.date()->isOnCalendar()) return Json{{"date", nullptr}};
       return Json{{"date", dates_->format(*value.date())}};
+    case Value::Kind::kNull:
+      return nullptr;
+    case Value::Kind::kUid:
+      return Json{{"uid", value.uid()->number}};
+    case Value::Kind::kWideInteger: {
+      const std::string& digits = value.wideInteger()->digits;
+      std::uint64_t n = 0;
+      const auto [end, ec] = std::from_chars(digits.data(), digits.data() + digits.size(), n);
+      if (ec == std::errc() && end == digits.data() + digits.size()) return n;
+      return doubleJson(value.doubleValue());  // beyond what a JSON reader takes as an integer
+    }
     case Value::Kind::kData:
       return Json{{"data", base64(value.data()->bytes)}};
     case Value::Kind::kColour:

@@ -57,7 +57,10 @@ std::optional<std::string> homeFromPasswordDatabase() {
 }
 
 std::filesystem::path preferencesDirectory(const GlobalOptions& options, const ProcessContext& process) {
-  if (options.prefs) return *options.prefs;
+  if (options.prefs) {
+    if (options.prefs->empty()) throw UsageError("--prefs: give a directory (an empty name would be the current one)");
+    return *options.prefs;
+  }
   if (auto dir = process.variable("VELMORA_PREFS")) return *dir;
   // The XDG base-directory rules ignore a relative XDG_CONFIG_HOME.
   if (auto config = process.variable("XDG_CONFIG_HOME"); config && std::filesystem::path(*config).is_absolute())

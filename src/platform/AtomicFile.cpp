@@ -126,9 +126,16 @@ std::filesystem::path SidecarLock::pathFor(const std::filesystem::path& file) {
 
 std::optional<SidecarLock> SidecarLock::acquire(const std::filesystem::path& file, std::string& error) {
   const auto path = pathFor(file);
-  const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
   if (fd < 0) {
-    error = osError("cannot open the lock file", path, errno);
+    error = errno == ELOOP ? "the lock file " + path.string() + " is a symbolic link, which is not followed"
+                           : osError("cannot open the lock file", path, errno);
+    return std::nullopt;
+  }
+  struct stat st {};
+  if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+    error = "the lock file " + path.string() + " is not a regular file";
+    ::close(fd);
     return std::nullopt;
   }
   while (::flock(fd, LOCK_EX) != 0) {
@@ -178,6 +185,24 @@ std::optional<FileIdentity> replaceFileAtomically(const std::filesystem::path& f
   Descriptor dir(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!dir.valid() || ::fsync(dir.get()) != 0) error = osError("cannot flush the directory", directory, errno);
   return identityOf(st);  // renaming keeps the inode, size and modification time
+}
+
+std::optional<std::filesystem::path> writeTarget(const std::filesystem::path& path, std::string& error) {
+  constexpr int kMaxLinks = 40;  // as the kernel follows them
+  std::filesystem::path target = path;
+  for (int links = 0; links <= kMaxLinks; ++links) {
+    std::error_code ec;
+    const auto status = std::filesystem::symlink_status(target, ec);
+    if (ec || !std::filesystem::is_symlink(status)) return target;
+    const std::filesystem::path next = std::filesystem::read_symlink(target, ec);
+    if (ec) {
+      error = "cannot read the symbolic link " + target.string() + ": " + ec.message();
+      return std::nullopt;
+    }
+    target = next.is_absolute() ? next : target.parent_path() / next;
+  }
+  error = osError("cannot follow", path, ELOOP);
+  return std::nullopt;
 }
 
 bool ensureDirectory(const std::filesystem::path& directory, std::string& error) {

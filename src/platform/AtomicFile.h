@@ -43,7 +43,9 @@ FileSnapshot readWholeFile(const std::filesystem::path& path);
 class SidecarLock {
  public:
   // Creates the sidecar when needed and waits for the lock; nothing, with
-  // `error` set, when that fails.
+  // `error` set, when that fails. The sidecar is opened without following a
+  // symbolic link, so the lock is always a regular file beside `file` and
+  // never creates or locks a file elsewhere.
   static std::optional<SidecarLock> acquire(const std::filesystem::path& file, std::string& error);
 
   SidecarLock(SidecarLock&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
@@ -69,6 +71,12 @@ class SidecarLock {
 // survive a power cut: it is returned, and `error` says so.
 std::optional<FileIdentity> replaceFileAtomically(const std::filesystem::path& file,
                                                   std::span<const std::uint8_t> bytes, mode_t mode, std::string& error);
+
+// The file a write through `path` replaces: `path` itself, or, when it is a
+// symbolic link, the file at the end of its chain of links (which need not
+// exist yet), so that a linked store is written through to its target and
+// the link stays. Nothing, with `error` set, for a loop of links.
+std::optional<std::filesystem::path> writeTarget(const std::filesystem::path& path, std::string& error);
 
 // Creates `directory` and its parents when missing.
 bool ensureDirectory(const std::filesystem::path& directory, std::string& error);

@@ -19,6 +19,13 @@ struct Date {
   constexpr double icuMillis() const { return seconds * 1000.0; }
   static constexpr Date fromIcuMillis(double ms) { return Date{ms / 1000.0}; }
 
+  // The calendar's years 1 to 9999 (proleptic Gregorian, UTC): what a
+  // date's text can say and every property-list reader can hold. A date
+  // outside them, or not a number, names no moment anyone can be shown.
+  static constexpr double kFirstCalendarSeconds = -62135596800.0;  // 0001-01-01T00:00:00Z
+  static constexpr double kEndCalendarSeconds = 253402300800.0;    // 10000-01-01T00:00:00Z
+  bool isOnCalendar() const { return seconds >= kFirstCalendarSeconds && seconds < kEndCalendarSeconds; }
+
   constexpr Date dateByAddingTimeInterval(double interval) const { return Date{seconds + interval}; }
   constexpr double timeIntervalSinceDate(Date other) const { return seconds - other.seconds; }
 

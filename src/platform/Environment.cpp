@@ -48,6 +48,17 @@ void Environment::warning(std::string_view message) const {
     std::cerr << "velmora: warning: " << message << '\n';
 }
 
+WarningSink Environment::warningsOncePerRun() const {
+  if (!warned_) warned_ = std::make_shared<std::unordered_set<std::string>>();
+  return [warned = warned_, sink = warn](std::string_view message) {
+    if (!warned->emplace(message).second) return;
+    if (sink)
+      sink(message);
+    else
+      std::cerr << "velmora: warning: " << message << '\n';
+  };
+}
+
 void Environment::diagnostic(std::string_view message) const {
   if (warn)
     warn(message);

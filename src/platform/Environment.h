@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "platform/Date.h"
@@ -51,6 +52,9 @@ struct Environment {
   // The pixel memory of images the run has let go, for its next images.
   const std::shared_ptr<PixelPool>& pixelPool() const;
   void warning(std::string_view message) const;
+  // A sink that reports each distinct message once in the whole run, however
+  // many objects and store handles come upon the same problem.
+  WarningSink warningsOncePerRun() const;
   // A diagnostic line of the system log (goes where warnings go).
   void diagnostic(std::string_view message) const;
 
@@ -60,6 +64,7 @@ struct Environment {
   mutable std::shared_ptr<ShadowScratch> shadowScratch_;
   mutable std::shared_ptr<PictureCache> pictures_;
   mutable std::shared_ptr<PixelPool> pixelPool_;
+  mutable std::shared_ptr<std::unordered_set<std::string>> warned_;
 };
 
 }  // namespace velmora

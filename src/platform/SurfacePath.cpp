@@ -345,13 +345,19 @@ void SurfacePath::lineTo(Point p) {
 }
 
 void SurfacePath::arc(Point centre, double radius, double startAngle, double endAngle, int clockwise) {
+  // An end infinitely far round in the arc's own direction is still a sweep
+  // of a whole turn or more: one circle, as for any end a turn or more away.
+  // Every other non-finite angle names no arc.
+  const double sweepToEnd = clockwise == 0 ? endAngle - startAngle : startAngle - endAngle;
+  const bool endlessSweep = std::isinf(endAngle) && sweepToEnd > 0;
   if (!std::isfinite(centre.x) || !std::isfinite(centre.y) || !std::isfinite(radius) || radius < 0 ||
-      !std::isfinite(startAngle) || !std::isfinite(endAngle)) {
+      !std::isfinite(startAngle) || !(std::isfinite(endAngle) || endlessSweep)) {
     drawable_ = false;
     return;
   }
-  double sweep = clockwise == 0 ? endAngle - startAngle : startAngle - endAngle;
-  if (!std::isfinite(sweep))  // the angles lie too far apart for their difference: take it within a turn
+  double sweep = sweepToEnd;
+  if (!std::isfinite(sweep) &&
+      !endlessSweep)  // the angles lie too far apart for their difference: take it within a turn
     sweep = clockwise == 0 ? std::fmod(endAngle, kFullTurn) - std::fmod(startAngle, kFullTurn)
                            : std::fmod(startAngle, kFullTurn) - std::fmod(endAngle, kFullTurn);
   double turned;  // how far the arc turns in its direction, 0 … one full turn

@@ -1,10 +1,10 @@
 #include "platform/UserDefaults.h"
 
 #include <iostream>
+#include <span>
 #include <unordered_map>
 
 #include "platform/AtomicFile.h"
-#include "platform/PlistConversion.h"
 #include "platform/PropertyList.h"
 
 namespace velmora {
@@ -12,27 +12,6 @@ namespace velmora {
 namespace {
 
 constexpr mode_t kNewFileMode = 0600;
-
-const char* kindName(const Value& value) {
-  switch (value.kind()) {
-    case Value::Kind::kArray:
-      return "an array";
-    case Value::Kind::kColour:
-      return "a colour";
-    case Value::Kind::kImage:
-      return "an image";
-    case Value::Kind::kDate:
-      return "a date";
-    case Value::Kind::kText:
-      return "a text";
-    case Value::Kind::kData:
-      return "data";
-    case Value::Kind::kDictionary:
-      return "a dictionary";
-    default:
-      return "a number";
-  }
-}
 
 }  // namespace
 
@@ -44,7 +23,7 @@ struct UserDefaults::State {
   bool loaded = false;
   FileIdentity seen;
   mode_t mode = kNewFileMode;
-  PlistFormat format = PlistFormat::Binary;  // a new file is binary
+  PlistDocument document;  // a new file is binary
   MetricDictionary contents;
   std::unordered_map<std::string_view, const Value*> index;  // into contents
   // Why the file can be neither read nor written, while it is in that state.
@@ -58,19 +37,16 @@ struct UserDefaults::State {
       std::cerr << "velmora: warning: " << message << '\n';
   }
 
-  void hold(MetricDictionary dictionary) {
-    contents = std::move(dictionary);
+  void hold() {
+    contents = document.contents();
     index.clear();
     index.reserve(contents.size());
     for (const auto& [key, value] : contents) index.emplace(key, &value);
   }
 
   void markUnusable(std::string why) {
-    hold({});
-    if (reported != seen) {
-      warn(file.string() + ": " + why + "; it reads as empty and is left untouched");
-      reported = seen;
-    }
+    document = {};
+    hold();
     unusable = std::move(why);
   }
 
@@ -84,24 +60,35 @@ struct UserDefaults::State {
     if (!snapshot.error.empty()) return markUnusable(std::move(snapshot.error));
     if (!seen.exists) {  // an empty domain, which a write creates
       mode = kNewFileMode;
-      format = PlistFormat::Binary;
-      return hold({});
+      document = {};
+      return hold();
     }
     mode = snapshot.mode;
-    PlistReadResult read = parsePropertyList(snapshot.bytes);
-    if (!read.value) return markUnusable("not a valid property list (" + read.error + ")");
-    const MetricDictionary* dictionary = read.value->dictionary();
-    if (!dictionary)
-      return markUnusable(std::string("not a preferences file (its top level is ") + kindName(*read.value) +
-                          ", not a dictionary)");
-    format = read.format;
-    hold(*dictionary);
+    std::string error;
+    std::optional<PlistDocument> read = PlistDocument::read(std::move(snapshot.bytes), error);
+    if (!read) return markUnusable(std::move(error));
+    document = std::move(*read);
+    hold();
+  }
+
+  // The file as it is now, reporting once when it cannot be used.
+  void look() {
+    refresh();
+    if (unusable && reported != seen) {
+      warn(file.string() + ": " + *unusable + "; it reads as empty and is left untouched");
+      reported = seen;
+    }
   }
 
   const Value* find(std::string_view key) {
-    refresh();
+    look();
     const auto it = index.find(key);
     return it == index.end() ? nullptr : it->second;
+  }
+
+  bool cannotWrite(const std::string& why) const {
+    warn(file.string() + ": cannot be written (" + why + ")");
+    return false;
   }
 
   // One change written through: under the sidecar lock, the file as it is
@@ -111,47 +98,49 @@ struct UserDefaults::State {
   template <typename Change>
   bool write(Change&& change) {
     std::string error;
-    if (!ensureDirectory(file.parent_path(), error)) {
-      warn(file.string() + ": cannot be written (" + error + ")");
-      return false;
-    }
+    if (!ensureDirectory(file.parent_path(), error)) return cannotWrite(error);
     const auto lock = SidecarLock::acquire(file, error);
-    if (!lock) {
-      warn(file.string() + ": cannot be written (" + error + ")");
-      return false;
-    }
-    refresh();
-    if (unusable) return false;  // reported once already; the file must keep its bytes
+    if (!lock) return cannotWrite(error);
+    look();
+    if (unusable) return false;  // reported already; the file must keep its bytes
 
-    MetricDictionary updated = contents;
+    PlistDocument updated = document;
     bool unchanged = false;
     if (!change(updated, unchanged)) return false;
     if (unchanged) return true;
 
-    const std::vector<std::uint8_t> bytes = serializePropertyList(Value(updated), format);
-    if (bytes.empty()) {
-      warn(file.string() + ": cannot be written (the contents have no property-list form)");
-      return false;
-    }
-    const auto written = replaceFileAtomically(file, bytes, mode, error);
-    if (!written) {
-      warn(file.string() + ": cannot be written (" + error + ")");
-      return false;
-    }
+    const std::vector<std::uint8_t>& bytes = updated.write();
+    const auto target = writeTarget(file, error);
+    if (!target) return cannotWrite(error);
+    const auto written = replaceFileAtomically(*target, bytes, mode, error);
+    if (!written) return cannotWrite(error);
     if (!error.empty()) warn(file.string() + ": written, but " + error);
     seen = *written;
-    hold(std::move(updated));
+    document = std::move(updated);
+    hold();
     return true;
   }
 
-  // The value as the file will hold it, or nothing (with a warning) when a
-  // property list cannot hold it at all.
-  std::optional<Value> storable(const Value& value, const std::string& where) const {
-    auto stored = storedForm(value, format);
-    if (!stored)
-      warn(file.string() + ": cannot store " + kindName(value) + " " + where +
-           " (a property list cannot hold it, or it nests deeper than " + std::to_string(kMaxPlistDepth) + " levels)");
-    return stored;
+  bool set(std::span<const MetricDictionary::Entry> entries) {
+    return write([&](PlistDocument& updated, bool& unchanged) {
+      unchanged = true;
+      for (const auto& [key, value] : entries) {
+        auto stored = storable(key, value);
+        if (!stored) return false;
+        const auto current = index.find(key);
+        unchanged = unchanged && current != index.end() && *current->second == *stored;
+        updated.set(key, std::move(*stored));
+      }
+      return true;
+    });
+  }
+
+  // The entry as the file will hold it, or nothing (with a warning) when the
+  // file cannot hold it.
+  std::optional<Value> storable(const std::string& key, const Value& value) const {
+    StoredForm stored = storedEntry(key, value, document.format());
+    if (!stored.value) warn(file.string() + ": cannot store \"" + validUtf8(key) + "\": " + stored.problem);
+    return std::move(stored.value);
   }
 };
 
@@ -163,7 +152,7 @@ UserDefaults::UserDefaults(std::filesystem::path file, WarningSink warn) : state
 UserDefaults::~UserDefaults() = default;
 
 std::shared_ptr<UserDefaults> UserDefaults::suite(const Environment& env, std::string_view suiteName) {
-  return std::make_shared<UserDefaults>(env.preferencesFile(suiteName), env.warn);
+  return std::make_shared<UserDefaults>(env.preferencesFile(suiteName), env.warningsOncePerRun());
 }
 
 std::shared_ptr<UserDefaults> UserDefaults::standard(const Environment& env) {
@@ -198,43 +187,43 @@ double UserDefaults::doubleForKey(std::string_view key) const {
 }
 
 MetricDictionary UserDefaults::dictionaryRepresentation() const {
-  state_->refresh();
+  state_->look();
   return state_->contents;
 }
 
+std::optional<std::string> UserDefaults::problem() const {
+  state_->refresh();
+  if (!state_->unusable) return std::nullopt;
+  return state_->file.string() + ": " + *state_->unusable;
+}
+
 bool UserDefaults::setObject(Value value, std::string_view key) {
-  return setObjects(MetricDictionary{{std::string(key), std::move(value)}});
+  const MetricDictionary::Entry entry{std::string(key), std::move(value)};
+  return state_->set(std::span(&entry, 1));
 }
 
 bool UserDefaults::setObjects(const MetricDictionary& entries) {
-  return state_->write([&](MetricDictionary& contents, bool& unchanged) {
-    unchanged = true;
-    for (const auto& [key, value] : entries) {
-      auto stored = state_->storable(value, "under \"" + key + "\"");
-      if (!stored) return false;
-      const Value* current = contents.objectForKey(key);
-      unchanged = unchanged && current && *current == *stored;
-      contents.setObject(key, std::move(*stored));
-    }
-    return true;
-  });
+  return state_->set(std::vector<MetricDictionary::Entry>(entries.begin(), entries.end()));
 }
 
 bool UserDefaults::setBool(bool value, std::string_view key) { return setObject(Value::boolean(value), key); }
 
 bool UserDefaults::removeObjectForKey(std::string_view key) {
-  return state_->write([&](MetricDictionary& contents, bool& unchanged) {
-    unchanged = !contents.contains(key);
-    contents.removeObjectForKey(key);
+  return state_->write([&](PlistDocument& document, bool& unchanged) {
+    unchanged = !state_->index.contains(key);
+    document.remove(key);
     return true;
   });
 }
 
 bool UserDefaults::replaceAll(const MetricDictionary& replacement) {
-  return state_->write([&](MetricDictionary& contents, bool& unchanged) {
-    auto stored = state_->storable(Value(replacement), "as the whole domain");
-    if (!stored) return false;
-    contents = *stored->dictionary();
+  return state_->write([&](PlistDocument& document, bool& unchanged) {
+    StoredForm stored = storedForm(Value(replacement), document.format());
+    if (!stored.value) {
+      state_->warn(state_->file.string() + ": cannot store the domain: " + stored.problem);
+      return false;
+    }
+    document.assign(*stored.value->dictionary());
     unchanged = false;
     return true;
   });

@@ -17,13 +17,16 @@ namespace velmora {
 // another process has replaced it); every change is written through at once
 // under the sidecar lock "<file>.lock": the file is re-read, only this
 // handle's own changes are applied, and the result replaces the file
-// atomically in its own format. A file that is not a valid property list
-// reads as empty, is reported once, and is never written.
+// atomically in its own format, every value this handle did not set written
+// back exactly as it was read. A file that cannot be read or is not a valid
+// property list reads as empty, is reported once, and is never written. A
+// store that is a symbolic link is written through to its target.
 class UserDefaults {
  public:
   UserDefaults(std::filesystem::path file, WarningSink warn);
 
-  // `initWithSuiteName:` and `standardUserDefaults` for the run's preferences directory.
+  // `initWithSuiteName:` and `standardUserDefaults` for the run's preferences
+  // directory; their warnings go out once per run.
   static std::shared_ptr<UserDefaults> suite(const Environment& env, std::string_view suiteName);
   static std::shared_ptr<UserDefaults> standard(const Environment& env);
 
@@ -33,6 +36,10 @@ class UserDefaults {
   float floatForKey(std::string_view key) const;
   double doubleForKey(std::string_view key) const;
   MetricDictionary dictionaryRepresentation() const;
+  // Why the domain cannot be read (naming the file), when it cannot: for
+  // callers that must not take an unreadable domain for an empty one. Asking
+  // reports nothing.
+  std::optional<std::string> problem() const;
 
   // Each returns false (with a warning) when the change could not be stored.
   bool setObject(Value value, std::string_view key);

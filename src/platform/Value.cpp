@@ -71,7 +71,8 @@ Value::Value(MetricDictionary dictionary)
 
 bool Value::isNumber() const {
   const Kind k = kind();
-  return k == Kind::kFloat || k == Kind::kInteger || k == Kind::kDouble || k == Kind::kBoolean;
+  return k == Kind::kFloat || k == Kind::kInteger || k == Kind::kDouble || k == Kind::kBoolean ||
+         k == Kind::kWideInteger;
 }
 
 const Image* Value::image() const {
@@ -103,6 +104,8 @@ double Value::doubleValue() const {
       return std::get<bool>(v_) ? 1.0 : 0.0;
     case Kind::kText:
       return leadingDouble(*text());
+    case Kind::kWideInteger:
+      return leadingDouble(wideInteger()->digits);
     default:
       return 0.0;
   }
@@ -168,7 +171,7 @@ MetricDictionary::MetricDictionary(std::vector<Entry> entries) {
   constexpr std::size_t kScanned = 16;
   if (entries.size() <= kScanned) {
     entries_.reserve(entries.size());
-    for (auto& [key, value] : entries) setValue(key, std::move(value));
+    for (auto& [key, value] : entries) assign(key, std::move(value));
     return;
   }
   entries_.reserve(entries.size());
@@ -192,15 +195,20 @@ const Value* MetricDictionary::objectForKey(std::string_view key) const {
 }
 
 void MetricDictionary::setValue(std::string_view key, std::optional<Value> value) {
+  // A date that names no moment, or an image that could not be made, is no value.
+  if (value && value->date() && !value->date()->isOnCalendar()) value.reset();
+  if (value && value->kind() == Value::Kind::kImage && !value->image()) value.reset();
+  if (value) return assign(key, std::move(*value));
   auto it = std::find_if(entries_.begin(), entries_.end(), [&](const Entry& e) { return e.first == key; });
-  // An image that could not be made is no value either.
-  if (!value || (value->kind() == Value::Kind::kImage && !value->image())) {
-    if (it != entries_.end()) entries_.erase(it);
-  } else if (it != entries_.end()) {
-    it->second = std::move(*value);
-  } else {
-    entries_.emplace_back(std::string(key), std::move(*value));
-  }
+  if (it != entries_.end()) entries_.erase(it);
+}
+
+void MetricDictionary::assign(std::string_view key, Value value) {
+  auto it = std::find_if(entries_.begin(), entries_.end(), [&](const Entry& e) { return e.first == key; });
+  if (it != entries_.end())
+    it->second = std::move(value);
+  else
+    entries_.emplace_back(std::string(key), std::move(value));
 }
 
 void MetricDictionary::removeObjectForKey(std::string_view key) { setValue(key, std::nullopt); }

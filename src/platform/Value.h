@@ -28,6 +28,20 @@ struct Data {
   friend bool operator==(const Data&, const Data&) = default;
 };
 
+// A keyed archive's object reference, which binary property lists hold.
+struct Uid {
+  std::uint64_t number = 0;
+  friend bool operator==(const Uid&, const Uid&) = default;
+};
+
+// An integer beyond the signed 64-bit range (a binary property list holds
+// unsigned 64-bit and 128-bit integers, XML any number of digits), as its
+// decimal digits with a leading "-" when negative.
+struct WideInteger {
+  std::string digits;
+  friend bool operator==(const WideInteger&, const WideInteger&) = default;
+};
+
 // One value of a store, a record or a display dictionary. Values are
 // immutable and cheap to copy: arrays, dictionaries and images are shared.
 //
@@ -36,7 +50,23 @@ struct Data {
 // number (else 0), and a kind with no such reading gives 0 or false.
 class Value {
  public:
-  enum class Kind { kFloat, kInteger, kDouble, kBoolean, kText, kDate, kData, kColour, kImage, kArray, kDictionary };
+  enum class Kind {
+    kFloat,
+    kInteger,
+    kDouble,
+    kBoolean,
+    kText,
+    kDate,
+    kData,
+    kColour,
+    kImage,
+    kArray,
+    kDictionary,
+    // Kinds only files written by others hold; they read as 0 or nothing.
+    kNull,
+    kUid,
+    kWideInteger,
+  };
 
   // Numbers are made through named factories so that 7, 7.0f and true never
   // silently pick the wrong kind.
@@ -44,6 +74,11 @@ class Value {
   static Value integer(std::int64_t v) { return Value(Storage(std::in_place_index<1>, v)); }
   static Value real(double v) { return Value(Storage(std::in_place_index<2>, v)); }
   static Value boolean(bool v) { return Value(Storage(std::in_place_index<3>, v)); }
+  static Value null() { return Value(Storage(std::in_place_index<11>, nullptr)); }
+  static Value uid(std::uint64_t number) { return Value(Storage(std::in_place_index<12>, Uid{number})); }
+  static Value wideInteger(std::string digits) {
+    return Value(Storage(std::in_place_index<13>, WideInteger{std::move(digits)}));
+  }
 
   Value(std::string text) : v_(std::in_place_index<4>, std::move(text)) {}
   Value(const char* text) : v_(std::in_place_index<4>, std::string(text)) {}
@@ -55,13 +90,15 @@ class Value {
   Value(MetricDictionary dictionary);
 
   Kind kind() const { return static_cast<Kind>(v_.index()); }
-  bool isNumber() const;  // kFloat, kInteger, kDouble or kBoolean
+  bool isNumber() const;  // kFloat, kInteger, kDouble, kBoolean or kWideInteger
 
   // Typed access: nullptr when the value is of another kind.
   const std::string* text() const { return std::get_if<4>(&v_); }
   const Date* date() const { return std::get_if<5>(&v_); }
   const Data* data() const { return std::get_if<6>(&v_); }
   const Colour* colour() const { return std::get_if<7>(&v_); }
+  const Uid* uid() const { return std::get_if<12>(&v_); }
+  const WideInteger* wideInteger() const { return std::get_if<13>(&v_); }
   const Image* image() const;
   ImageRef imageRef() const;
   const Array* array() const;
@@ -78,7 +115,8 @@ class Value {
 
  private:
   using Storage = std::variant<float, std::int64_t, double, bool, std::string, Date, Data, Colour, ImageRef,
-                               std::shared_ptr<const Array>, std::shared_ptr<const MetricDictionary>>;
+                               std::shared_ptr<const Array>, std::shared_ptr<const MetricDictionary>, std::nullptr_t,
+                               Uid, WideInteger>;
   explicit Value(Storage s) : v_(std::move(s)) {}
   Storage v_;
 };
@@ -86,8 +124,12 @@ class Value {
 // The text-keyed dictionary every record and request operation returns, and
 // the form of a store dictionary. Keys keep the order in which they were first
 // set; setting a key again replaces its value in place. Setting "no value"
-// (or an image that could not be made) removes the key, so a missing source
-// value leaves its key absent.
+// removes the key, so a missing source value leaves its key absent; so does
+// an image that could not be made. A date off the calendar (not a number,
+// infinite, or outside the years 1 to 9999) counts as no value too: a computed
+// date that names no moment leaves its key absent, so no record shows,
+// publishes or caches one. A dictionary read from a file keeps whatever the
+// file holds.
 class MetricDictionary {
  public:
   using Entry = std::pair<std::string, Value>;
@@ -122,6 +164,8 @@ class MetricDictionary {
   friend bool operator==(const MetricDictionary&, const MetricDictionary&) = default;
 
  private:
+  void assign(std::string_view key, Value value);
+
   std::vector<Entry> entries_;
 };
 

@@ -2,6 +2,8 @@
 // the way a person or a test script prepares data.
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "VelmoraProcess.h"
 #include "host/Files.h"
 #include "host/JsonForms.h"
@@ -82,6 +84,35 @@ TEST_F(Defaults, ImportReadsAPropertyListAndABadImportChangesNothing) {
   EXPECT_EQ(velmora({"defaults", "export", "shared"}).out,
             "{\n  \"requiredHours\": 7.5,\n  \"nightHour\": 21,\n  \"rawSynchTime\": {\"date\": "
             "\"2025-01-06T07:15:00+01:00\"},\n  \"miles\": true,\n  \"blob\": {\"data\": \"AAEC\"}\n}\n");
+}
+
+// A domain whose file cannot be read or is no property list is not an empty
+// domain: every verb fails with the reason, said once, and the file stays.
+TEST_F(Defaults, UnreadableDomainFailsWithItsReason) {
+  const auto plist = prefs() / "group.quorvane.Velmora.plist";
+  const std::pair<const char*, std::function<void()>> states[] = {
+      {"is not a regular file", [&] { std::filesystem::create_directories(plist); }},
+      {"Too many levels of symbolic links", [&] { std::filesystem::create_symlink(plist, plist); }},
+      {"not a valid property list", [&] { host::writeFile(plist, "<plist><dict>"); }},
+  };
+  std::filesystem::create_directories(prefs());
+  for (const auto& [reason, make] : states) {
+    std::filesystem::remove_all(plist);
+    make();
+    for (const std::vector<std::string>& args : {std::vector<std::string>{"defaults", "read", "shared"},
+                                                 {"defaults", "read", "shared", "bankDict"},
+                                                 {"defaults", "export", "shared"},
+                                                 {"defaults", "write", "shared", "a", "1"},
+                                                 {"defaults", "delete", "shared"}}) {
+      const ProcessResult result = velmora(args);
+      EXPECT_EQ(result.status, 1) << reason << ": " << args[1];
+      EXPECT_EQ(result.out, "") << reason << ": " << args[1];
+      const auto at = result.err.find(reason);
+      EXPECT_NE(at, std::string::npos) << result.err;
+      EXPECT_EQ(result.err.find(reason, at + 1), std::string::npos) << "said twice: " << result.err;
+    }
+  }
+  EXPECT_EQ(host::readFile(plist), "<plist><dict>");
 }
 
 }  // namespace

@@ -39,6 +39,22 @@ TEST(WriteForms, FollowTheTableOfForms) {
            {"a", Value(MetricDictionary{})}}),
        R"({"b": ["x", {"z": 1, "a": []}], "a": {}})"},
       {"not UTF-8 replaced", Value(std::string("a\xff")), "\"a\xEF\xBF\xBD\""},
+      // Kinds only another writer leaves in a store.
+      {"null", Value::null(), "null"},
+      {"UID", Value::uid(12), R"({"uid": 12})"},
+      {"unsigned 64-bit", Value::wideInteger("18446744073709551615"), "18446744073709551615"},
+      {"beyond 64 bits", Value::wideInteger("-100000000000000000000"), "-1e+20"},
+      {"lookalike of a UID", Value(MetricDictionary{{"uid", Value::integer(1)}}), R"({"dictionary": {"uid": 1}})"},
+      // Dates: proleptic Gregorian in the run's zone, offsets to the second; a
+      // local year outside 1 to 9999 in UTC; a date no calendar names as null.
+      {"Berlin's local mean time", Value(Date::fromUnixSeconds(-2524521600.0)),
+       R"({"date": "1890-01-01T00:53:28+00:53:28"})"},
+      {"before the Gregorian reform", Value(Date::fromUnixSeconds(-30610224000.0)),
+       R"({"date": "1000-01-01T00:53:28+00:53:28"})"},
+      {"the last moment", Value(Date::fromUnixSeconds(Date::kEndCalendarSeconds - 0.5)),
+       R"({"date": "9999-12-31T23:59:59.500+00:00"})"},
+      {"infinite", Value(Date{INFINITY}), R"({"date": null})"},
+      {"year 5828963", Value(Date{1.8e14}), R"({"date": null})"},
   };
   for (const auto& c : cases) {
     std::string text = writeJson(JsonForms("Europe/Berlin").toJson(c.value));
@@ -63,6 +79,19 @@ TEST(NumberForms, EveryFloatIsWrittenInItsShortestForm) {
     if (expected.find_first_of(".e") == std::string::npos) expected += ".0";
     ASSERT_EQ(writeJson(floatJson(number)), expected + "\n");
   }
+}
+
+// What a domain holds reads back as it was written, dates of every year included.
+TEST(ReadForms, GiveBackWhatWasWritten) {
+  for (const char* json : {R"({"date": "0001-01-01T00:53:28+00:53:28"})", R"({"date": "1000-01-01T00:53:28+00:53:28"})",
+                           R"({"date": "1582-10-04T23:59:59.999+00:53:28"})", "18446744073709551615"}) {
+    std::string text = writeJson(JsonForms("Europe/Berlin").toJson(valueFromJson(Json::parse(json))));
+    text.pop_back();
+    EXPECT_EQ(text, json);
+  }
+  // West of Greenwich the first moment of year 1 is local year 0: it is written in UTC.
+  const Value first = valueFromJson(Json::parse(R"({"date": "0001-01-01T00:00:00Z"})"));
+  EXPECT_EQ(JsonForms("America/New_York").toJson(first).dump(), R"({"date":"0001-01-01T00:00:00+00:00"})");
 }
 
 TEST(ImageForm, NamesTheFileWrittenAfterThePlaceOfTheImage) {
@@ -108,7 +137,8 @@ TEST(ReadForms, SayWhereAndWhatIsWrong) {
       {"date not an instant", R"({"date": "yesterday"})", "not an ISO 8601 instant"},
       {"bad base64", R"({"data": "AA=A"})", "not valid base64"},
       {"colour", R"({"k": {"colour": {}}})", "/k/colour: a colour cannot be stored"},
-      {"huge integer", "18446744073709551615", "too large"},
+      {"year 10000", R"({"date": "10000-01-01T00:00:00Z"})", "years 1 to 9999"},
+      {"UID", R"({"k": {"uid": 3}})", "/k/uid: a UID"},
       {"too deep", std::string(600, '[') + std::string(600, ']'), "nested deeper than 512"},
   };
   for (const auto& c : cases) {

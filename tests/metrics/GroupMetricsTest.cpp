@@ -215,6 +215,52 @@ TEST_F(GroupMetricsTest, RecordTextsAndCacheThatMovesOnADayAfterTheNightHour) {
   EXPECT_EQ(*store()->objectForKey("cachedSleepBankUpdate")->date(), isoDate(kAfternoon)) << "no write on this path";
 }
 
+// Wake moments and bounds that put the bedtime beyond any calendar (infinite,
+// 1e308 or 2^63-1 seconds, not a number): the record has the bank but no
+// bedtime or wake date, and the cache another reader takes in holds none.
+TEST_F(GroupMetricsTest, DatesNoCalendarNamesAreNeitherRecordedNorCached) {
+  MetricDictionary fixedWake;
+  for (int day = 0; day < 7; ++day) {
+    fixedWake.setValue("WakeFixed" + std::to_string(day), Value::integer(1));
+    fixedWake.setValue("WakeTime" + std::to_string(day), Value::real(INFINITY));
+  }
+  const struct {
+    const char* name;
+    MetricDictionary bank;
+    MetricDictionary config;
+    bool wakeGone;  // else only the bedtime is beyond the calendar
+  } cases[] = {
+      {"medianWake infinite", {{"medianWake", Value::real(INFINITY)}}, {}, true},
+      {"medianWake 1e308", {{"medianWake", Value::real(1e308)}}, {}, true},
+      {"medianWake 2^63-1", {{"medianWake", Value::integer(INT64_MAX)}}, {}, true},
+      {"fixed wake infinite", {{"medianWake", Value::real(36000)}}, fixedWake, true},
+      {"maximumHours NaN",
+       {{"medianWake", Value::real(36000)}},
+       {{"minimumHours", Value::real(1)}, {"maximumHours", Value::real(NAN)}},
+       false},
+      {"averageEfficiency NaN",
+       {{"medianWake", Value::real(36000)}, {"averageEfficiency", Value::real(NAN)}},
+       {},
+       false},
+  };
+  for (const auto& c : cases) {
+    putBank(every(32400), c.bank);
+    putConfig(c.config);
+    const std::optional<MetricDictionary> record = GroupMetrics(env).requestSleepBank();
+    ASSERT_TRUE(record) << c.name;
+    EXPECT_TRUE(record->contains("bankBalance")) << c.name;
+    const std::optional<Value> cached = store()->objectForKey("cachedSleepBank");
+    ASSERT_TRUE(cached && cached->dictionary()) << c.name;
+    for (const char* key : {"bedTime", "adjustedBedTime"}) {
+      EXPECT_FALSE(record->contains(key)) << c.name << ": " << key;
+      EXPECT_FALSE(cached->dictionary()->contains(key)) << c.name << ": " << key;
+    }
+    EXPECT_EQ(record->contains("wakeTime"), !c.wakeGone) << c.name;
+    EXPECT_EQ(store()->objectForKey("cachedSleepBankUpdate"), Value(env.now)) << c.name;
+  }
+  EXPECT_TRUE(env.warnings.empty());
+}
+
 TEST_F(GroupMetricsTest, PasteItemFollowsTheLocaleAndLanguage) {
   env.locale = "de_DE";
   env.languages = {"de"};

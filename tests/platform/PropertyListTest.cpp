@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <cmath>
+#include <fstream>
 #include <limits>
 #include <random>
 #include <sstream>
@@ -48,9 +49,9 @@ const std::vector<ForeignCase>& foreignCases() {
       {"negative", Value::integer(-7)},
       {"int64Max", Value::integer(kInt64Max)},
       {"int64Min", Value::integer(kInt64Min)},
-      // Unsigned integers above the signed range saturate (not wrap to negative).
-      {"aboveInt64", Value::integer(kInt64Max)},
-      {"uint64Max", Value::integer(kInt64Max)},
+      // Unsigned integers above the signed range keep every digit.
+      {"aboveInt64", Value::wideInteger("9223372036854775808")},
+      {"uint64Max", Value::wideInteger("18446744073709551615")},
       {"tenth", Value::real(0.1)},
       {"third", Value::real(1.0 / 3.0)},
       {"huge", Value::real(1e300)},
@@ -103,9 +104,10 @@ TEST_P(ForeignFile, ReadsEveryKindAsPythonWroteIt) {
   EXPECT_EQ(keys.front(), "integer");
 
   if (GetParam() == PlistFormat::Xml) {
-    // Integers only XML can write, beyond even the unsigned range, saturate too.
-    EXPECT_EQ(contents.integerForKey("hugeNegative"), kInt64Min);
+    // Integers only XML can write, beyond even the unsigned range: every digit, read as numbers saturating.
+    EXPECT_EQ(*contents.objectForKey("hugeNegative"), Value::wideInteger("-100000000000000000000"));
     EXPECT_EQ(contents.integerForKey("hugePositive"), kInt64Max);
+    EXPECT_EQ(contents.doubleForKey("hugePositive"), 1e20);
   }
 }
 
@@ -126,6 +128,7 @@ const std::vector<WrittenCase>& writtenCases() {
       {"integer", Value::integer(-42), "int -42"},
       {"int64Min", Value::integer(kInt64Min), "int -9223372036854775808"},
       {"int64Max", Value::integer(kInt64Max), "int 9223372036854775807"},
+      {"uint64Max", Value::wideInteger("18446744073709551615"), "int 18446744073709551615"},
       {"tenth", Value::real(0.1), "real 0x1.999999999999ap-4"},
       {"negativeZero", Value::real(-0.0), "real -0x0.0p+0"},
       {"notANumber", Value::real(NAN), "real nan"},
@@ -185,33 +188,47 @@ TEST(PropertyListRoundTrip, EveryDoubleSurvivesXmlBitForBit) {
     ASSERT_TRUE(sameBits(back[i].doubleValue(), reals[i].doubleValue())) << reals[i].doubleValue();
 }
 
-TEST(PropertyListRoundTrip, DatesKeepTheirFormatsPrecision) {
+TEST(PropertyListRoundTrip, DatesKeepTheirFormatsPrecisionOnTheCalendar) {
   struct Case {
-    double seconds;  // since 2001
-    double xml;      // read back from XML; binary gives back the very same date
+    double seconds;       // since 2001
+    double xml;           // read back from XML; binary gives back the very same date
+    const char* xmlText;  // as XML writes it, in four-digit years of the proleptic Gregorian calendar
   };
   const Case cases[] = {
-      {757864800.123456789, 757864800.0},
-      {-0.25, -1.0},            // whole seconds round down, also before 2001
-      {1e12, 252423993599.0},   // beyond year 9999: held at its last second in XML
-      {-1e12, -63113904000.0},  // before year 1: held at its first
+      {757864800.123456789, 757864800.0, "2025-01-06T14:00:00Z"},
+      {-0.25, -1.0, "2000-12-31T23:59:59Z"},  // whole seconds round down, also before 2001
+      {-63113904000.0, -63113904000.0, "0001-01-01T00:00:00Z"},
+      {-31588531200.0, -31588531200.0, "1000-01-01T00:00:00Z"},
+      {-44206214400.0, -44206214400.0, "0600-03-01T00:00:00Z"},
+      {252423993599.75, 252423993599.0, "9999-12-31T23:59:59Z"},
   };
   for (const Case& c : cases) {
     const Date date = Date::fromReferenceSeconds(c.seconds);
     const MetricDictionary in{{"d", Value(date)}};
     const MetricDictionary binary = parseDictionary(serializePropertyList(Value(in), PlistFormat::Binary));
-    const MetricDictionary xml = parseDictionary(serializePropertyList(Value(in), PlistFormat::Xml));
+    const auto xmlBytes = serializePropertyList(Value(in), PlistFormat::Xml);
+    const MetricDictionary xml = parseDictionary(xmlBytes);
     ASSERT_NE(binary.dateForKey("d"), nullptr);
     ASSERT_NE(xml.dateForKey("d"), nullptr);
     EXPECT_TRUE(sameBits(binary.dateForKey("d")->seconds, date.seconds)) << c.seconds;
     EXPECT_TRUE(sameBits(xml.dateForKey("d")->referenceSeconds(), c.xml)) << c.seconds;
+    EXPECT_NE(std::string(xmlBytes.begin(), xmlBytes.end()).find(std::string("<date>") + c.xmlText + "</date>"),
+              std::string::npos)
+        << c.xmlText;
   }
-  // A date that is not a number has no XML text: it is left out.
-  const MetricDictionary nan{{"d", Value(Date{NAN})}, {"k", Value::integer(1)}};
-  EXPECT_FALSE(parseDictionary(serializePropertyList(Value(nan), PlistFormat::Xml)).contains("d"));
+  // A date off the calendar has no place in a property list, on its own or in a container.
+  for (double seconds : {double{NAN}, double{INFINITY}, 1e12, -1e12, 9.2e18}) {
+    const MetricDictionary off{{"k", Value::integer(1)}};
+    Array dates{Value(Date::fromReferenceSeconds(seconds))};
+    for (PlistFormat format : {PlistFormat::Binary, PlistFormat::Xml}) {
+      EXPECT_TRUE(serializePropertyList(Value(MetricDictionary{{"d", Value(Array(dates))}}), format).empty())
+          << seconds;
+      EXPECT_TRUE(serializePropertyList(dates[0], format).empty()) << seconds;
+    }
+  }
 }
 
-// ---- what the guard keeps from the library ----------------------------------
+// ---- what the readers refuse -------------------------------------------------
 
 std::vector<std::uint8_t> bytesFrom(const std::string& s) { return {s.begin(), s.end()}; }
 
@@ -298,7 +315,14 @@ std::vector<GuardCase> guardCases() {
       {"xmlDecoyClosingTags", bytesFrom(nestedXml(kMaxPlistDepth + 1, "<!-- </dict></array> -->")), "nested deeper"},
       {"xmlEmptyContainersOpenNothing", bytesFrom("<plist><array>" + emptyContainers + "</array></plist>"), ""},
       {"xmlQuotedBracketInAttribute", bytesFrom("<plist version=\"1>0\"><array><true/></array></plist>"), ""},
-      {"xmlMismatchedTags", bytesFrom("<plist><array><dict></array></dict></plist>"), "does not match"},
+      {"xmlMismatchedTags", bytesFrom("<plist><array><dict></array></dict></plist>"), "<dict> is not closed"},
+      {"xmlKeyWithoutValue", bytesFrom("<plist><dict><key>a</key></dict></plist>"), "without its value"},
+      {"xmlUnknownElement", bytesFrom("<plist><set/></plist>"), "unknown element <set>"},
+      {"xmlNotAnInteger", bytesFrom("<plist><integer>12a</integer></plist>"), "not a valid integer"},
+      {"xmlNotADate", bytesFrom("<plist><date>2025-02-30T00:00:00Z</date></plist>"), "not a valid date"},
+      {"xmlNotBase64", bytesFrom("<plist><data>AA=A</data></plist>"), "not a valid data"},
+      {"xmlUnknownEntity", bytesFrom("<plist><string>&nbsp;</string></plist>"), "unknown or malformed reference"},
+      {"xmlTwoValues", bytesFrom("<plist><true/><false/></plist>"), "<plist> is not closed"},
       {"xmlInternalSubset", bytesFrom("<!DOCTYPE plist [<!ENTITY a \"aaaa\">]><plist><string>&a;</string></plist>"),
        "internal subset"},
       {"xmlUnterminatedComment", bytesFrom("<plist><!-- <array>"), "unterminated"},
@@ -311,7 +335,9 @@ std::vector<GuardCase> guardCases() {
       {"binaryCycleThroughADictionary", binaryPlist({dict({1}, {2}), ascii("k"), array({3, 0}), integer(1)}), "cycle"},
       {"binaryReferenceOutOfRange", binaryPlist({array({1, 7}), integer(1)}), "does not exist"},
       {"binaryKeyNotAString", binaryPlist({dict({1}, {1}), integer(1)}), "key that is not a string"},
-      {"binaryKeyWithANul", binaryPlist({dict({1}, {2}), ascii(std::string("a\0b", 3)), integer(1)}), "NUL"},
+      {"binaryKeyWithANul", binaryPlist({dict({1}, {2}), ascii(std::string("a\0b", 3)), integer(1)}), ""},
+      {"binarySet", binaryPlist({{0xC1, 0x00, 0x01}, integer(1)}), "a kind the store does not read"},
+      {"binaryFill", binaryPlist({array({1}), {0x0F}}), "malformed"},
       {"binaryReferenceBomb", binaryPlist(bomb), "expand"},
       {"binaryHonestSharing",
        binaryPlist({dict({1, 2, 3}, {4, 4, 4}), ascii("a"), ascii("b"), ascii("c"), dict({1}, {5}), integer(9)}), ""},
@@ -322,7 +348,7 @@ std::vector<GuardCase> guardCases() {
   };
 }
 
-TEST(PlistGuard, RejectsWhatTheLibraryCannotSafelyParse) {
+TEST(PlistReaders, RefuseWhatCannotBeReadSafely) {
   for (const GuardCase& c : guardCases()) {
     const PlistReadResult read = parsePropertyList(c.bytes);
     EXPECT_EQ(read.value.has_value(), c.problem.empty()) << c.name << ": " << read.error;
@@ -330,22 +356,25 @@ TEST(PlistGuard, RejectsWhatTheLibraryCannotSafelyParse) {
   }
 }
 
-TEST(PropertyListText, AlwaysValidUtf8) {
-  // Written: ill-formed sequences in keys and texts become U+FFFD.
-  const MetricDictionary in{{"bad\xff", Value("a\xc3(b")}};
-  const MetricDictionary expected{{"bad\xef\xbf\xbd", Value("a\xef\xbf\xbd(b")}};
-  for (PlistFormat format : {PlistFormat::Binary, PlistFormat::Xml})
-    EXPECT_EQ(parseDictionary(serializePropertyList(Value(in), format)), expected) << formatName(format);
-  // Read from a hostile binary file.
+TEST(PropertyListText, ReadsAsValidUtf8) {
+  // Read from a hostile binary file: what is no Unicode reads with U+FFFD (the file keeps it, see below).
   const Object unpairedSurrogate{0x63, 0x00, 'a', 0xD8, 0x00, 0x00, 'b'};
   EXPECT_EQ(parseDictionary(
                 binaryPlist({dict({1, 2}, {3, 4}), ascii("lone"), ascii("high"), unpairedSurrogate, ascii("x\xff")})),
-            (MetricDictionary{{"lone", Value("ab")},  // the library drops an unpaired surrogate
+            (MetricDictionary{{"lone", Value("a\xef\xbf\xbd"
+                                             "b")},
                               {"high", Value("x\xef\xbf\xbd")}}));
+  // XML: references, CDATA, comments and line ends as an XML reader takes them; a NUL reference is a NUL.
+  const std::string xml =
+      "<plist><dict><key>t</key><string>a&#0;b&lt;&#x1F6CC;<![CDATA[<&>]]><!-- x -->\r\nz\r</string>"
+      "<key>lone</key><string>&#xD800;</string></dict></plist>";
+  EXPECT_EQ(parseDictionary(bytesFrom(xml)),
+            (MetricDictionary{{"t", Value(std::string("a\0b<\xF0\x9F\x9B\x8C<&>\nz\n", 14))},
+                              {"lone", Value("\xef\xbf\xbd")}}));
 }
 
 // Random damage to valid files: every result is a value or an error, never a crash.
-TEST(PlistGuard, SurvivesRandomDamage) {
+TEST(PlistReaders, SurviveRandomDamage) {
   const MetricDictionary sample{
       {"a", Value::integer(1)},
       {"list", Value(Array{Value::real(2.5), Value("x"), Value(MetricDictionary{{"t", Value::boolean(true)}})})},
@@ -378,14 +407,199 @@ TEST(PlistGuard, SurvivesRandomDamage) {
   }
 }
 
-TEST(PropertyListWriting, RefusesWhatCannotBeReadBack) {
+TEST(PropertyListWriting, RefusesWhatAReaderCouldNotTakeBack) {
   Value nested = Value::integer(1);
   for (int i = 0; i < kMaxPlistDepth; ++i) nested = Value(Array{nested});
-  for (PlistFormat format : {PlistFormat::Binary, PlistFormat::Xml}) {
-    EXPECT_TRUE(parsePropertyList(serializePropertyList(nested, format)).value) << formatName(format);
-    EXPECT_TRUE(serializePropertyList(Value(Array{nested}), format).empty());
-    EXPECT_TRUE(serializePropertyList(Value(Colour::whiteColor()), format).empty());
+  EXPECT_TRUE(parsePropertyList(serializePropertyList(nested, PlistFormat::Binary)).value);
+  EXPECT_TRUE(parsePropertyList(serializePropertyList(nested, PlistFormat::Xml)).value);
+
+  const struct {
+    const char* name;
+    Value value;
+    std::optional<PlistFormat> only;  // refused in this format alone
+    const char* problem;
+  } cases[] = {
+      {"colour", Value(Colour::whiteColor()), {}, "cannot hold a colour"},
+      {"too deep", Value(Array{nested}), {}, "nested deeper than 512"},
+      {"not UTF-8", Value(Array{Value("a\xc3(")}), {}, "not valid UTF-8"},
+      {"key not UTF-8", Value(MetricDictionary{{"bad\xff", Value::integer(1)}}), {}, "not valid UTF-8"},
+      {"NUL", Value(std::string("a\0b", 3)), PlistFormat::Xml, "character U+0000"},
+      {"control", Value("\x1b[0m"), PlistFormat::Xml, "character U+001B"},
+      {"non-character", Value("\xef\xbf\xbf"), PlistFormat::Xml, "character U+FFFF"},
+      {"null", Value::null(), PlistFormat::Xml, "no form for null"},
+      {"UID", Value::uid(3), PlistFormat::Xml, "no form for a UID"},
+      {"beyond 128 bits", Value::wideInteger("-" + std::string(40, '9')), PlistFormat::Binary, "beyond 128 bits"},
+      {"date off the calendar", Value(Date{INFINITY}), {}, "outside the years 1 to 9999"},
+  };
+  for (const auto& c : cases) {
+    for (PlistFormat format : {PlistFormat::Binary, PlistFormat::Xml}) {
+      const StoredForm stored = storedForm(c.value, format);
+      const bool refused = !c.only || *c.only == format;
+      EXPECT_EQ(stored.value.has_value(), !refused) << c.name << " " << formatName(format);
+      EXPECT_EQ(serializePropertyList(c.value, format).empty(), refused) << c.name << " " << formatName(format);
+      if (refused) {
+        EXPECT_NE(stored.problem.find(c.problem), std::string::npos) << c.name << ": " << stored.problem;
+      } else {
+        EXPECT_EQ(*parsePropertyList(serializePropertyList(c.value, format)).value, *stored.value) << c.name;
+      }
+    }
   }
+}
+
+// ---- the lossless document ------------------------------------------------------
+
+bool contains(const std::vector<std::uint8_t>& haystack, const std::vector<std::uint8_t>& needle) {
+  return std::search(haystack.begin(), haystack.end(), needle.begin(), needle.end()) != haystack.end();
+}
+
+// Values of every kind another writer may leave, which this process has no
+// use for: a write of one key of its own puts each back as it was, object for
+// object and byte for byte.
+TEST(PlistDocument, WritesBackWhatItDidNotSetByteForByte) {
+  const Object uint64Max{0x14, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+  const Object nulText{0x53, 'a', 0, 'b'};
+  const Object uid{0x80, 0x05};
+  const Object loneSurrogate{0x62, 0xD8, 0x00, 0x00, 'b'};
+  const Object null{0x00};
+  const Object float32{0x22, 0x3F, 0xC0, 0x00, 0x00};
+  const Object negativeByte{0x13, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFE};
+  const Object farDate{0x33, 0x43, 0xE0, 0, 0, 0, 0, 0, 0};  // 2^63 seconds: no calendar names it
+  const Object loneKey{0x61, 0xDC, 0x00};
+  const std::vector<Object> leaves{uint64Max, nulText, uid, loneSurrogate, null, float32, negativeByte, farDate};
+  std::vector<Object> objects{{}};  // the top dictionary comes first
+  std::vector<std::size_t> keys, values;
+  for (std::size_t i = 0; i < leaves.size(); ++i) {
+    keys.push_back(objects.size());
+    objects.push_back(i == leaves.size() - 1 ? loneKey : ascii("k" + std::to_string(i)));
+    values.push_back(objects.size());
+    objects.push_back(leaves[i]);
+  }
+  // One array shared by two entries stays one object.
+  const std::size_t shared = objects.size();
+  objects.push_back(array({values[0], values[1]}));
+  for (const char* key : {"s1", "s2"}) {
+    keys.push_back(objects.size());
+    objects.push_back(ascii(key));
+    values.push_back(shared);
+  }
+  objects[0] = dict(keys, values);
+  const auto bytes = binaryPlist(objects);
+
+  std::string error;
+  auto document = PlistDocument::read(bytes, error);
+  ASSERT_TRUE(document) << error;
+  const MetricDictionary before = document->contents();
+  EXPECT_EQ(*before.objectForKey("k0"), Value::wideInteger("18446744073709551615"));
+  EXPECT_EQ(*before.objectForKey("k1"), Value(std::string("a\0b", 3)));
+  EXPECT_EQ(*before.objectForKey("k2"), Value::uid(5));
+  EXPECT_EQ(before.objectForKey("k4")->kind(), Value::Kind::kNull);
+  EXPECT_EQ(*before.objectForKey("k5"), Value::real(1.5));
+
+  // A key of the same name as the lone-surrogate one, as it reads, is another key.
+  document->set("\xef\xbf\xbd", Value::integer(1));
+  document->set("k6", Value("replaced"));
+  const auto written = document->write();
+  for (const Object& leaf : leaves) {
+    if (leaf != negativeByte) {
+      EXPECT_TRUE(contains(written, leaf)) << "object " << int(leaf[0]) << " was changed";
+    }
+  }
+  EXPECT_TRUE(contains(written, loneKey));
+  EXPECT_FALSE(contains(written, negativeByte));
+
+  MetricDictionary expected = before;
+  expected.setValue("k6", Value("replaced"));
+  expected.setValue("\xef\xbf\xbd", Value::integer(1));
+  const PlistReadResult reread = parsePropertyList(written);
+  ASSERT_TRUE(reread.value) << reread.error;
+  EXPECT_EQ(*reread.value->dictionary(), expected);
+  EXPECT_EQ(std::count(written.begin(), written.end(), 0xA2), 1) << "the shared array is written once";
+}
+
+TEST(PlistDocument, WritesBackAnXmlEntrysOwnText) {
+  const std::vector<std::string> entries = {
+      "<key>big</key><integer>100000000000000000000</integer>",
+      "<key>minus</key>\n  <integer> -100000000000000000000 </integer>",
+      "<key>hex</key><integer>0x10</integer>",
+      "<key>fraction</key><date>2025-01-06T14:00:00.5Z</date>",
+      "<key>nul</key><string>a&#0;b</string>",
+      "<key>cdata</key><string><![CDATA[<&>]]><!-- note --></string>",
+      "<key>deep</key><dict><key>x</key><array><real>1E3</real><true></true></array></dict>",
+      "<key>keep</key><string>kept</string>",
+  };
+  std::string xml = "<?xml version=\"1.0\"?>\n<!-- the app's own -->\n<plist version=\"1.0\"><dict>";
+  for (const std::string& entry : entries) xml += "\n\t" + entry;
+  xml += "<key>keep</key><string>again</string>\n</dict></plist>\n";
+
+  std::string error;
+  auto document = PlistDocument::read(bytesFrom(xml), error);
+  ASSERT_TRUE(document) << error;
+  const MetricDictionary before = document->contents();
+  EXPECT_EQ(*before.objectForKey("big"), Value::wideInteger("100000000000000000000"));
+  EXPECT_EQ(before.integerForKey("hex"), 16);
+  EXPECT_EQ(before.dateForKey("fraction")->referenceSeconds(), 757864800.5);
+  EXPECT_EQ(*before.textForKey("nul"), std::string("a\0b", 3));
+  EXPECT_EQ(*before.textForKey("keep"), "again") << "a repeated key reads as its last value";
+
+  document->set("added", Value(MetricDictionary{{"when", Value(Date::fromReferenceSeconds(0.75))}}));
+  document->remove("keep");
+  const auto written = document->write();
+  const std::string text(written.begin(), written.end());
+  for (std::size_t i = 0; i + 1 < entries.size(); ++i)
+    EXPECT_NE(text.find(entries[i]), std::string::npos) << entries[i] << " in\n" << text;
+  EXPECT_TRUE(text.starts_with("<?xml version=\"1.0\"?>\n<!-- the app's own -->")) << text;
+  EXPECT_EQ(text.find("<key>keep</key>"), std::string::npos);
+  EXPECT_NE(text.find("<key>added</key>\n\t<dict>\n\t\t<key>when</key>\n\t\t<date>2001-01-01T00:00:00Z</date>"),
+            std::string::npos)
+      << text;
+
+  // The document describes what it wrote: a second write is the same file.
+  PlistDocument again = *document;
+  EXPECT_EQ(again.write(), written);
+}
+
+// Thousands of random stores of every kind Python writes: this process sets
+// or removes one key, and Python reads every other value back unchanged.
+TEST(PlistDocument, ChangesOneKeyAndPythonReadsEveryOtherValueUnchanged) {
+  TempDir dir;
+  runPlistTool({"random", dir.path().string(), "3000", "20250106"});
+  std::ifstream cases(dir.path() / "cases");
+  std::ifstream stores(dir.path() / "stores", std::ios::binary);
+  std::ofstream written(dir.path() / "written", std::ios::binary);
+  std::string name, action, hexKey;
+  for (int index = 0; cases >> name >> action >> hexKey; ++index) {
+    std::string key, length(8, '\0');
+    for (std::size_t i = 0; i + 1 < hexKey.size(); i += 2)
+      key += static_cast<char>(std::stoi(hexKey.substr(i, 2), nullptr, 16));
+    stores.read(length.data(), 8);
+    std::vector<std::uint8_t> bytes(std::stoul(length));
+    stores.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    std::string error;
+    auto document = PlistDocument::read(std::move(bytes), error);
+    ASSERT_TRUE(document) << name << ": " << error;
+    if (action == "remove") {
+      document->remove(key);
+    } else {
+      std::string kind;
+      cases >> kind;
+      const Value value = kind == "int"    ? Value::integer(index * 7 - 3)
+                          : kind == "text" ? Value("velmora \u2713 " + std::to_string(index))
+                          : kind == "real" ? Value::real(index / 7.0)
+                          : kind == "date"
+                              ? Value(Date::fromReferenceSeconds(757864800 + index * 1000.5))
+                              : Value(MetricDictionary{{"n", Value::integer(index)},
+                                                       {"list", Value(Array{Value::integer(index), Value("x")})}});
+      const StoredForm stored = storedEntry(key, value, document->format());
+      ASSERT_TRUE(stored.value) << name << ": " << stored.problem;
+      document->set(key, *stored.value);
+    }
+    const auto& out = document->write();
+    char header[9];
+    std::snprintf(header, sizeof header, "%08zu", out.size());
+    written.write(header, 8).write(reinterpret_cast<const char*>(out.data()), static_cast<std::streamsize>(out.size()));
+  }
+  written.close();
+  EXPECT_EQ(runPlistTool({"verify", dir.path().string()}), "0 failed\n");
 }
 
 }  // namespace

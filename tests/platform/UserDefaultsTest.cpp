@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <random>
 #include <thread>
@@ -41,6 +44,7 @@ class UserDefaultsTest : public ::testing::Test {
   std::filesystem::path sharedFile() const { return env.preferencesFile(Environment::kSharedSuite); }
   std::shared_ptr<UserDefaults> shared() const { return UserDefaults::suite(env, Environment::kSharedSuite); }
   void prepareDirectory() const { std::filesystem::create_directories(env.prefsDir); }
+  std::filesystem::path lockPath() const { return sharedFile().string() + ".lock"; }
 
   testing::TestEnvironment env;
 };
@@ -66,14 +70,8 @@ TEST_P(UserDefaultsFormat, WritesKeepTheFileItsFormatModeAndOtherKeys) {
   prepareDirectory();
   runPlistTool({"fixture", formatName(GetParam()), sharedFile().string()});
   ::chmod(sharedFile().c_str(), 0640);
-  // Integers beyond the signed 64-bit range read saturated, and are written back so.
-  std::string before = runPlistTool({"describe", sharedFile().string()});
-  for (const auto& [from, to] : {std::pair{"int 18446744073709551615", "int 9223372036854775807"},
-                                 {"int 9223372036854775808", "int 9223372036854775807"},
-                                 {"int -100000000000000000000", "int -9223372036854775808"},
-                                 {"int 100000000000000000000", "int 9223372036854775807"}}) {
-    if (const auto at = before.find(from); at != std::string::npos) before.replace(at, std::strlen(from), to);
-  }
+  // Every value, integers beyond 64 bits and date fractions too, goes back as Python wrote it.
+  const std::string before = runPlistTool({"describe", sharedFile().string()});
 
   const auto store = shared();
   ASSERT_TRUE(store->setObject(Value::integer(7), "added"));
@@ -178,9 +176,14 @@ TEST_F(UserDefaultsTest, ValuesReadBackAsTheFileHoldsThem) {
   const StoredCase cases[] = {
       {"float", Value::number(0.1f), Value::real(static_cast<double>(0.1f))},
       {"date", Value(Date{1736172000.123456}), Value(Date{1736172000.123456})},
-      {"text", Value(std::string("nul\0cut", 7)), Value("nul")},  // the library's texts end at a NUL
+      {"text", Value(std::string("nul\0kept", 8)), Value(std::string("nul\0kept", 8))},
+      {"unsigned", Value::wideInteger("18446744073709551615"), Value::wideInteger("18446744073709551615")},
       {"colour", Value(Colour::whiteColor()), std::nullopt},
       {"tooDeep", deep, std::nullopt},
+      {"notUtf8", Value(Array{Value("caf\xe9")}), std::nullopt},
+      {"infiniteDate", Value(Date{INFINITY}), std::nullopt},
+      {"year10000", Value(Date::fromUnixSeconds(Date::kEndCalendarSeconds)), std::nullopt},
+      {"nanDateInAnArray", Value(Array{Value(Date{NAN})}), std::nullopt},
       {"dictionaryWithColour", Value(MetricDictionary{{"c", Value(Colour::whiteColor())}, {"n", Value::integer(3)}}),
        Value(MetricDictionary{{"n", Value::integer(3)}})},
   };
@@ -194,6 +197,11 @@ TEST_F(UserDefaultsTest, ValuesReadBackAsTheFileHoldsThem) {
     EXPECT_EQ(shared()->objectForKey(c.name), expected) << c.name << " as another handle reads the file";
     EXPECT_EQ(env.warnings.size(), c.read ? 0u : 1u) << c.name;
   }
+  // A key that is not UTF-8 could never be read by the name given.
+  env.warnings.clear();
+  EXPECT_FALSE(store->setObject(Value::integer(1), "caf\xe9"));
+  ASSERT_EQ(env.warnings.size(), 1u);
+  EXPECT_NE(env.warnings[0].find("not valid UTF-8"), std::string::npos) << env.warnings[0];
 }
 
 struct CorruptCase {
@@ -236,13 +244,16 @@ TEST_F(UserDefaultsTest, CorruptFileReadsEmptyIsReportedOnceAndIsNeverWritten) {
     EXPECT_NE(env.warnings[0].find(c.problem), std::string::npos) << env.warnings[0];
   }
 
-  // Another corrupt state is reported again; a repaired file is used again.
+  // Another corrupt state is reported again, the same one once in the run, by
+  // however many handles; a repaired file is used again.
   const auto store = shared();
-  writeText(sharedFile(), "still broken");
+  writeText(sharedFile(), "<plist><integer>x</integer></plist>");
   env.warnings.clear();
   EXPECT_FALSE(store->objectForKey("a"));
-  writeText(sharedFile(), "broken differently");
+  EXPECT_FALSE(shared()->objectForKey("a"));
+  writeText(sharedFile(), "<plist><dict>broken differently</dict></plist>");
   EXPECT_FALSE(store->objectForKey("a"));
+  EXPECT_FALSE(shared()->objectForKey("a"));
   EXPECT_EQ(env.warnings.size(), 2u);
   writeBytes(sharedFile(), serializePropertyList(Value(MetricDictionary{{"a0", Value::integer(0)}}), PlistFormat::Xml));
   EXPECT_TRUE(store->setObject(Value::integer(1), "b"));
@@ -263,6 +274,88 @@ TEST_F(UserDefaultsTest, UnwritableLocationFailsWithTheSystemsReason) {
   ASSERT_EQ(env.warnings.size(), 1u);
   EXPECT_NE(env.warnings[0].find("domain.plist"), std::string::npos) << env.warnings[0];
   EXPECT_NE(env.warnings[0].find("Not a directory"), std::string::npos) << env.warnings[0];
+}
+
+// A store kept elsewhere and linked into the preferences: writes go through
+// the link to its target, and the link stays.
+TEST_F(UserDefaultsTest, LinkedStoreIsWrittenThroughToItsTarget) {
+  prepareDirectory();
+  testing::TempDir elsewhere;
+  const auto target = elsewhere.path() / "real.plist";
+  std::filesystem::create_symlink(std::filesystem::relative(elsewhere.path() / "chain.plist", env.prefsDir),
+                                  sharedFile());  // relative, through a second link
+  std::filesystem::create_symlink(target, elsewhere.path() / "chain.plist");
+  runPlistTool({"fixture", "xml", target.string()});
+  const std::string before = runPlistTool({"describe", target.string()});
+
+  const auto store = shared();
+  EXPECT_EQ(store->integerForKey("integer"), 42);
+  ASSERT_TRUE(store->setObject(Value::integer(7), "added"));
+  EXPECT_TRUE(std::filesystem::is_symlink(sharedFile()));
+  EXPECT_EQ(runPlistTool({"describe", target.string()}), before + "added: int 7\n");
+  EXPECT_TRUE(std::filesystem::is_regular_file(lockPath()));
+  EXPECT_EQ(shared()->integerForKey("added"), 7);
+  EXPECT_TRUE(env.warnings.empty());
+}
+
+// A lock file replaced by a link would have this process create or lock a
+// file anywhere: it is refused, and nothing is written.
+TEST_F(UserDefaultsTest, LockThatIsALinkIsNotFollowed) {
+  prepareDirectory();
+  testing::TempDir elsewhere;
+  const auto victim = elsewhere.path() / "victim";
+  std::filesystem::create_symlink(victim, lockPath());
+  EXPECT_FALSE(shared()->setObject(Value::integer(1), "a"));
+  EXPECT_FALSE(std::filesystem::exists(victim));
+  EXPECT_FALSE(std::filesystem::exists(sharedFile()));
+  ASSERT_EQ(env.warnings.size(), 1u);
+  EXPECT_NE(env.warnings[0].find("is a symbolic link"), std::string::npos) << env.warnings[0];
+}
+
+// A store that cannot be read at all reads as empty with the system's reason,
+// reported once in the run; callers that must tell it from an empty domain ask.
+TEST_F(UserDefaultsTest, UnreadableStoreSaysWhyOnce) {
+  prepareDirectory();
+  const std::pair<const char*, std::function<void()>> cases[] = {
+      {"is not a regular file", [&] { std::filesystem::create_directory(sharedFile()); }},
+      {"Too many levels of symbolic links", [&] { std::filesystem::create_symlink(sharedFile(), sharedFile()); }},
+  };
+  for (const auto& [reason, make] : cases) {
+    std::filesystem::remove_all(sharedFile());
+    make();
+    env.warnings.clear();
+    const auto first = shared(), second = shared();
+    ASSERT_TRUE(first->problem().has_value()) << reason;
+    EXPECT_NE(first->problem()->find(reason), std::string::npos) << *first->problem();
+    EXPECT_TRUE(env.warnings.empty()) << "asking reports nothing";
+    EXPECT_FALSE(first->objectForKey("a"));
+    EXPECT_TRUE(second->dictionaryRepresentation().empty());
+    EXPECT_FALSE(second->setObject(Value::integer(1), "a"));
+    ASSERT_EQ(env.warnings.size(), 1u) << reason;
+    EXPECT_NE(env.warnings[0].find(reason), std::string::npos) << env.warnings[0];
+  }
+  std::filesystem::remove_all(sharedFile());
+  EXPECT_FALSE(shared()->problem()) << "a missing file is an empty domain";
+}
+
+// A full disk, a quota, a file-size limit: the write fails with the system's
+// reason, and the store keeps its old contents.
+TEST_F(UserDefaultsTest, FailedWriteSaysWhatTheSystemSaid) {
+  const auto store = shared();
+  ASSERT_TRUE(store->setObject(Value::integer(1), "a"));
+  struct rlimit old {};
+  ::getrlimit(RLIMIT_FSIZE, &old);
+  const auto previous = std::signal(SIGXFSZ, SIG_IGN);
+  struct rlimit small = old;
+  small.rlim_cur = 4096;
+  ::setrlimit(RLIMIT_FSIZE, &small);
+  const bool written = store->setObject(Value(Data{std::vector<std::uint8_t>(8192, 1)}), "big");
+  ::setrlimit(RLIMIT_FSIZE, &old);
+  std::signal(SIGXFSZ, previous);
+  EXPECT_FALSE(written);
+  ASSERT_EQ(env.warnings.size(), 1u);
+  EXPECT_NE(env.warnings[0].find("File too large"), std::string::npos) << env.warnings[0];
+  EXPECT_EQ(shared()->dictionaryRepresentation(), (MetricDictionary{{"a", Value::integer(1)}}));
 }
 
 // A writer killed at any moment (here with SIGKILL, in a child that writes

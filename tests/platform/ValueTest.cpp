@@ -44,7 +44,13 @@ INSTANTIATE_TEST_SUITE_P(
                       LenientCase{"array", Value(Array{Value::integer(1)}), 0.0f, 0, false},
                       LenientCase{"dictionary", Value(MetricDictionary{{"a", Value::integer(1)}}), 0.0f, 0, false},
                       LenientCase{"hugeDoubleSaturates", Value::real(1e300), std::numeric_limits<float>::infinity(),
-                                  std::numeric_limits<std::int64_t>::max(), true}),
+                                  std::numeric_limits<std::int64_t>::max(), true},
+                      LenientCase{"unsigned64Saturates", Value::wideInteger("18446744073709551615"), 1.8446744e19f,
+                                  std::numeric_limits<std::int64_t>::max(), true},
+                      LenientCase{"wideNegativeSaturates", Value::wideInteger("-100000000000000000000"), -1e20f,
+                                  std::numeric_limits<std::int64_t>::min(), true},
+                      LenientCase{"null", Value::null(), 0.0f, 0, false},
+                      LenientCase{"uid", Value::uid(7), 0.0f, 0, false}),
     [](const auto& param) { return std::string(param.param.name); });
 
 TEST(LenientReaders, NotANumberReadsAsZeroInteger) {
@@ -66,6 +72,30 @@ TEST(MetricDictionary, SettingNoValueRemovesTheKey) {
   EXPECT_EQ(d.size(), 1u);
   d.setValue("image", Value(ImageRef()));  // an image that could not be drawn
   EXPECT_FALSE(d.contains("image"));
+}
+
+// A computed date no calendar names is no value: a record never carries one
+// to show, publish or cache. A dictionary read from a file keeps what it holds.
+TEST(MetricDictionary, ADateOffTheCalendarCountsAsNoValue) {
+  const Date first = Date::fromUnixSeconds(Date::kFirstCalendarSeconds);
+  const Date end = Date::fromUnixSeconds(Date::kEndCalendarSeconds);
+  const struct {
+    Date date;
+    bool kept;
+  } cases[] = {{first, true},
+               {end.dateByAddingTimeInterval(-0.001), true},
+               {first.dateByAddingTimeInterval(-0.001), false},
+               {end, false},
+               {Date{NAN}, false},
+               {Date{INFINITY}, false},
+               {Date{9.2e18}, false}};
+  for (const auto& c : cases) {
+    MetricDictionary record{{"bedTime", Value(Date{0})}};
+    record.setValue("bedTime", Value(c.date));
+    EXPECT_EQ(record.contains("bedTime"), c.kept) << c.date.seconds;
+    const MetricDictionary read(std::vector<MetricDictionary::Entry>{{"d", Value(c.date)}});
+    EXPECT_TRUE(read.contains("d")) << c.date.seconds;
+  }
 }
 
 TEST(MetricDictionary, KeysKeepTheOrderTheyWereFirstSet) {

@@ -5,8 +5,16 @@
   plist_tool.py describe PATH             print each key's value, exactly
   plist_tool.py writer PATH PREFIX COUNT  set PREFIX0.. one at a time under the
                                           sidecar lock, as the main app writes
+  plist_tool.py random DIR COUNT SEED     write COUNT random stores of every kind
+                                          Python writes into DIR/stores (each as its
+                                          length in 8 decimal digits, then its bytes)
+                                          and DIR/cases, a line a store: NAME set
+                                          KEY KIND | NAME remove KEY (keys in hex)
+  plist_tool.py verify DIR                check each store of DIR/written against
+                                          DIR/stores: every other value unchanged,
+                                          the change made, the format kept
 """
-import datetime, fcntl, math, os, plistlib, sys
+import datetime, fcntl, math, os, plistlib, random, struct, sys
 
 EPOCH = datetime.datetime(2001, 1, 1)
 
@@ -51,6 +59,146 @@ def describe(value):
     return "dict {" + ", ".join(k + ": " + describe(v) for k, v in value.items()) + "}"
 
 
+# ---- random stores -------------------------------------------------------------------
+
+# Characters XML 1.0 can carry, and a few only a binary list can.
+XML_CHARS = "aZ09 <>&\"'\t\n\r]]>\u00fc\u00e9\u4e2d\u0915\ufffd\U0001f6cc\U00010000\U0010fffd"
+BINARY_ONLY = "\x00\x01\x1f\ufffe\uffff"
+KINDS = ["int", "text", "real", "date", "dict"]
+
+
+def random_text(rng, binary):
+    chars = XML_CHARS + (BINARY_ONLY if binary else "")
+    return "".join(rng.choice(chars) for _ in range(rng.randrange(0, 12)))
+
+
+def random_real(rng):
+    pick = rng.randrange(6)
+    if pick == 0:
+        return rng.choice([0.0, -0.0, math.inf, -math.inf, math.nan, 5e-324, 1.7976931348623157e308])
+    if pick == 1:
+        return struct.unpack(">d", rng.getrandbits(64).to_bytes(8, "big"))[0]
+    return rng.uniform(-1e6, 1e6)
+
+
+def random_date(rng, binary):
+    seconds = rng.randrange(0, 315537897600)  # 0001-01-01 to 9999-12-31
+    date = datetime.datetime(1, 1, 1) + datetime.timedelta(seconds=seconds)
+    return date.replace(microsecond=rng.randrange(1000000)) if binary and rng.random() < 0.5 else date
+
+
+def random_value(rng, binary, depth):
+    pick = rng.randrange(12 if depth < 3 else 9)
+    if pick == 0:
+        bits = rng.choice([8, 16, 32, 63, 64])  # Python writes -2^63 to 2^64-1
+        return rng.randrange(max(-(2 ** 63), -(2 ** bits)), 2 ** bits)
+    if pick == 1:
+        return random_real(rng)
+    if pick == 2:
+        return rng.random() < 0.5
+    if pick in (3, 4):
+        return random_text(rng, binary)
+    if pick == 5:
+        return rng.randbytes(rng.randrange(0, 40))
+    if pick == 6:
+        return random_date(rng, binary)
+    if pick == 7:
+        return plistlib.UID(rng.randrange(2 ** 32)) if binary else random_text(rng, binary)
+    if pick == 8:
+        return rng.choice([[], {}, "", b""])
+    if pick == 9:
+        return [random_value(rng, binary, depth + 1) for _ in range(rng.randrange(0, 6))]
+    return {random_text(rng, binary) or "k": random_value(rng, binary, depth + 1) for _ in range(rng.randrange(0, 6))}
+
+
+def random_stores(directory, count, seed):
+    rng = random.Random(seed)
+    with open(os.path.join(directory, "cases"), "w") as cases, open(os.path.join(directory, "stores"), "wb") as f:
+        for i in range(count):
+            binary = i % 2 == 0
+            store = {}
+            for _ in range(rng.randrange(0, 16)):
+                store[random_text(rng, binary) or "key"] = random_value(rng, binary, 0)
+            name = "store%d.plist" % i
+            data = plistlib.dumps(store, fmt=plistlib.FMT_BINARY if binary else plistlib.FMT_XML, sort_keys=False)
+            f.write(b"%08d" % len(data) + data)
+            keys = list(plistlib.loads(data))  # as written: XML turns carriage returns into line feeds
+            if keys and rng.random() < 0.2:
+                cases.write("%s remove %s\n" % (name, rng.choice(keys).encode("utf-8", "surrogatepass").hex()))
+            else:
+                key = rng.choice(keys) if keys and rng.random() < 0.4 else "velmora" + str(i)
+                cases.write("%s set %s %s\n" % (name, key.encode("utf-8", "surrogatepass").hex(), KINDS[i % len(KINDS)]))
+
+
+def same(a, b):
+    """Equal values, reals and dates to the bit, kinds and key order included."""
+    if type(a) is not type(b):
+        return False
+    if isinstance(a, float):
+        return struct.pack(">d", a) == struct.pack(">d", b)
+    if isinstance(a, dict):
+        return list(a) == list(b) and all(same(a[k], b[k]) for k in a)
+    if isinstance(a, list):
+        return len(a) == len(b) and all(same(x, y) for x, y in zip(a, b))
+    return a == b
+
+
+def written_value(kind, index, binary):
+    """What velmora writes for a case (the same rule as the test's)."""
+    if kind == "int":
+        return index * 7 - 3
+    if kind == "text":
+        return "velmora \u2713 %d" % index
+    if kind == "real":
+        return index / 7
+    if kind == "date":
+        seconds = 757864800 + index * 1000.5
+        return datetime.datetime(2001, 1, 1) + datetime.timedelta(seconds=seconds if binary else math.floor(seconds))
+    return {"n": index, "list": [index, "x"]}
+
+
+def read_stores(path):
+    with open(path, "rb") as f:
+        data = f.read()
+    stores, at = [], 0
+    while at < len(data):
+        length = int(data[at:at + 8])
+        stores.append(data[at + 8:at + 8 + length])
+        at += 8 + length
+    return stores
+
+
+def verify(directory):
+    failures = 0
+    originals = read_stores(os.path.join(directory, "stores"))
+    writes = read_stores(os.path.join(directory, "written"))
+    with open(os.path.join(directory, "cases")) as cases:
+        for index, line in enumerate(cases):
+            name, action, key, *kind = line.split()
+            key = bytes.fromhex(key).decode("utf-8", "surrogatepass")
+            original, written = originals[index], writes[index]
+            before = plistlib.loads(original)
+            try:
+                after = plistlib.loads(written)
+            except Exception as error:  # noqa: BLE001 - any failure to read is the finding
+                print("%s: plistlib cannot read the written file: %r" % (name, error))
+                failures += 1
+                continue
+            expected = dict(before)
+            binary = original.startswith(b"bplist")
+            if action == "remove":
+                del expected[key]
+            else:
+                expected[key] = written_value(kind[0], index, binary)
+            if written.startswith(b"bplist") != binary:
+                print("%s: the format changed" % name)
+                failures += 1
+            elif not same(after, expected):
+                print("%s (%s %r): %r\n  became %r" % (name, action, key, expected, after))
+                failures += 1
+    print("%d failed" % failures)
+
+
 def writer(path, prefix, count):
     directory = os.path.dirname(path) or "."
     with open(path + ".lock", "a") as lock:
@@ -76,10 +224,14 @@ def writer(path, prefix, count):
 
 
 if __name__ == "__main__":
-    command, path = sys.argv[1], sys.argv[-1] if sys.argv[1] != "writer" else sys.argv[2]
+    command, path = sys.argv[1], sys.argv[-1] if sys.argv[1] not in ("writer", "random") else sys.argv[2]
     if command == "fixture":
         with open(path, "wb") as f:
             f.write(fixture(plistlib.FMT_BINARY if sys.argv[2] == "binary" else plistlib.FMT_XML))
+    elif command == "random":
+        random_stores(sys.argv[2], int(sys.argv[3]), int(sys.argv[4]))
+    elif command == "verify":
+        verify(sys.argv[2])
     elif command == "describe":
         with open(path, "rb") as f:
             for key, value in plistlib.load(f).items():

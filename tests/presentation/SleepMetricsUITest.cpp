@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <limits>
 #include <string>
 #include <tuple>
@@ -92,6 +93,16 @@ TEST_F(PresentationTest, WidgetBedtimeWithoutACachedBedtimeIsNow) {
   EXPECT_EQ(store()->objectForKey("Swift-bedTime"), Value(env.now));
   EXPECT_EQ(store()->objectForKey("Swift-HasData"), Value("1"));
   EXPECT_FALSE(store()->objectForKey("Swift-latestBedTime")) << "absent in the cache, so removed";
+}
+
+// A wake moment no calendar holds gives no bedtime: the widget shows now, as
+// with no bedtime at all, and no impossible date reaches the store.
+TEST_F(PresentationTest, WidgetBedtimeOfAnImpossibleWakeIsNow) {
+  putBank(INFINITY);
+  SleepMetricsUI ui(env);
+  ui.requestLatestBedtimeForSwift();
+  EXPECT_EQ(store()->objectForKey("Swift-bedTime"), Value(env.now));
+  EXPECT_EQ(store()->objectForKey("Swift-HasData"), Value("1"));
 }
 
 TEST_F(PresentationTest, WithoutABedtimePublishingOnlyWithdrawsHasData) {
