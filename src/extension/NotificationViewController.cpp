@@ -32,6 +32,10 @@ NotificationViewController::NotificationViewController(const Environment& env, c
 
 NotificationViewController::~NotificationViewController() = default;
 
+bool NotificationViewController::handlesCategory(std::string_view identifier) {
+  return identifier == kBedtimeCategory || identifier == kTimeAsleepCategory;
+}
+
 void NotificationViewController::viewDidLoad() {}
 
 const DisplaySlot& NotificationViewController::slot(std::string_view name) const {

@@ -28,6 +28,10 @@ class NotificationViewController {
   NotificationViewController(const Environment& env, const InterfaceDescription& layout);
   ~NotificationViewController();
 
+  // The category identifiers the controller fills the slots for; any other
+  // leaves them as the interface created them.
+  static bool handlesCategory(std::string_view identifier);
+
   void viewDidLoad();
   void didReceiveNotification(const Notification& notification);
 

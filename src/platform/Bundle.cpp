@@ -79,19 +79,30 @@ std::string Bundle::localizedStringForKey(std::string_view key, std::string_view
   return std::string(value.empty() ? key : value);
 }
 
-std::optional<Bundle::PictureFile> Bundle::pathForPicture(std::string_view name, int scale) const {
+namespace {
+
+std::string_view pictureBase(std::string_view name) {
   if (name.ends_with(".png")) name.remove_suffix(4);
-  if (name.empty()) return std::nullopt;
-  const std::filesystem::path dir = dir_ / "pictures";
-  const std::string base(name);
+  return name;
+}
+
+}  // namespace
+
+std::filesystem::path Bundle::renditionFile(std::string_view name, int scale) const {
+  return dir_ / "pictures" / (std::string(pictureBase(name)) + "@" + std::to_string(scale) + "x.png");
+}
+
+std::optional<Bundle::PictureFile> Bundle::pathForPicture(std::string_view name, int scale) const {
+  const std::string base(pictureBase(name));
+  if (base.empty()) return std::nullopt;
   std::error_code ec;
   auto found = [&](const std::filesystem::path& file) { return std::filesystem::is_regular_file(file, ec); };
   std::vector<int> scales{scale};
   for (int s = scale + 1; s <= kLargestRendition; ++s) scales.push_back(s);
   for (int s = std::min(scale - 1, kLargestRendition); s >= 1; --s) scales.push_back(s);
   for (int s : scales)
-    if (auto file = dir / (base + "@" + std::to_string(s) + "x.png"); found(file)) return PictureFile{file, s};
-  if (auto file = dir / (base + ".png"); found(file)) return PictureFile{file, 1};
+    if (auto file = renditionFile(base, s); found(file)) return PictureFile{file, s};
+  if (auto file = dir_ / "pictures" / (base + ".png"); found(file)) return PictureFile{file, 1};
   return std::nullopt;
 }
 

@@ -39,6 +39,8 @@ class Bundle {
   };
   static constexpr int kLargestRendition = 4;
   std::optional<PictureFile> pathForPicture(std::string_view name, int scale) const;
+  // Where the rendition of a picture for a scale is, whether or not it is there.
+  std::filesystem::path renditionFile(std::string_view name, int scale) const;
 
   const std::filesystem::path& resourcesDir() const { return dir_; }
 

@@ -16,7 +16,8 @@
 namespace velmora::testing {
 
 inline std::string plistToolCommand(const std::vector<std::string>& args) {
-  const auto tool = std::filesystem::path(__FILE__).parent_path() / "plist_tool.py";
+  // Named by the build: __FILE__ is relative when a compiler cache rewrites paths.
+  const std::filesystem::path tool = VELMORA_TEST_PLIST_TOOL;
   std::string command = "python3 '" + tool.string() + "'";
   for (const auto& arg : args) command += " '" + arg + "'";
   return command + " 2>&1";
