@@ -15,17 +15,6 @@ namespace {
 
 constexpr std::string_view kTableSuffix = ".lproj";
 
-std::vector<std::string> tableLanguages(const std::filesystem::path& dir) {
-  std::vector<std::string> found;
-  std::error_code ec;
-  for (const auto& entry : std::filesystem::directory_iterator(dir, ec)) {
-    const std::string name = entry.path().filename().string();
-    if (name.size() > kTableSuffix.size() && name.ends_with(kTableSuffix))
-      found.push_back(name.substr(0, name.size() - kTableSuffix.size()));
-  }
-  return found;
-}
-
 // The table language a bundle picks for the preferred languages: ICU's
 // locale matching over the tables present, English when nothing fits.
 std::string matchLanguage(const std::vector<std::string>& available, const std::vector<std::string>& preferred) {
@@ -54,6 +43,18 @@ std::string matchLanguage(const std::vector<std::string>& available, const std::
 }
 
 }  // namespace
+
+std::vector<std::string> Bundle::tableLanguages(const std::filesystem::path& dir) {
+  std::vector<std::string> found;
+  std::error_code ec;
+  for (const auto& entry : std::filesystem::directory_iterator(dir, ec)) {
+    const std::string name = entry.path().filename().string();
+    if (name.size() > kTableSuffix.size() && name.ends_with(kTableSuffix))
+      found.push_back(name.substr(0, name.size() - kTableSuffix.size()));
+  }
+  std::sort(found.begin(), found.end());
+  return found;
+}
 
 Bundle::Bundle(std::filesystem::path resourcesDir, const std::vector<std::string>& preferredLanguages,
                const WarningSink& warn)
