@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
+#include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -58,6 +61,32 @@ TEST(FontSet, FallbackFacesAreReadOnlyWhenATextNeedsThem) {
   EXPECT_EQ(fonts.set.line("7h 20m", Font::boldSystemFontOfSize(28)).size(),
             Fonts().set.line("7h 20m", Font::boldSystemFontOfSize(28)).size());
   EXPECT_EQ(fonts.warnings, std::vector<std::string>{});
+}
+
+// Each font file the set reads belongs to a Debian package that the installation depends on (and scripts/setup
+// installs): fonts are read at run time, where no linker sees them.
+TEST(FontSet, EveryFontFileComesFromAPackageTheInstallationDependsOn) {
+  std::vector<std::filesystem::path> files = FontSet::standardFontFiles();
+  for (const FallbackFace& face : FontSet::standardFallbackFaces()) files.push_back(face.file);
+  std::string command = "dpkg-query -S";
+  for (const auto& file : files) command += " '" + file.string() + "'";
+  FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
+  ASSERT_NE(pipe, nullptr);
+  std::string owners;
+  char buffer[4096];
+  for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) owners.append(buffer, n);
+  EXPECT_EQ(::pclose(pipe), 0) << owners;
+  // "fonts-inter: /usr/share/fonts/opentype/inter/Inter-Regular.otf", a line each.
+  std::map<std::string, std::string> ownerOf;
+  std::istringstream lines(owners);
+  for (std::string line; std::getline(lines, line);)
+    if (const auto colon = line.find(": "); colon != std::string::npos)
+      ownerOf[line.substr(colon + 2)] = line.substr(0, line.find(':'));
+  const std::string depended = std::string(" ") + VELMORA_FONT_PACKAGES + " ";
+  for (const auto& file : files) {
+    const std::string& package = ownerOf[file.string()];
+    EXPECT_NE(depended.find(" " + package + " "), std::string::npos) << file << " is of \"" << package << "\"";
+  }
 }
 
 // What the set cannot show is said, naming it, once for each text; missing files and faces are named too.
