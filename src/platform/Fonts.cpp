@@ -66,20 +66,27 @@ bool isOfLanguage(std::string_view tag, std::string_view language) {
   return tag.starts_with(language) && (tag.size() == language.size() || tag[language.size()] == '-');
 }
 
-// The family list a layout asks for: the set's own fonts, then the fallback
-// families, those of the earlier preferred languages first.
-std::string familyList(const std::vector<FallbackFace>& fallbacks, const std::vector<std::string>& preferred) {
+// The fallback faces in the order they are tried: those of the earlier
+// preferred languages first, the rest as given. Returns how many are of a
+// preferred language.
+std::size_t rankFallbacks(std::vector<FallbackFace>& fallbacks, const std::vector<std::string>& preferred) {
   auto rank = [&](const FallbackFace& face) {
     const auto at = std::find_if(preferred.begin(), preferred.end(),
                                  [&](const std::string& tag) { return isOfLanguage(tag, face.language); });
     return at - preferred.begin();
   };
-  std::vector<const FallbackFace*> order;
-  for (const FallbackFace& face : fallbacks) order.push_back(&face);
-  std::stable_sort(order.begin(), order.end(), [&](auto* a, auto* b) { return rank(*a) < rank(*b); });
+  std::stable_sort(fallbacks.begin(), fallbacks.end(),
+                   [&](const FallbackFace& a, const FallbackFace& b) { return rank(a) < rank(b); });
+  return static_cast<std::size_t>(std::count_if(fallbacks.begin(), fallbacks.end(), [&](const FallbackFace& face) {
+    return rank(face) < static_cast<std::ptrdiff_t>(preferred.size());
+  }));
+}
+
+// The family list a layout asks for: the set's own fonts, then the fallback families in their order.
+std::string familyList(const std::vector<FallbackFace>& fallbacks) {
   std::string families(kFamilies);
-  for (const FallbackFace* face : order)
-    if (families.find(face->family) == std::string::npos) families += ", " + face->family;
+  for (const FallbackFace& face : fallbacks)
+    if (families.find(face.family) == std::string::npos) families += ", " + face.family;
   return families;
 }
 
@@ -154,8 +161,9 @@ struct FontSet::State {
   PangoFontMap* fontMap = nullptr;
   PangoContext* context = nullptr;
   std::string families;
-  std::vector<FallbackFace> fallbacks;
-  bool fallbacksRead = false;
+  std::vector<FallbackFace> fallbacks;  // in the order they are tried
+  std::size_t preferredFallbacks = 0;   // the first of them, of the preferred languages
+  std::size_t fallbacksRead = 0;        // how many of them were looked for
   int fallbackFaces = 0;
   WarningSink warn;
   std::unordered_set<std::string> reportedTexts;  // each text's missing characters are reported once
@@ -164,8 +172,8 @@ struct FontSet::State {
   void warning(const std::string& message) const {
     if (warn) warn(message);
   }
-  // Reads the fallback faces into the configuration, the first time only.
-  // Returns whether any face was added.
+  // Reads the next fallback faces into the configuration: those of the
+  // preferred languages, then the rest. Returns whether any face was added.
   bool readFallbackFaces();
 
   ~State() {
@@ -187,43 +195,49 @@ struct FontSet::State {
 };
 
 bool FontSet::State::readFallbackFaces() {
-  if (fallbacksRead || fallbacks.empty()) return false;
-  fallbacksRead = true;
+  const std::size_t first = fallbacksRead;
+  const std::size_t end = first < preferredFallbacks ? preferredFallbacks : fallbacks.size();
+  if (first == end) return false;
+  fallbacksRead = end;
   // The faces join the set's own fonts (none when the system's configuration stands in, which has its own).
   FcFontSet* set = FcConfigGetFonts(config, FcSetApplication);
   FT_Library library = nullptr;
   if (!set || FT_Init_FreeType(&library) != 0) return false;
-  // A collection holds many faces: each is looked at by its name, and only
-  // the wanted ones are scanned for their characters (a millisecond each).
-  std::vector<bool> found(fallbacks.size());
-  for (std::size_t first = 0; first < fallbacks.size(); ++first) {
-    const std::filesystem::path& file = fallbacks[first].file;
-    if (found[first] || std::any_of(fallbacks.begin(), fallbacks.begin() + static_cast<std::ptrdiff_t>(first),
-                                    [&](const FallbackFace& f) { return f.file == file; }))
-      continue;
+  // A collection holds many faces, and opening one costs about a quarter of a
+  // millisecond: each wanted face is looked for where it usually is first, and
+  // only where the collection holds something else are its faces looked at in
+  // turn. Only the wanted faces are scanned for their characters.
+  auto faceNamed = [&](const FallbackFace& wanted, FT_Long index) -> FT_Face {
     FT_Face face = nullptr;
-    if (FT_New_Face(library, file.c_str(), -1, &face) != 0) continue;
-    const FT_Long faces = face->num_faces;
+    if (FT_New_Face(library, wanted.file.c_str(), index, &face) != 0) return nullptr;
+    if (face->family_name && wanted.family == face->family_name) return face;
     FT_Done_Face(face);
-    for (FT_Long index = 0; index < faces; ++index) {
-      if (FT_New_Face(library, file.c_str(), index, &face) != 0) continue;
-      for (std::size_t i = first; i < fallbacks.size(); ++i) {
-        if (found[i] || fallbacks[i].file != file || !face->family_name || fallbacks[i].family != face->family_name)
-          continue;
-        if (FcPattern* pattern = FcFreeTypeQueryFace(face, reinterpret_cast<const FcChar8*>(file.c_str()),
-                                                     static_cast<unsigned>(index), nullptr)) {
-          FcFontSetAdd(set, pattern);
-          found[i] = true;
-          ++fallbackFaces;
-        }
-      }
-      FT_Done_Face(face);
+    return nullptr;
+  };
+  const int before = fallbackFaces;
+  for (std::size_t i = first; i < end; ++i) {
+    const FallbackFace& wanted = fallbacks[i];
+    FT_Face face = faceNamed(wanted, wanted.usualIndex);
+    if (!face) {
+      FT_Face probe = nullptr;
+      const FT_Long faces = FT_New_Face(library, wanted.file.c_str(), -1, &probe) == 0 ? probe->num_faces : 0;
+      if (probe) FT_Done_Face(probe);
+      for (FT_Long index = 0; index < faces && !face; ++index)
+        if (index != wanted.usualIndex) face = faceNamed(wanted, index);
     }
+    if (!face) {
+      warning("font face \"" + wanted.family + "\" not loaded from " + wanted.file.string());
+      continue;
+    }
+    if (FcPattern* pattern = FcFreeTypeQueryFace(face, reinterpret_cast<const FcChar8*>(wanted.file.c_str()),
+                                                 static_cast<unsigned>(face->face_index), nullptr)) {
+      FcFontSetAdd(set, pattern);
+      ++fallbackFaces;
+    }
+    FT_Done_Face(face);
   }
   FT_Done_FreeType(library);
-  for (std::size_t i = 0; i < fallbacks.size(); ++i)
-    if (!found[i]) warning("font face \"" + fallbacks[i].family + "\" not loaded from " + fallbacks[i].file.string());
-  if (fallbackFaces == 0) return false;
+  if (fallbackFaces == before) return readFallbackFaces();
   // Pango keeps the fonts it matched for each description: let it match again.
   pango_fc_font_map_config_changed(PANGO_FC_FONT_MAP(fontMap));
   return true;
@@ -245,10 +259,10 @@ std::vector<FallbackFace> FontSet::standardFallbackFaces() {
   const std::filesystem::path regular = "/usr/share/fonts/opentype/noto/NotoSansCJK-Regular.ttc";
   const std::filesystem::path bold = "/usr/share/fonts/opentype/noto/NotoSansCJK-Bold.ttc";
   return {
-      {regular, "Noto Sans CJK JP", "ja"},
-      {bold, "Noto Sans CJK JP", "ja"},
-      {regular, "Noto Sans CJK KR", "ko"},
-      {bold, "Noto Sans CJK KR", "ko"},
+      {regular, "Noto Sans CJK JP", "ja", 0},
+      {bold, "Noto Sans CJK JP", "ja", 0},
+      {regular, "Noto Sans CJK KR", "ko", 1},
+      {bold, "Noto Sans CJK KR", "ko", 1},
   };
 }
 
@@ -257,7 +271,8 @@ FontSet::FontSet(const std::vector<std::filesystem::path>& files, std::vector<Fa
     : state_(std::make_unique<State>()) {
   State& s = *state_;
   s.warn = std::move(warn);
-  s.families = familyList(fallbacks, preferredLanguages);
+  s.preferredFallbacks = rankFallbacks(fallbacks, preferredLanguages);
+  s.families = familyList(fallbacks);
   s.fallbacks = std::move(fallbacks);
   s.config = FcConfigCreate();
   FcConfigParseAndLoadFromMemory(s.config, reinterpret_cast<const FcChar8*>(kConfiguration), FcTrue);
@@ -333,8 +348,8 @@ TextLine FontSet::layOut(std::string_view text, const Font& font, double truncat
     return layout;
   };
   PangoLayout* layout = makeLayout();
-  // A character the set's own fonts lack: read the fallback faces and lay out again.
-  if (pango_layout_get_unknown_glyphs_count(layout) > 0 && s.readFallbackFaces()) {
+  // A character the fonts read so far lack: read more faces and lay out again.
+  while (pango_layout_get_unknown_glyphs_count(layout) > 0 && s.readFallbackFaces()) {
     g_object_unref(layout);
     layout = makeLayout();
   }

@@ -110,6 +110,7 @@ struct FallbackFace {
   std::filesystem::path file;
   std::string family;    // picks the face out of its collection
   std::string language;  // the language whose forms of shared characters the face draws ("ko", "ja")
+  long usualIndex = 0;   // where the collection usually holds it (looked at first)
 };
 
 // The fonts of a run: a private font configuration that holds only the named
@@ -133,8 +134,9 @@ class FontSet {
 
   // Loads `files`; a file that is missing or unreadable is reported to `warn`
   // and left out. When none loads, the system's configuration stands in.
-  // `fallbacks` are read when first needed; where their characters are
-  // shared (Han), the faces of the earlier `preferredLanguages` come first.
+  // `fallbacks` are read when first needed, those of `preferredLanguages`
+  // before the rest; where their characters are shared (Han), the faces of
+  // the earlier preferred languages come first.
   // A character that no font has is reported to `warn`, once per text.
   explicit FontSet(const std::vector<std::filesystem::path>& files = standardFontFiles(),
                    std::vector<FallbackFace> fallbacks = standardFallbackFaces(),

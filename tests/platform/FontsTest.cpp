@@ -48,19 +48,44 @@ TEST(FontSet, EveryTextOfTheBundleAndEverySymbolHasItsGlyphs) {
   EXPECT_EQ(fonts.warnings, std::vector<std::string>{});
 }
 
-// The large faces of Hangul, kana and Han are read only by a run that draws them, all at once.
+// The large faces of Hangul, kana and Han are read only by a run that draws them: those of its preferred languages
+// alone when they have what it draws.
 TEST(FontSet, FallbackFacesAreReadOnlyWhenATextNeedsThem) {
-  Fonts fonts;
-  for (const char* text : {"7h 20m", "Schlafenszeit 23:15", kSymbols, "98% of goal", "1,1 % Defizit"})
-    fonts.set.line(text, Font::boldSystemFontOfSize(28));
-  EXPECT_EQ(fonts.set.loadedFallbackFaceCount(), 0);
-  const Size hangul = fonts.set.line("수면 은행", Font::boldSystemFontOfSize(28)).size();
-  EXPECT_EQ(fonts.set.loadedFallbackFaceCount(), static_cast<int>(FontSet::standardFallbackFaces().size()));
-  EXPECT_GT(hangul.width, 50);
+  const int all = static_cast<int>(FontSet::standardFallbackFaces().size());
+  const struct {
+    const char* name;
+    std::vector<std::string> languages;
+    int afterHangul;  // faces read once a Korean text is laid out
+  } cases[] = {
+      {"English", {"en"}, all},
+      {"Korean first", {"ko-KR", "en"}, all / 2},
+      {"Korean second", {"en", "ko"}, all / 2},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::vector<std::string> warnings;
+    const FontSet fonts(FontSet::standardFontFiles(), FontSet::standardFallbackFaces(), c.languages,
+                        [&](std::string_view message) { warnings.emplace_back(message); });
+    for (const char* text : {"7h 20m", "Schlafenszeit 23:15", kSymbols, "98% of goal", "1,1 % Defizit"})
+      fonts.line(text, Font::boldSystemFontOfSize(28));
+    EXPECT_EQ(fonts.loadedFallbackFaceCount(), 0);
+    EXPECT_GT(fonts.line("수면 은행", Font::boldSystemFontOfSize(28)).size().width, 50);
+    EXPECT_EQ(fonts.loadedFallbackFaceCount(), c.afterHangul);
+    fonts.line(kJapanese, Font::systemFontOfSize(15));  // the Korean faces have kana and Han too
+    EXPECT_EQ(fonts.loadedFallbackFaceCount(), c.afterHangul);
+    EXPECT_EQ(warnings, std::vector<std::string>{});
+  }
   // Latin keeps the system font's look beside them: a text measures as before.
-  EXPECT_EQ(fonts.set.line("7h 20m", Font::boldSystemFontOfSize(28)).size(),
-            Fonts().set.line("7h 20m", Font::boldSystemFontOfSize(28)).size());
-  EXPECT_EQ(fonts.warnings, std::vector<std::string>{});
+  Fonts plain, korean;
+  korean.set.line("수면", Font::boldSystemFontOfSize(28));
+  EXPECT_EQ(korean.set.line("7h 20m", Font::boldSystemFontOfSize(28)).size(),
+            plain.set.line("7h 20m", Font::boldSystemFontOfSize(28)).size());
+  // A face found elsewhere in its collection than where it usually is, is found all the same.
+  FallbackFace moved = FontSet::standardFallbackFaces().back();
+  moved.usualIndex = 3;
+  const FontSet elsewhere(FontSet::standardFontFiles(), {moved});
+  elsewhere.line("수면", Font::boldSystemFontOfSize(28));
+  EXPECT_EQ(elsewhere.loadedFallbackFaceCount(), 1);
 }
 
 // Each font file the set reads belongs to a Debian package that the installation depends on (and scripts/setup
