@@ -32,8 +32,9 @@ NotificationViewController::NotificationViewController(const Environment& env, c
 
 NotificationViewController::~NotificationViewController() = default;
 
-bool NotificationViewController::handlesCategory(std::string_view identifier) {
-  return identifier == kBedtimeCategory || identifier == kTimeAsleepCategory;
+std::span<const std::string_view> NotificationViewController::handledCategories() {
+  static constexpr std::string_view kCategories[] = {kBedtimeCategory, kTimeAsleepCategory};
+  return kCategories;
 }
 
 void NotificationViewController::viewDidLoad() {}

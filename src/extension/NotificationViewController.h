@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,7 +31,7 @@ class NotificationViewController {
 
   // The category identifiers the controller fills the slots for; any other
   // leaves them as the interface created them.
-  static bool handlesCategory(std::string_view identifier);
+  static std::span<const std::string_view> handledCategories();
 
   void viewDidLoad();
   void didReceiveNotification(const Notification& notification);

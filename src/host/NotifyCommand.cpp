@@ -1,5 +1,6 @@
 #include "host/NotifyCommand.h"
 
+#include <algorithm>
 #include <memory>
 
 #include "extension/InterfaceDescription.h"
@@ -49,9 +50,13 @@ void NotifyCommand::run(const Environment& env, std::ostream& out) const {
   controller.didReceiveNotification(Notification{identifier});
   // The platform shows such a notification as the interface created it, and so does this run; but a person
   // who typed the category wants to know why nothing was filled.
-  if (!NotificationViewController::handlesCategory(identifier))
-    env.warning("the extension does not handle the category \"" + identifier +
-                "\" (only BEDTIME and TIMEASLEEP): the slots are as the interface created them");
+  const auto handled = NotificationViewController::handledCategories();
+  if (std::find(handled.begin(), handled.end(), identifier) == handled.end()) {
+    std::string names;
+    for (std::string_view name : handled) names += (names.empty() ? "" : " and ") + std::string(name);
+    env.warning("the extension does not handle the category \"" + identifier + "\" (only " + names +
+                "): the slots are as the interface created them");
+  }
 
   // Everything is drawn and checked before anything is written, so that a failure leaves no half result.
   ImageRef picture;

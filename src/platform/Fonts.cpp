@@ -203,7 +203,7 @@ bool FontSet::State::readFallbackFaces() {
   FcFontSet* set = FcConfigGetFonts(config, FcSetApplication);
   FT_Library library = nullptr;
   if (!set || FT_Init_FreeType(&library) != 0) return false;
-  // A collection holds many faces, and opening one costs about a quarter of a
+  // A collection holds many faces, and opening one costs about a third of a
   // millisecond: each wanted face is looked for where it usually is first, and
   // only where the collection holds something else are its faces looked at in
   // turn. Only the wanted faces are scanned for their characters.
@@ -379,9 +379,10 @@ PlacedLine FontSet::placeInFrame(std::string_view text, Rect frame, const LabelS
       if (!fits && factor == smallest) break;
       factor = std::max(smallest, factor * frame.width / placed.line.size().width);
     }
-    if (!fits) {
+    if (!fits) {  // at the smallest size, whole if it fits there, else cut
       font.pointSize = style.font.pointSize * smallest;
-      placed.line = layOut(text, font, frame.width);
+      placed.line = line(text, font);
+      if (placed.line.size().width > frame.width) placed.line = layOut(text, font, frame.width);
     }
     placed.pointSize = font.pointSize;
   }
