@@ -34,7 +34,9 @@ struct BenchStore {
     store->setObject(Value(bank), "bankDict");
     store->setObject(Value(MetricDictionary{{"rawSynchTime", Value(env.now.dateByAddingTimeInterval(-28800))},
                                             {"rawSleepTime", Value::real(26784)},
-                                            {"rawSleepBankTime", Value::real(25920)}}),
+                                            {"rawSleepBankTime", Value::real(25920)},
+                                            {"rawRingRating", Value("0.93|1.08|0.81")},
+                                            {"rawRingValues", Value("6120|5400|54")}}),
                      "watchTrackDict");
     store->setObject(Value(MetricDictionary{{"nightHour", Value::real(21)},
                                             {"minimumHours", Value::real(6)},

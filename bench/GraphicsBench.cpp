@@ -65,5 +65,15 @@ void BM_Recharge(benchmark::State& state) {
 }
 BENCHMARK(BM_Recharge)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
 
+// Every ring with its shadowed tip and glyph, two of them past their target, and the rated disc.
+void BM_SleepRings(benchmark::State& state) {
+  BenchEnvironment bench;
+  BenchGraphics graphics(bench.env);
+  graphics.drawSleepRingsWithSize(280.0f, 0.93f, 1.2f, 0.74f, 1.05f, 0.9f, false);
+  for (auto _ : state)
+    benchmark::DoNotOptimize(graphics.drawSleepRingsWithSize(280.0f, 0.93f, 1.2f, 0.74f, 1.05f, 0.9f, false));
+}
+BENCHMARK(BM_SleepRings)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
+
 }  // namespace
 }  // namespace velmora

@@ -1,4 +1,4 @@
-// The two notification requests end to end, as the controller makes them:
+// The two notification requests and the sleep rings request end to end, as the controller makes them:
 // store read, sleep-bank computation (or the watch record), formatting,
 // colours and the image at 280 points, scale 3. Cold: a new presentation
 // object each time (the process's fonts and ICU data already loaded); warm:
@@ -40,6 +40,8 @@ BENCHMARK(coldRequest<&SleepMetricsUI::requestSleepBankRings>)
 BENCHMARK(warmRequest<&SleepMetricsUI::requestSleepBankRings>)
     ->Name("BM_RequestSleepBankRingsWarm")
     ->Unit(benchmark::kMillisecond);
+BENCHMARK(coldRequest<&SleepMetricsUI::requestQuality>)->Name("BM_RequestQualityCold")->Unit(benchmark::kMillisecond);
+BENCHMARK(warmRequest<&SleepMetricsUI::requestQuality>)->Name("BM_RequestQualityWarm")->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace velmora

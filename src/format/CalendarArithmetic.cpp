@@ -9,6 +9,7 @@
 
 #include "format/FormatTools.h"
 #include "format/FormatToolsMembers.h"
+#include "platform/SaturatingCast.h"
 
 namespace velmora {
 
@@ -102,7 +103,7 @@ int FormatTools::seedForDate(Date date) {
   const float frac = x - std::trunc(x);
   if (static_cast<double>(frac) > 0.1) x = x + 1;
   if (!(std::fabs(x) < 2e9f)) return 0;  // no day count at all for dates out of any calendar's reach
-  return -static_cast<int>(x);
+  return -saturatingCast<int>(x);
 }
 
 std::optional<Date> FormatTools::fromDateForSeed(int seed) {

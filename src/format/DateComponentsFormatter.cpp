@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "format/IcuText.h"
+#include "platform/SaturatingCast.h"
 
 namespace velmora {
 
@@ -62,7 +63,7 @@ std::string DateComponentsFormatter::stringFromTimeInterval(double interval) {
   const unsigned allowed = allowedUnits != 0 ? allowedUnits : kWeekOfMonth | kDay | kHour | kMinute | kSecond;
   const bool negative = interval < 0;
   // Whole seconds, capped far beyond any duration of sleep.
-  long long rest = static_cast<long long>(std::fmin(std::floor(std::fabs(interval)), 1e15));
+  long long rest = saturatingCast<long long>(std::fmin(std::floor(std::fabs(interval)), 1e15));
 
   std::vector<Part> parts;
   for (const UnitInfo& unit : kUnits) {

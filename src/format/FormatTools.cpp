@@ -9,6 +9,7 @@
 
 #include "format/FormatToolsMembers.h"
 #include "format/IcuText.h"
+#include "platform/SaturatingCast.h"
 #include "platform/StringFormat.h"
 
 namespace velmora {
@@ -241,16 +242,17 @@ std::string FormatTools::whenString(Date date) {
   std::string text;
   if (weeks > 4.0f) return out.stringFromDate(date);
   if (weeks >= 2.0f) {
-    const long n = static_cast<long>(weeks);
+    const long n = saturatingCast<long>(weeks);
     text = n == 1 ? std::string("a week ") : stringWithFormat("%ld weeks ", {n});
   } else if (days >= 1.0f) {
-    const long n = static_cast<long>(days);
+    const long n = saturatingCast<long>(days);
     text = n == 1 ? std::string("a day ") : stringWithFormat("%ld days ", {n});
   } else if (const float hours = static_cast<float>(t / -3600); t < -3600 && hours > 0) {
-    text = hours >= 2.0f ? stringWithFormat("%ld hours ", {static_cast<long>(hours)}) : std::string("an hour ");
+    text = hours >= 2.0f ? stringWithFormat("%ld hours ", {saturatingCast<long>(hours)}) : std::string("an hour ");
   } else {
     const float minutes = static_cast<float>(t / -60);
-    text = minutes >= 2.0f ? stringWithFormat("%ld minutes ", {static_cast<long>(minutes)}) : std::string("a minute ");
+    text =
+        minutes >= 2.0f ? stringWithFormat("%ld minutes ", {saturatingCast<long>(minutes)}) : std::string("a minute ");
   }
   return text + "ago";
 }

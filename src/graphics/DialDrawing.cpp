@@ -16,6 +16,20 @@ Point pointOnDial(Point centre, double radius, double angle) {
   return {centre.x + radius * std::cos(angle), centre.y + radius * std::sin(angle)};
 }
 
+void strokeArc(DrawingSurface& surface, Point centre, double radius, double from, double to, LineCap cap, double width,
+               const Colour& colour) {
+  surface.setLineCap(cap);
+  surface.setLineWidth(width);
+  surface.setStrokeColor(colour);
+  surface.addArc(centre.x, centre.y, radius, from, to, 0);
+  surface.strokePath();
+}
+
+void setTipShadow(DrawingSurface& surface, float fraction) {
+  const auto [width, height] = SleepMetricsGraphics::getShadowForPercent(fraction);
+  surface.setShadowWithColor({width, height}, 5.0, Colour::blackColor());
+}
+
 void drawTextCentred(DrawingSurface& surface, std::string_view text, Point centre, const Font& font,
                      const Colour& colour) {
   // The attributes every image text is written with: font, colour, a clear

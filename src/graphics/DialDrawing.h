@@ -1,5 +1,6 @@
 #pragma once
 
+#include <numbers>
 #include <string_view>
 
 #include "platform/Colour.h"
@@ -18,8 +19,23 @@ float dialAngleForTime(int hour, int minute);
 // The point at `radius` from `centre` at `angle` (0 at 3 o'clock, clockwise).
 Point pointOnDial(Point centre, double radius, double angle);
 
+// Rings of a fraction start just clockwise of 12 o'clock, so that even an
+// empty ring's stub shows.
+constexpr double kRingStartAngle = (0.01 - 0.25) * 2.0 * std::numbers::pi;
+// Where a ring filled to `fraction` (1.0 a whole turn) ends.
+constexpr double ringEndAngle(double fraction) { return (fraction - 0.25) * 2.0 * std::numbers::pi; }
+
 // Adds one whole circle, started at 12 o'clock, to the current path.
 void addFullCircle(DrawingSurface& surface, Point centre, double radius);
+
+// Strokes an arc about `centre` clockwise from angle `from` to `to` (a sweep
+// of a whole turn or more is one circle), under the shadow already set.
+void strokeArc(DrawingSurface& surface, Point centre, double radius, double from, double to, LineCap cap, double width,
+               const Colour& colour);
+
+// The shadow of a ring's tip: it falls away from the ring's end, wherever
+// the end has got to (`getShadowForPercent`), soft and black.
+void setTipShadow(DrawingSurface& surface, float fraction);
 
 // Writes `text` centred on `centre`, with the attribute set every image text uses.
 void drawTextCentred(DrawingSurface& surface, std::string_view text, Point centre, const Font& font,

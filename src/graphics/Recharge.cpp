@@ -3,8 +3,6 @@
 // goal hour, and the sleep bank on the inner ring.
 
 #include <cmath>
-#include <cstdint>
-#include <limits>
 #include <numbers>
 
 #include "graphics/DialDrawing.h"
@@ -17,9 +15,6 @@ namespace velmora {
 
 namespace {
 
-constexpr double kTurn = 2.0 * std::numbers::pi;
-// Rings start just clockwise of 12 o'clock, so an empty ring's stub shows.
-constexpr double kRingStart = (0.01 - 0.25) * kTurn;
 // Nothing is ever drawn as empty: a ring always shows at least a stub.
 constexpr float kSleepFloor = 0.012f;
 constexpr float kBankFloor = 0.015f;
@@ -28,24 +23,6 @@ constexpr double kBankTipLength = 0.007;
 constexpr double kSleepTipLength = 0.006;
 // The accessory widget's size: white rings and a moon in the middle, no backdrop.
 constexpr float kAccessorySize = 200.0f;
-
-// Where a ring filled to `fraction` ends, as an angle on the dial.
-double ringEndAngle(double fraction) { return (fraction - 0.25) * kTurn; }
-
-// The whole goal hours, truncated: a goal that is no number has none, and a
-// huge one saturates instead of overflowing.
-std::int64_t wholeHours(float goal) {
-  if (std::isnan(goal)) return 0;
-  if (goal >= static_cast<float>(std::numeric_limits<int>::max())) return std::numeric_limits<int>::max();
-  return static_cast<std::int64_t>(goal);
-}
-
-// A tip: its shadow falls away from the ring's end, wherever the end has got to.
-void setTipShadow(DrawingSurface& surface, float fraction) {
-  const auto [width, height] = SleepMetricsGraphics::getShadowForPercent(fraction);
-  surface.setShadow({width, height}, 6.0);
-  surface.setShadowWithColor({width, height}, 5.0, Colour::blackColor());
-}
 
 }  // namespace
 
@@ -75,45 +52,44 @@ ImageRef SleepMetricsGraphics::drawTheRechargeWithSize(float size, float sleepPe
 
   // Every ring, track and tip is one arc stroked at the ring's width under the shadow already set.
   constexpr double kFullStart = -std::numbers::pi / 2.0, kFullEnd = 2.0 * std::numbers::pi;
-  auto strokeArc = [&](LineCap cap, const Colour& colour, double radius, double from, double to) {
-    surface.setLineCap(cap);
-    surface.setLineWidth(ringWidth);
-    surface.setStrokeColor(colour);
-    surface.addArc(c.x, c.y, radius, from, to, 0);
-    surface.strokePath();
+  auto stroke = [&](LineCap cap, const Colour& colour, double radius, double from, double to) {
+    strokeArc(surface, c, radius, from, to, cap, ringWidth, colour);
   };
 
   surface.setShadow({0.0, 0.0}, 2.0);
-  strokeArc(LineCap::kRound, colours.innerShadeForType(2), outerRadius, kFullStart, kFullEnd);
+  stroke(LineCap::kRound, colours.innerShadeForType(2), outerRadius, kFullStart, kFullEnd);
 
-  // Every other goal hour is shaded, starting with the first. The fractions
-  // use the goal as stored, so half an hour's goal leaves half a segment.
+  // Every other goal hour is shaded, starting with the first: one arc, dashed
+  // an hour on and an hour off, up to the end of the last shaded whole hour.
+  // The fractions use the goal as stored, so half an hour's goal leaves half a
+  // segment.
   float goal = getVelmoraConfigValueForKey("requiredHours");
   if (goal < 4.0f) goal = 8.0f;
-  const std::int64_t hours = wholeHours(goal);
-  for (std::int64_t i = 0; i < hours; i += 2) {
-    surface.setShadow({0.0, 0.0}, 2.0);
-    strokeArc(LineCap::kButt, colours.innerShadeForType(0), outerRadius, ringEndAngle(static_cast<float>(i) / goal),
-              ringEndAngle(static_cast<float>(i + 1) / goal));
-  }
+  const double wholeHours = std::trunc(goal);
+  const double lastShaded = std::fmod(wholeHours, 2.0) == 0.0 ? wholeHours - 2.0 : wholeHours - 1.0;
+  const double hourLength = outerRadius * 2.0 * std::numbers::pi / goal;  // along the ring
+  surface.setShadow({0.0, 0.0}, 2.0);
+  surface.setLineDash(0.0, {hourLength, hourLength});
+  stroke(LineCap::kButt, colours.innerShadeForType(0), outerRadius, ringEndAngle(0.0f),
+         ringEndAngle(static_cast<float>(lastShaded + 1.0) / goal));
+  surface.setLineDash(0.0, {});
 
   surface.setShadow({0.0, 0.0}, 2.0);
-  strokeArc(LineCap::kRound, colours.innerShadeForType(2).colorWithAlphaComponent(1.0), innerRadius, kFullStart,
-            kFullEnd);
+  stroke(LineCap::kRound, colours.innerShadeForType(2).colorWithAlphaComponent(1.0), innerRadius, kFullStart, kFullEnd);
 
   const Colour bankColour =
       (accessory ? Colour::whiteColor() : colours.colourForBatteryChargePercent(bank)).colorWithAlphaComponent(1.0);
   surface.setShadow({-2.0, -2.0}, 3.0);
-  strokeArc(LineCap::kRound, bankColour, innerRadius, kRingStart, bankEnd);
+  stroke(LineCap::kRound, bankColour, innerRadius, kRingStartAngle, bankEnd);
   setTipShadow(surface, bank);
-  strokeArc(LineCap::kRound, bankColour, innerRadius, ringEndAngle(bank - kBankTipLength), bankEnd);
+  stroke(LineCap::kRound, bankColour, innerRadius, ringEndAngle(bank - kBankTipLength), bankEnd);
 
   const Colour sleepColour =
       accessory ? Colour::whiteColor().colorWithAlphaComponent(1.0) : colours.colourForBatteryChargePercent(sleep);
   surface.setShadow({0.0, 0.0}, 3.0);
-  strokeArc(LineCap::kRound, sleepColour, outerRadius, kRingStart, sleepEnd);
+  stroke(LineCap::kRound, sleepColour, outerRadius, kRingStartAngle, sleepEnd);
   setTipShadow(surface, sleep);
-  strokeArc(LineCap::kRound, sleepColour, outerRadius, ringEndAngle(sleep - kSleepTipLength), sleepEnd);
+  stroke(LineCap::kRound, sleepColour, outerRadius, ringEndAngle(sleep - kSleepTipLength), sleepEnd);
 
   // The large gauges mark the sleep tip with a moon and the bank tip with a 7 (its week of nights).
   if (size > 100.0f) {

@@ -47,6 +47,12 @@ class SleepMetricsGraphics {
   ImageRef drawTheBedClockWithSize(float size, std::optional<Date> bedtime, std::optional<Date> waketime);
   // The two recharge rings: last night's sleep over the goal hours, and the bank.
   ImageRef drawTheRechargeWithSize(float size, float sleepPercent, float bankPercent);
+  // The four sleep rings, outside in: time asleep, quality (REM when
+  // `forStages`), deep sleep and heart rate, each a fraction of its target;
+  // a positive `rating` adds the centre disc, its arc and its number. At 260
+  // points (the accessory widget) the rings are white and there is no disc.
+  ImageRef drawSleepRingsWithSize(float size, float sleepPercent, float qualityPercent, float deepPercent,
+                                  float bpmPercent, float rating, bool forStages);
 
   // The configuration number under `key` in "velmoraConfig"; 0.0 when missing.
   float getVelmoraConfigValueForKey(std::string_view key);

@@ -41,10 +41,26 @@ const std::vector<Operation> kOperations = {
     {"swiftSleepBankImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepBankImage()); }},
     {"swiftSleepBankAccessoryImage",
      [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepBankAccessoryImage()); }},
+    {"requestQuality", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestQuality()); }},
+    // The widgets publish the rings' labels through the record's own operation.
+    {"requestQualityForSwift",
+     [](RequestSession& s) -> std::optional<Value> {
+       s.groupMetrics().requestQualityForSwift();
+       return std::nullopt;
+     }},
+    {"swiftSleepRingsImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepRingsImage()); }},
+    {"swiftSleepRingsAccessoryImage",
+     [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepRingsAccessoryImage()); }},
     {"GroupMetrics.requestSleepBank",
      [](RequestSession& s) { return dictionary(s.groupMetrics().requestSleepBank()); }},
     {"GroupMetrics.returnPreviousSleepBank",
      [](RequestSession& s) { return dictionary(s.groupMetrics().returnPreviousSleepBank()); }},
+    {"GroupMetrics.requestQuality", [](RequestSession& s) { return dictionary(s.groupMetrics().requestQuality()); }},
+    {"GroupMetrics.requestQualityForSwift",
+     [](RequestSession& s) -> std::optional<Value> {
+       s.groupMetrics().requestQualityForSwift();
+       return std::nullopt;
+     }},
 };
 
 std::string validNames() {

@@ -4,6 +4,7 @@
 
 #include "format/FormatTools.h"
 #include "platform/Bundle.h"
+#include "platform/SaturatingCast.h"
 #include "platform/UserDefaults.h"
 
 namespace velmora {
@@ -52,7 +53,7 @@ bool GroupMetrics::getVelmoraSwitchValueForKey(std::string_view key) {
 }
 
 std::int64_t GroupMetrics::configNightHour() {
-  const auto hour = static_cast<std::int64_t>(std::trunc(getVelmoraConfigValueForKey("nightHour")));
+  const auto hour = saturatingCast<std::int64_t>(getVelmoraConfigValueForKey("nightHour"));
   return hour < 0 ? kDefaultNightHour : hour;
 }
 
@@ -64,7 +65,7 @@ std::optional<Date> GroupMetrics::getFromDateForNightHour(std::int64_t nightHour
   // Step back a whole day before taking the calendar day, so a day with a
   // clock change still lands on the right calendar day.
   const Date base = nightHour >= 1 && hour < nightHour ? now.dateByAddingTimeInterval(-kDay) : now;
-  return tools.dateForDate(base, static_cast<int>(nightHour), 0);
+  return tools.dateForDate(base, saturatingCast<int>(nightHour), 0);
 }
 
 bool GroupMetrics::watchDictIsValid() {

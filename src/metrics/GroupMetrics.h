@@ -48,6 +48,15 @@ class GroupMetrics {
   // The record computed before tonight's night began, moved on by a day.
   std::optional<MetricDictionary> returnPreviousSleepBank();
 
+  // --- Sleep rings ----------------------------------------------------------------
+
+  // Last night's four ring fractions (sleep time, quality or REM, deep, heart
+  // rate), the rating, the ring labels, the spoken summary and the copy text.
+  // Nothing when the watch has left no record for the current night.
+  std::optional<MetricDictionary> requestQuality();
+  // Publishes the four ring labels for the widgets ("--" without a record).
+  void requestQualityForSwift();
+
  private:
   void openStore();
   FormatTools& formatTools();

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 #include "platform/PixelMemory.h"
@@ -17,6 +18,18 @@ namespace {
 
 constexpr double kFullTurn = 2.0 * M_PI;
 constexpr int kLargestSide = 16384;  // pixels; beyond this a surface is not made
+// Cairo keeps coordinates as fixed-point numbers that reach about 8 million
+// device pixels either way; what the surface hands it stays well within.
+constexpr double kSafeReach = 1 << 20;  // device pixels from the origin
+// A stroke this wide (device pixels) covers all there is of any bitmap near
+// its path; wider ones are drawn this wide, so that their outlines stay
+// within cairo's reach too.
+constexpr double kWidestStroke = 1 << 18;
+// Longer than any path the surface strokes (points): a longer dash or gap
+// looks the same.
+constexpr double kLongestDash = 1e12;
+// Cairo's fixed-point step: a device pixel over 256.
+constexpr double kLeastStep = 1.0 / 256;
 
 void setSource(cairo_t* cr, const Colour& colour, double opacity = 1.0) {
   const RGBA c = colour.rgba();
@@ -56,25 +69,6 @@ cairo_surface_t* createBitmap(int side, const std::shared_ptr<PixelPool>& pool) 
   pixels.release();  // the surface owns them now
   return surface;
 }
-
-// Keeps the current path of a context across drawing that needs the path
-// for itself (text placement, clipping), as the platform's text and picture
-// drawing leave the path alone.
-class PathKeeper {
- public:
-  explicit PathKeeper(cairo_t* cr) : cr_(cr), path_(cairo_copy_path(cr)) { cairo_new_path(cr); }
-  ~PathKeeper() {
-    cairo_new_path(cr_);
-    if (path_->status == CAIRO_STATUS_SUCCESS) cairo_append_path(cr_, path_);
-    cairo_path_destroy(path_);
-  }
-  PathKeeper(const PathKeeper&) = delete;
-  PathKeeper& operator=(const PathKeeper&) = delete;
-
- private:
-  cairo_t* cr_;
-  cairo_path_t* path_;
-};
 
 // Whether a stroke of the path can have joins (whose miters reach beyond half
 // the line width): a subpath that turns a corner between segments, or closes.
@@ -167,7 +161,8 @@ class ShadowScratch {
   // Readies the frame for a bitmap of `side` pixels at `scale` with at least
   // `margin` pixels around it; false when the memory cannot be had.
   bool prepare(int side, int neededMargin, int scale) {
-    if (neededMargin > margin_ || side + 2 * margin_ > coverage_.width() || !coverageCr_) {
+    if (neededMargin > margin_ || side + 2 * margin_ > coverage_.width() || !coverageCr_ ||
+        cairo_status(coverageCr_) != CAIRO_STATUS_SUCCESS) {
       release();
       margin_ =
           (std::max(neededMargin, margin_) + CoverageBuffer::kTile - 1) / CoverageBuffer::kTile * CoverageBuffer::kTile;
@@ -291,8 +286,16 @@ ImageRef DrawingSurface::getImage() {
 
 // An image was taken from the bitmap: give the surface a copy of its own
 // before painting, so that the image stays as it was.
+//
+// A context that cairo has put in an error state (it would ignore all
+// drawing from then on) is replaced by a fresh one on the same bitmap.
 bool DrawingSurface::prepareToPaint() {
   if (!cr_) return false;
+  if (cairo_status(cr_) != CAIRO_STATUS_SUCCESS) {
+    cairo_destroy(cr_);
+    cr_ = cairo_create(bitmap_);
+    cairo_scale(cr_, scale_, scale_);
+  }
   if (!shared_) return true;
   cairo_surface_t* copy = createBitmap(pixelSide(), env_->pixelPool());
   if (!copy) return false;
@@ -302,9 +305,6 @@ bool DrawingSurface::prepareToPaint() {
   cairo_surface_mark_dirty(copy);
   cairo_t* cr = cairo_create(copy);
   cairo_scale(cr, scale_, scale_);
-  cairo_path_t* path = cairo_copy_path(cr_);
-  if (path->status == CAIRO_STATUS_SUCCESS) cairo_append_path(cr, path);
-  cairo_path_destroy(path);
   cairo_destroy(cr_);
   cairo_surface_destroy(bitmap_);  // the image keeps its own reference
   cr_ = cr;
@@ -317,19 +317,22 @@ bool DrawingSurface::prepareToPaint() {
 
 void DrawingSurface::setLineCap(LineCap cap) { states_.back().lineCap = cap; }
 
-void DrawingSurface::setLineWidth(double width) {
-  if (width >= 0 && std::isfinite(width)) states_.back().lineWidth = width;
-}
+void DrawingSurface::setLineWidth(double width) { states_.back().lineWidth = width; }
 
 void DrawingSurface::setStrokeColor(const Colour& colour) { states_.back().strokeColour = colour; }
 void DrawingSurface::setFillColor(const Colour& colour) { states_.back().fillColour = colour; }
+
+void DrawingSurface::setLineDash(double phase, std::vector<double> lengths) {
+  states_.back().dashPhase = phase;
+  states_.back().dashLengths = std::move(lengths);
+}
 
 void DrawingSurface::setShadow(Size offset, double blur) { setShadowWithColor(offset, blur, Shadow::kDefaultColour); }
 
 void DrawingSurface::setShadowWithColor(Size offset, double blur, const Colour& colour) {
   Shadow shadow;
-  shadow.offset = {finite(offset.width) ? offset.width : 0.0, finite(offset.height) ? offset.height : 0.0};
-  shadow.blur = blur > 0 && std::isfinite(blur) ? blur : 0.0;
+  shadow.offset = offset;
+  shadow.blur = blur < 0 ? 0.0 : blur;
   shadow.colour = colour;
   states_.back().shadow = shadow;
 }
@@ -343,37 +346,44 @@ void DrawingSurface::restoreGState() {
 // --- path ------------------------------------------------------------------
 
 void DrawingSurface::moveToPoint(double x, double y) {
-  if (cr_ && finite(x, y)) cairo_move_to(cr_, x, y);
+  if (cr_) path_.moveTo({x, y});
 }
 
 void DrawingSurface::addLineToPoint(double x, double y) {
-  if (cr_ && finite(x, y) && cairo_has_current_point(cr_)) cairo_line_to(cr_, x, y);
+  if (cr_) path_.lineTo({x, y});
 }
 
 void DrawingSurface::addArc(double x, double y, double radius, double startAngle, double endAngle, int clockwise) {
-  if (!cr_ || !finite(x, y, radius, startAngle, endAngle) || radius < 0) return;
-  const double sweep = clockwise == 0 ? endAngle - startAngle : startAngle - endAngle;
-  double turned;  // how far the arc turns in its direction, 0 … one full turn
-  if (sweep >= kFullTurn) {
-    turned = kFullTurn;
-  } else {
-    turned = std::fmod(sweep, kFullTurn);
-    if (turned < 0) turned += kFullTurn;
-  }
-  if (clockwise == 0)
-    cairo_arc(cr_, x, y, radius, startAngle, startAngle + turned);
-  else
-    cairo_arc_negative(cr_, x, y, radius, startAngle, startAngle - turned);
+  if (cr_) path_.arc({x, y}, radius, startAngle, endAngle, clockwise);
 }
 
 void DrawingSurface::closePath() {
-  if (cr_ && cairo_has_current_point(cr_)) cairo_close_path(cr_);
+  if (cr_) path_.close();
 }
 
 // --- painting --------------------------------------------------------------
 
 void DrawingSurface::strokePath() { paintPath(true); }
 void DrawingSurface::fillPath() { paintPath(false); }
+
+Box DrawingSurface::reachBox(const Shadow* shadow, double by) const {
+  if (shadow) {
+    const double offset = std::max(std::abs(shadow->offset.width), std::abs(shadow->offset.height));
+    by += ShadowBlur::reach(shadow->blur * scale_ / 2.0) / static_cast<double>(scale_) + offset;
+  }
+  return Box{0, 0, size_, size_}.outset(by);
+}
+
+const Shadow* DrawingSurface::castingShadow() const {
+  const std::optional<Shadow>& shadow = states_.back().shadow;
+  if (!shadow || !shadow->casts()) return nullptr;
+  // Thrown further than the bitmap and its blur, a shadow falls wholly off
+  // it (what could throw it back on lies that far off the bitmap, and is
+  // not drawn).
+  const double reach = (ShadowBlur::reach(shadow->blur * scale_ / 2.0) + 1.0) / scale_;
+  if (std::abs(shadow->offset.width) > size_ + reach || std::abs(shadow->offset.height) > size_ + reach) return nullptr;
+  return &*shadow;
+}
 
 // The run's shadow scratch, readied for a shadow: the frame must hold
 // everything whose shadow can fall on the bitmap.
@@ -384,40 +394,122 @@ ShadowScratch* DrawingSurface::scratchFor(const Shadow& shadow) {
   return s.prepare(pixelSide(), needed, scale_) ? &s : nullptr;
 }
 
+namespace {
+
+// How a stroke is dashed: the pattern to walk (none: solid), and the share
+// of the line a pattern finer than a pixel paints.
+struct DashPlan {
+  bool drawable = true;
+  SurfacePath::Dash dash;
+  double opacity = 1;
+
+  DashPlan(const DrawingSurface::GState& g, double width, int scale) {
+    if (g.dashLengths.empty()) return;
+    double period = 0;
+    for (double length : g.dashLengths) {
+      if (!(length >= 0) || std::isinf(length)) {
+        drawable = false;
+        return;
+      }
+      dash.lengths.push_back(std::min(length, kLongestDash));
+      period += dash.lengths.back();
+    }
+    if (period == 0 || !std::isfinite(g.dashPhase)) {  // no pattern to draw
+      drawable = false;
+      return;
+    }
+    std::vector<double>& lengths = dash.lengths;
+    if (lengths.size() % 2) {  // an odd count takes two rounds to come back to a painted length
+      lengths.insert(lengths.end(), lengths.begin(), lengths.end());
+      period *= 2;
+    }
+    dash.offset = std::fmod(g.dashPhase, period);
+    if (dash.offset < 0) dash.offset += period;
+    if (period * scale < 1.0) {
+      // Round caps reach half the width into the gap on either side.
+      const double capped = g.lineCap == LineCap::kRound ? width : 0.0;
+      double unpainted = 0;
+      for (std::size_t i = 1; i < lengths.size(); i += 2) unpainted += std::max(0.0, lengths[i] - capped);
+      opacity = 1.0 - unpainted / period;
+      lengths.clear();
+    }
+  }
+};
+
+}  // namespace
+
 void DrawingSurface::paintPath(bool stroke) {
-  if (!prepareToPaint()) return;
   const GState& g = states_.back();
-  const Colour& colour = stroke ? g.strokeColour : g.fillColour;
+  const DashPlan plan = stroke ? DashPlan(g, g.lineWidth, scale_) : DashPlan({}, 0, 1);
+  const bool widthDrawable = !stroke || (g.lineWidth >= 0 && std::isfinite(g.lineWidth));
+  if (path_.empty() || !path_.drawable() || !widthDrawable || !plan.drawable || !prepareToPaint()) {
+    path_.clear();
+    return;
+  }
+  const double width = std::min(g.lineWidth, kWidestStroke / scale_);
+  Colour colour = stroke ? g.strokeColour : g.fillColour;
+  if (plan.opacity < 1.0) colour = colour.colorWithAlphaComponent(colour.rgba().alpha * plan.opacity);
   auto setUp = [&](cairo_t* cr) {
-    cairo_set_line_width(cr, g.lineWidth);
+    cairo_set_line_width(cr, width);
     cairo_set_line_cap(cr, g.lineCap == LineCap::kRound ? CAIRO_LINE_CAP_ROUND : CAIRO_LINE_CAP_BUTT);
   };
-  setUp(cr_);
-  ShadowScratch* s = g.shadow && g.shadow->casts() ? scratchFor(*g.shadow) : nullptr;
+  // The path goes into cairo within what can show: the bitmap, with what a
+  // stroke's width (at a mitred corner) and the shadow reach beyond it.
+  const Shadow* shadow = castingShadow();
+  const double strokeReach = stroke ? width / 2 * cairo_get_miter_limit(cr_) : 0.0;
+  const Box visible = reachBox(shadow, strokeReach + 1.0 / scale_);
+  const double safe = kSafeReach / scale_;
+  const double tolerance = cairo_get_tolerance(cr_) / scale_;
+  const bool dashed = !plan.dash.lengths.empty();
+  auto appendPath = [&](cairo_t* cr, const SurfacePath::Dash* dash) {
+    path_.appendTo(cr, {-safe, -safe, safe, safe}, visible, tolerance, !stroke, dash);
+    path_.clear();
+  };
+
+  // Shadows and dashes go through a coverage of their own.
+  ShadowScratch* s = shadow || dashed ? scratchFor(shadow ? *shadow : Shadow{}) : nullptr;
   if (!s) {
+    setUp(cr_);
+    appendPath(cr_, dashed ? &plan.dash : nullptr);
     setSource(cr_, colour);
     stroke ? cairo_stroke(cr_) : cairo_fill(cr_);
     return;
   }
   // The path's coverage, opaque: the shadow and the paint both come from it.
-  cairo_path_t* path = cairo_copy_path(cr_);
-  cairo_new_path(cr_);
   cairo_t* cov = s->coverageCr();
   setUp(cov);
-  cairo_append_path(cov, path);
-  double x1, y1, x2, y2;
-  cairo_path_extents(cov, &x1, &y1, &x2, &y2);
-  if (stroke) {
-    const double reach = g.lineWidth / 2 * (hasCorners(path) ? cairo_get_miter_limit(cov) : 1.0);
-    x1 -= reach, y1 -= reach, x2 += reach, y2 += reach;
-  }
-  cairo_path_destroy(path);
   cairo_set_source_rgba(cov, 0, 0, 0, 1);
-  stroke ? cairo_stroke(cov) : cairo_fill(cov);
+  double x1, y1, x2, y2;
+  if (dashed) {
+    // Dash by dash, each stroked on its own: the pixels of the dashes drawn
+    // one by one (cairo rasterises many subpaths in one stroke a little
+    // differently), painted once through their coverage.
+    x1 = y1 = std::numeric_limits<double>::max(), x2 = y2 = std::numeric_limits<double>::lowest();
+    SurfacePath::Dash dash = plan.dash;
+    dash.ended = [&] {
+      double left, top, right, bottom;
+      cairo_path_extents(cov, &left, &top, &right, &bottom);
+      x1 = std::min(x1, left), y1 = std::min(y1, top), x2 = std::max(x2, right), y2 = std::max(y2, bottom);
+      cairo_stroke(cov);
+    };
+    appendPath(cov, &dash);
+    const double reach = width / 2 * cairo_get_miter_limit(cov);
+    x1 -= reach, y1 -= reach, x2 += reach, y2 += reach;
+  } else {
+    appendPath(cov, nullptr);
+    cairo_path_extents(cov, &x1, &y1, &x2, &y2);
+    if (stroke) {
+      cairo_path_t* path = cairo_copy_path(cov);
+      const double reach = width / 2 * (hasCorners(path) ? cairo_get_miter_limit(cov) : 1.0);
+      cairo_path_destroy(path);
+      x1 -= reach, y1 -= reach, x2 += reach, y2 += reach;
+    }
+    stroke ? cairo_stroke(cov) : cairo_fill(cov);
+  }
   CoverageBuffer& coverage = s->coverage();
-  coverage.findUsed(s->framePixels(x1, y1, x2, y2));
+  if (x1 <= x2) coverage.findUsed(s->framePixels(x1, y1, x2, y2));
   const double opacity = colour.rgba().alpha;
-  castShadow(*s, *g.shadow, opacity, opacity >= 1.0);
+  if (shadow) castShadow(*s, *shadow, opacity, opacity >= 1.0);
 
   // The colour through the coverage; where the coverage is whole, a plain fill.
   const int m = s->margin();
@@ -462,7 +554,6 @@ void DrawingSurface::compositeThrough(pixman_region32_t* region, cairo_surface_t
     cairo_surface_mark_dirty(bitmap_);
     return;
   }
-  PathKeeper keep(cr_);
   cairo_save(cr_);
   cairo_identity_matrix(cr_);
   int count = 0;
@@ -519,25 +610,28 @@ void DrawingSurface::castShadow(ShadowScratch& s, const Shadow& shadow, double o
 
 // Text and pictures keep their own colours: their shadow comes from a
 // coverage of their own, and they are painted on top as they are.
+// Drawing whose bounds lie wholly beyond what can show is left out.
 template <typename Draw>
 void DrawingSurface::paintWithShadow(Rect bounds, Draw draw) {
-  const GState& g = states_.back();
-  if (g.shadow && g.shadow->casts()) {
-    if (ShadowScratch* s = scratchFor(*g.shadow)) {
-      cairo_t* cov = s->coverageCr();
-      cairo_save(cov);
-      draw(cov);
-      cairo_restore(cov);
-      cairo_new_path(cov);
-      s->coverage().findUsed(s->framePixels(bounds.x, bounds.y, bounds.x + bounds.width, bounds.y + bounds.height));
-      castShadow(*s, *g.shadow, 1.0, true);
-      s->coverage().clear();
-    }
+  const Shadow* shadow = castingShadow();
+  if (!finite(bounds.x, bounds.y, bounds.width, bounds.height) ||
+      !reachBox(shadow, 0).meets({bounds.x, bounds.y, bounds.x + bounds.width, bounds.y + bounds.height}) ||
+      !prepareToPaint())
+    return;
+  if (ShadowScratch* s = shadow ? scratchFor(*shadow) : nullptr) {
+    cairo_t* cov = s->coverageCr();
+    cairo_save(cov);
+    draw(cov);
+    cairo_restore(cov);
+    cairo_new_path(cov);
+    s->coverage().findUsed(s->framePixels(bounds.x, bounds.y, bounds.x + bounds.width, bounds.y + bounds.height));
+    castShadow(*s, *shadow, 1.0, true);
+    s->coverage().clear();
   }
-  PathKeeper keep(cr_);
   cairo_save(cr_);
   draw(cr_);
   cairo_restore(cr_);
+  cairo_new_path(cr_);
 }
 
 // --- text and pictures -----------------------------------------------------
@@ -547,12 +641,12 @@ Size DrawingSurface::sizeWithAttributes(std::string_view text, const TextAttribu
 }
 
 void DrawingSurface::drawAtPoint(std::string_view text, Point point, const TextAttributes& attributes) {
-  if (!finite(point.x, point.y) || !prepareToPaint()) return;
+  if (!cr_ || !finite(point.x, point.y)) return;
   paintLine(env_->fonts().line(text, attributes.font), point, attributes.foregroundColour, attributes.backgroundColour);
 }
 
 void DrawingSurface::drawLine(const TextLine& line, Point point, const Colour& colour) {
-  if (!finite(point.x, point.y) || !prepareToPaint()) return;
+  if (!cr_ || !finite(point.x, point.y)) return;
   paintLine(line, point, colour, Colour::clearColor());
 }
 
@@ -587,7 +681,12 @@ void DrawingSurface::drawInRect(const Image& image, Rect rect) {
   cairo_surface_t* picture = image.surface();
   if (!picture || !finite(rect.x, rect.y, rect.width, rect.height) || rect.width <= 0 || rect.height <= 0) return;
   const double width = cairo_image_surface_get_width(picture), height = cairo_image_surface_get_height(picture);
-  if (width <= 0 || height <= 0 || !prepareToPaint()) return;
+  // A picture squeezed below cairo's least step, or magnified past the
+  // largest bitmap from one of its pixels, has nothing that can be drawn.
+  const double across = rect.width * scale_, down = rect.height * scale_;
+  if (width <= 0 || height <= 0 || across < kLeastStep || down < kLeastStep || across > kLargestSide * width ||
+      down > kLargestSide * height)
+    return;
   // A rectangle on whole pixels that holds the picture's pixels exactly (a
   // rendition at its natural size, an image of this scale) takes them one to
   // one, with nothing resampled.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -10,6 +11,7 @@
 #include "platform/Fonts.h"
 #include "platform/Geometry.h"
 #include "platform/Image.h"
+#include "platform/SurfacePath.h"
 #include "platform/Value.h"
 
 typedef struct pixman_region32 pixman_region32_t;
@@ -37,8 +39,12 @@ struct Shadow {
 
   // `CGContextSetShadow`'s colour: black at one third opacity.
   static constexpr Colour kDefaultColour = Colour::white(0.0, 1.0 / 3.0);
-  // A shadow whose colour is clear casts nothing.
-  bool casts() const { return colour.alpha > 0.0; }
+  // A shadow whose colour is clear casts nothing, and so does one whose
+  // offset or blur is no number (or infinite: it would fall nowhere).
+  bool casts() const {
+    return colour.rgba().alpha > 0.0 && std::isfinite(offset.width) && std::isfinite(offset.height) &&
+           std::isfinite(blur);
+  }
   friend bool operator==(const Shadow&, const Shadow&) = default;
 };
 
@@ -50,6 +56,12 @@ struct Shadow {
 //
 // A surface that could not be created (no size, too large, no memory) takes
 // every operation as a no-op and yields no image.
+//
+// Every operation costs at most what its pixels cost, whatever its numbers:
+// a path, width, dash or shadow given a number that is no number (or an
+// infinite one) cannot be drawn, and painting it draws nothing; finite but
+// absurd numbers (a radius of 1e30, a width of 1e20, an angle of 1e300) draw
+// what can be seen of them on the bitmap.
 class DrawingSurface {
  public:
   // `UIGraphicsBeginImageContextWithOptions((size, size), NO, scale)`:
@@ -70,6 +82,13 @@ class DrawingSurface {
   void setLineWidth(double width);
   void setStrokeColor(const Colour& colour);
   void setFillColor(const Colour& colour);
+  // `CGContextSetLineDash`: strokes alternate painted and unpainted lengths
+  // (points along the path, cycled; an odd count repeats with the roles
+  // swapped), starting `phase` points into the pattern; no lengths is a
+  // solid line. A pattern finer than a device pixel is drawn as what it
+  // averages to: the solid line with its colour's opacity scaled by the
+  // painted share of the line.
+  void setLineDash(double phase, std::vector<double> lengths);
 
   // `CGContextMoveToPoint`, `CGContextAddLineToPoint` (ignored with no current point).
   void moveToPoint(double x, double y);
@@ -91,7 +110,7 @@ class DrawingSurface {
   void setShadowWithColor(Size offset, double blur, const Colour& colour);
 
   // `CGContextSaveGState` / `CGContextRestoreGState`: colours, line width,
-  // cap and shadow (not the path).
+  // cap, dash and shadow (not the path).
   void saveGState();
   void restoreGState();
 
@@ -119,6 +138,8 @@ class DrawingSurface {
     Colour fillColour = Colour::blackColor();
     double lineWidth = 1.0;
     LineCap lineCap = LineCap::kButt;
+    std::vector<double> dashLengths;  // none: solid
+    double dashPhase = 0.0;
     std::optional<Shadow> shadow;
   };
   const GState& state() const { return states_.back(); }
@@ -130,6 +151,11 @@ class DrawingSurface {
   bool prepareToPaint();
   void paintPath(bool stroke);
   void paintLine(const TextLine& line, Point point, const Colour& foreground, const Colour& backdrop);
+  // The part of the plane, in points, whose painting can show on the bitmap
+  // when it casts `shadow` (if any), grown by `by`.
+  Box reachBox(const Shadow* shadow, double by) const;
+  // The shadow painting casts now: none when it casts nothing or falls wholly off the bitmap.
+  const Shadow* castingShadow() const;
   ShadowScratch* scratchFor(const Shadow& shadow);
   void castShadow(ShadowScratch& scratch, const Shadow& shadow, double opacity, bool hiddenUnderFull);
   void compositeThrough(pixman_region32_t* region, cairo_surface_t* mask, double maskX, double maskY,
@@ -144,6 +170,7 @@ class DrawingSurface {
   cairo_surface_t* bitmap_ = nullptr;
   cairo_t* cr_ = nullptr;
   bool shared_ = false;  // the bitmap is also an image's: copy it before painting
+  SurfacePath path_;
   std::vector<GState> states_{GState{}};
 };
 

@@ -9,6 +9,7 @@
 #include <pango/pangofc-fontmap.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -19,6 +20,8 @@ namespace velmora {
 
 namespace {
 
+// Points: at scale 4, an em of the largest bitmap's side.
+constexpr double kLargestPointSize = 4096;
 // The system font and its fallbacks, in the order they are tried for a
 // character: emoji come before the plain symbol font, so that a bed (U+1F6CF)
 // shows in colour as it does on the phone. The fallback faces' families follow.
@@ -314,7 +317,9 @@ int FontSet::loadedFallbackFaceCount() const { return state_->fallbackFaces; }
 TextLine FontSet::line(std::string_view text, const Font& font) const { return layOut(text, font, 0.0); }
 
 TextLine FontSet::layOut(std::string_view text, const Font& font, double truncateToWidth) const {
-  if (text.empty()) return {};
+  // A font of no size, or whose em at the largest scale would pass the
+  // largest bitmap (and the font engine's limits), sets no text.
+  if (text.empty() || !(font.pointSize > 0 && font.pointSize <= kLargestPointSize)) return {};
   State& s = *state_;
   std::string key;
   key.reserve(text.size() + 32);
@@ -335,7 +340,8 @@ TextLine FontSet::layOut(std::string_view text, const Font& font, double truncat
     pango_font_description_free(description);
     pango_layout_set_single_paragraph_mode(layout, TRUE);
     if (truncateToWidth > 0) {
-      pango_layout_set_width(layout, static_cast<int>(truncateToWidth * PANGO_SCALE));
+      pango_layout_set_width(layout,
+                             static_cast<int>(std::min(truncateToWidth, double{INT_MAX / PANGO_SCALE}) * PANGO_SCALE));
       pango_layout_set_ellipsize(layout, PANGO_ELLIPSIZE_END);
     }
     if (g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr)) {

@@ -236,4 +236,13 @@ ImageRef imageNamed(const Environment& env, std::string_view name) {
 
 std::vector<MissingPicture> missingPictures(const Environment& env) { return env.pictures().missing(); }
 
+ImageRef keptDrawing(const Environment& env, std::string_view key, const std::function<ImageRef()>& draw) {
+  // A picture's key starts with the bundle's directory, never with a zero byte.
+  std::string keptKey(1, '\0');
+  keptKey.append(key);
+  ImageRef& kept = env.pictures()[keptKey];
+  if (!kept) kept = draw();
+  return kept;
+}
+
 }  // namespace velmora

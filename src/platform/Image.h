@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -63,7 +64,13 @@ struct MissingPicture {
 // image the system draws, so a caller that writes images checks this.
 std::vector<MissingPicture> missingPictures(const Environment& env);
 
-// The pictures a run has read, by bundle, name and scale.
+// An image the run draws once and keeps under `key` (which must name all it
+// depends on: size, scale, colours): the part of a drawing that never changes,
+// for later drawings to start from. `draw` makes it when it is not kept yet
+// (or could not be made before).
+ImageRef keptDrawing(const Environment& env, std::string_view key, const std::function<ImageRef()>& draw);
+
+// The pictures a run has read, by bundle, name and scale; and its kept drawings.
 class PictureCache;
 std::shared_ptr<PictureCache> makePictureCache();
 

@@ -10,6 +10,8 @@
 #include <optional>
 #include <vector>
 
+#include "platform/SaturatingCast.h"
+
 namespace velmora {
 
 namespace {
@@ -29,13 +31,13 @@ std::string toUtf8(const icu::UnicodeString& s) {
   return out;
 }
 
-long long asInteger(const FormatArg& arg) {
+// The whole number an integer conversion prints. For a number where a whole
+// one was asked for (the varargs would hold a double where printf reads an
+// integer: undefined), its whole part, held within what the conversion reads.
+long long asInteger(const FormatArg& arg, const Conversion& c) {
   if (const auto* i = std::get_if<long long>(&arg.v)) return *i;
-  if (const auto* d = std::get_if<double>(&arg.v)) {
-    // The varargs would hold a double where an integer was expected; what
-    // printf reads then is undefined, so take the whole part when it fits.
-    if (std::isfinite(*d) && std::fabs(*d) < 9.2e18) return static_cast<long long>(*d);
-  }
+  if (const auto* d = std::get_if<double>(&arg.v))
+    return c.length.empty() ? saturatingCast<int>(*d) : saturatingCast<long long>(*d);
   return 0;
 }
 
@@ -56,7 +58,7 @@ std::string describe(const FormatArg& arg) {
     const bool single = std::isfinite(*d) && std::fabs(*d) <= std::numeric_limits<float>::max() &&
                         static_cast<double>(static_cast<float>(*d)) == *d;
     char buffer[64];
-    std::snprintf(buffer, sizeof buffer, single ? "%.7g" : "%.16g", *d);
+    std::snprintf(buffer, sizeof buffer, single ? "%.7g" : "%.16g", std::isnan(*d) ? std::fabs(*d) : *d);  // "nan"
     return buffer;
   }
   return "(null)";
@@ -83,6 +85,21 @@ std::string printfOne(const std::string& directive, T value) {
 #pragma GCC diagnostic pop
   out.resize(static_cast<std::size_t>(n));
   return out;
+}
+
+// printf of a real number as the platform prints it. Not-a-number prints
+// "nan" ("NAN" for the upper-case conversions) with no sign, whatever its sign
+// bit or the "+" and " " flags ask; like infinities it pads with spaces only.
+std::string formatReal(Conversion c, double value, const std::string* decimalSeparator) {
+  if (std::isnan(value)) {
+    value = std::fabs(value);
+    std::erase_if(c.flags, [](char flag) { return flag == '+' || flag == ' '; });
+  }
+  std::string text = printfOne(printfSpec(c, "", c.type), value);
+  if (decimalSeparator && *decimalSeparator != ".") {
+    if (const auto dot = text.find('.'); dot != std::string::npos) text.replace(dot, 1, *decimalSeparator);
+  }
+  return text;
 }
 
 // Pads a text to the conversion's width (counted in characters), on the
@@ -209,7 +226,7 @@ std::string formatWith(std::string_view format, std::initializer_list<FormatArg>
         break;
       case 'c':
       case 'C':
-        out += padded(std::string(1, static_cast<char>(asInteger(arg))), c);
+        out += padded(std::string(1, static_cast<char>(asInteger(arg, c))), c);
         break;
       case 'd':
       case 'i':
@@ -217,15 +234,17 @@ std::string formatWith(std::string_view format, std::initializer_list<FormatArg>
       case 'x':
       case 'X':
       case 'o':
-        out += formatInteger(c, asInteger(arg));
-        break;
-      default: {  // floating-point conversions; printf rounds the binary value exactly
-        std::string text = printfOne(printfSpec(c, "", c.type), asReal(arg));
-        if (decimalSeparator && *decimalSeparator != ".") {
-          if (const auto dot = text.find('.'); dot != std::string::npos) text.replace(dot, 1, *decimalSeparator);
+        // A number that is no whole number at all prints as a real one would.
+        if (const auto* d = std::get_if<double>(&arg.v); d && !std::isfinite(*d)) {
+          Conversion real = c;
+          real.length.clear(), real.precision.reset(), real.type = 'f';
+          out += formatReal(real, *d, nullptr);
+        } else {
+          out += formatInteger(c, asInteger(arg, c));
         }
-        out += text;
-      }
+        break;
+      default:  // floating-point conversions; printf rounds the binary value exactly
+        out += formatReal(c, asReal(arg), decimalSeparator);
     }
   }
   return out;

@@ -8,6 +8,7 @@
 #include <unordered_map>
 
 #include "platform/Image.h"
+#include "platform/SaturatingCast.h"
 
 namespace velmora {
 
@@ -48,18 +49,6 @@ std::int64_t leadingInteger(const std::string& s) {
     v = v * 10 + digit;
   }
   return negative ? -v : v;
-}
-
-// A double to a whole number, truncating toward zero, saturating at the
-// limits; not-a-number gives 0.
-template <typename Int>
-Int truncateSaturating(double v) {
-  if (std::isnan(v)) return 0;
-  constexpr double lo = static_cast<double>(std::numeric_limits<Int>::min());
-  constexpr double hi = static_cast<double>(std::numeric_limits<Int>::max());
-  if (v <= lo) return std::numeric_limits<Int>::min();
-  if (v >= hi) return std::numeric_limits<Int>::max();
-  return static_cast<Int>(v);
 }
 
 // The platform's text-to-boolean reading: true when the text starts (after
@@ -128,7 +117,7 @@ std::int64_t Value::integerValue() const {
     case Kind::kText:
       return leadingInteger(*text());
     default:
-      return truncateSaturating<std::int64_t>(doubleValue());
+      return saturatingCast<std::int64_t>(doubleValue());
   }
 }
 
@@ -137,9 +126,9 @@ int Value::intValue() const {
     case Kind::kInteger:
       return static_cast<int>(std::get<std::int64_t>(v_));  // keeps the low 32 bits
     case Kind::kText:
-      return static_cast<int>(leadingInteger(*text()));
+      return saturatingCast<int>(leadingInteger(*text()));  // the platform's reading saturates
     default:
-      return truncateSaturating<int>(doubleValue());
+      return saturatingCast<int>(doubleValue());
   }
 }
 
@@ -204,7 +193,8 @@ const Value* MetricDictionary::objectForKey(std::string_view key) const {
 
 void MetricDictionary::setValue(std::string_view key, std::optional<Value> value) {
   auto it = std::find_if(entries_.begin(), entries_.end(), [&](const Entry& e) { return e.first == key; });
-  if (!value) {
+  // An image that could not be made is no value either.
+  if (!value || (value->kind() == Value::Kind::kImage && !value->image())) {
     if (it != entries_.end()) entries_.erase(it);
   } else if (it != entries_.end()) {
     it->second = std::move(*value);

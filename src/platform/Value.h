@@ -86,7 +86,8 @@ class Value {
 // The text-keyed dictionary every record and request operation returns, and
 // the form of a store dictionary. Keys keep the order in which they were first
 // set; setting a key again replaces its value in place. Setting "no value"
-// removes the key, so a missing source value leaves its key absent.
+// (or an image that could not be made) removes the key, so a missing source
+// value leaves its key absent.
 class MetricDictionary {
  public:
   using Entry = std::pair<std::string, Value>;

@@ -35,6 +35,14 @@ class SleepMetricsUI : public SleepMetricsGraphics {
   ImageRef swiftSleepBankImage();
   ImageRef swiftSleepBankAccessoryImage();
 
+  // --- Last night's sleep rings ------------------------------------------------------
+
+  // The rings image (280 points, 260 in accessory mode), the four ring labels
+  // and colours, the stages flag and the copy text; nothing without a record.
+  std::optional<MetricDictionary> requestQuality();
+  ImageRef swiftSleepRingsImage();
+  ImageRef swiftSleepRingsAccessoryImage();
+
  private:
   GroupMetrics& groupMetrics();
   ImageRef ringsImageOrWait(const std::optional<MetricDictionary>& d) const;

@@ -2,8 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdint>
-#include <cstring>
 #include <limits>
 #include <numbers>
 #include <optional>
@@ -20,6 +18,7 @@ namespace velmora {
 namespace {
 
 using testing::near;
+using testing::onDial;
 using testing::pixelAt;
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
@@ -47,12 +46,6 @@ std::optional<Date> clockTime(const char* hhmm) {
   if (!hhmm) return std::nullopt;
   const std::string t(hhmm);
   return testing::isoDate((t < "12:00" ? "2025-01-07T" : "2025-01-06T") + t + ":00+01:00");
-}
-
-// The point at `radius` from the centre of a `size` image, `turn` of the way round from 12 o'clock.
-Point onDial(float size, double radius, double turn) {
-  const double angle = (turn - 0.25) * 2.0 * std::numbers::pi;
-  return {size / 2.0 + radius * std::cos(angle), size / 2.0 + radius * std::sin(angle)};
 }
 
 TEST(SleepMetricsGraphicsTest, TipShadowsFollowTheRingsEndRound) {
@@ -195,6 +188,49 @@ TEST(RechargeTest, ShadesEveryOtherWholeGoalHour) {
       EXPECT_TRUE(near(pixelAt(*image, onDial(100, 46, middle)),
                        graphics.pallet().innerShadeForType(shaded ? 0 : 2).rgba(), 0.015))
           << c.name << ": slot " << slot;
+    }
+  }
+}
+
+// --- any number: a stored goal or fraction may be NaN, infinite or 1e308 (a float's infinity) ---
+// Under a CTest time limit: one shaded arc per goal hour once took seconds for a goal of 1e5 and never ended for 1e9.
+
+// `over` painted on `under`, both straight colours.
+RGBA composite(const RGBA& over, const RGBA& under) {
+  const double a = over.alpha + under.alpha * (1 - over.alpha);
+  auto channel = [&](double o, double u) { return (o * over.alpha + u * under.alpha * (1 - over.alpha)) / a; };
+  return {channel(over.red, under.red), channel(over.green, under.green), channel(over.blue, under.blue), a};
+}
+
+TEST(RechargeBounded, AnyGoalShadesItsHoursOrWhatTheyAverageTo) {
+  constexpr float kInf = std::numeric_limits<float>::infinity();
+  const struct {
+    float goal;
+    double shadedShare;  // of the track: goal hours finer than a pixel average to half
+  } goals[] = {{1e5f, 0.5}, {1e6f, 0.5}, {1e9f, 0.5}, {3e38f, 0.5}, {static_cast<float>(1e308), 0},
+               {kNaN, 0},   {kInf, 0},   {-kInf, 1}};  // below four hours: eight
+  const float fractions[] = {kNaN, kInf, -kInf, static_cast<float>(1e308), 3e38f, 0.0f};
+  for (const auto& g : goals) {
+    ClockEnvironment env;
+    UserDefaults::suite(env, Environment::kSharedSuite)
+        ->setObject(Value(MetricDictionary{{"requiredHours", Value::number(g.goal)}}), "velmoraConfig");
+    Graphics graphics(env);
+    graphics.openStore();
+    for (float sleep : fractions) {
+      for (float bank : fractions) {
+        const ImageRef image = graphics.drawTheRechargeWithSize(100, sleep, bank);
+        ASSERT_TRUE(image) << g.goal << " " << sleep << " " << bank;
+        const Pallet& pallet = graphics.pallet();
+        const RGBA track = pallet.innerShadeForType(2).rgba(), hour = pallet.innerShadeForType(0).rgba();
+        RGBA shaded = hour;
+        shaded.alpha *= g.shadedShare;
+        // Past half a turn round the outer ring (in an eight-hour goal's fifth hour), unless a sleep ring
+        // that laps the circle covers it.
+        if (!(sleep > 1)) {
+          EXPECT_TRUE(near(pixelAt(*image, onDial(100, 46, 0.53)), composite(shaded, track), 0.02))
+              << "goal " << g.goal << ", sleep " << sleep << ", bank " << bank;
+        }
+      }
     }
   }
 }

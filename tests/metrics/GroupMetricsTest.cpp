@@ -73,6 +73,8 @@ TEST_F(GroupMetricsTest, StartOfNightAndPreviousDay) {
       {"midnightIsNeverThePreviousDay", "2025-01-08T23:30:00+01:00", 0, 0, "2025-01-08T00:00:00+01:00", false},
       {"fractionTruncated", "2025-01-08T20:30:00+01:00", 20.9, 20, "2025-01-08T20:00:00+01:00", true},
       {"clockChangeDay", "2025-03-30T10:00:00+02:00", 21, 21, "2025-03-29T21:00:00+01:00", false},
+      // Truncated as the phone converts a number to a whole one: NaN is 0.
+      {"notANumberIsMidnight", "2025-01-08T23:30:00+01:00", std::nan(""), 0, "2025-01-08T00:00:00+01:00", false},
   };
   for (const auto& c : cases) {
     env.setNow(c.now);

@@ -4,7 +4,9 @@
 
 #include <cmath>
 #include <fstream>
+#include <functional>
 #include <iterator>
+#include <limits>
 #include <vector>
 
 #include "platform/DrawingSurface.h"
@@ -92,6 +94,18 @@ INSTANTIATE_TEST_SUITE_P(
         ArcCase{"shrinking, end after start, wraps past 0", 0, M_PI / 2, 1, {135, 225, 315}, {45}},
         ArcCase{"shrinking full turn", 0, -2 * M_PI, 1, {0, 90, 180, 270}, {}},
         ArcCase{"exactly a turn", 0, 2 * M_PI, 0, {0, 90, 180, 270}, {}},
+        ArcCase{"growing to an endless angle: a turn",
+                0,
+                std::numeric_limits<double>::infinity(),
+                0,
+                {0, 90, 180, 270},
+                {}},
+        ArcCase{"shrinking to an endless angle: a turn",
+                0,
+                -std::numeric_limits<double>::infinity(),
+                1,
+                {0, 90, 180, 270},
+                {}},
         ArcCase{
             "end three quarters below the start: a quarter, modulo a turn", 3 * M_PI / 2, 0, 0, {-45}, {45, 135, 225}}),
     [](const ::testing::TestParamInfo<ArcCase>& param) { return "Case" + std::to_string(param.index); });
@@ -503,6 +517,343 @@ TEST_F(DrawingSurfaceTest, PngHoldsThePixelsStraightAtTheImageScale) {
 
   EXPECT_FALSE(s.getImage()->writePng(env.prefsDir / "no" / "such" / "dir.png", &error));
   EXPECT_NE(error.find("dir.png"), std::string::npos);
+}
+
+// --- any number: work bounded by the pixels ----------------------------------
+// These run under a CTest time limit: a hang fails them.
+
+constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+// How many pixels of an image have any paint, and how many are fully painted.
+struct Painted {
+  int any = 0, full = 0;
+};
+Painted paintedPixels(const Image& image) {
+  cairo_surface_t* surface = image.surface();
+  cairo_surface_flush(surface);
+  Painted p;
+  const int side = cairo_image_surface_get_width(surface);
+  for (int y = 0; y < side; ++y) {
+    const auto* row = reinterpret_cast<const std::uint32_t*>(cairo_image_surface_get_data(surface) +
+                                                             y * cairo_image_surface_get_stride(surface));
+    for (int x = 0; x < side; ++x) p.any += (row[x] >> 24) != 0, p.full += (row[x] >> 24) == 0xff;
+  }
+  return p;
+}
+
+class DrawingSurfaceBounded : public DrawingSurfaceTest {
+ protected:
+  // After the case, a small square in a corner shows that the surface still draws.
+  ImageRef drawThenMark(const std::function<void(DrawingSurface&)>& draw) {
+    DrawingSurface s = begin(kSide, 2);
+    s.setStrokeColor(Colour::whiteColor());
+    s.setFillColor(Colour::whiteColor());
+    s.setLineWidth(4);
+    draw(s);
+    s.strokePath();  // paints whatever path the case left, and clears it
+    s.setShadow({}, 0);
+    s.setLineDash(0, {});
+    s.setLineWidth(1);
+    s.setStrokeColor(Colour::whiteColor());
+    fillRect(s, {0, 0, 2, 2}, Colour::whiteColor());
+    return s.getImage();
+  }
+  static constexpr int kMarkPixels = 16;  // the corner square at scale 2
+};
+
+struct UndrawableCase {
+  const char* name;
+  std::function<void(DrawingSurface&)> draw;
+};
+
+class DrawingSurfaceBoundedUndrawable : public DrawingSurfaceBounded,
+                                        public ::testing::WithParamInterface<UndrawableCase> {};
+
+// An operation given a number that is no number, or one that puts all it
+// paints off the bitmap, paints nothing; the surface goes on drawing.
+TEST_P(DrawingSurfaceBoundedUndrawable, PaintsNothingAndLeavesTheSurfaceDrawing) {
+  const ImageRef image = drawThenMark(GetParam().draw);
+  ASSERT_TRUE(image);
+  const Painted p = paintedPixels(*image);
+  EXPECT_EQ(p.any, kMarkPixels) << GetParam().name;
+  EXPECT_EQ(p.full, kMarkPixels) << GetParam().name;
+}
+
+auto strokeLineWith = [](std::function<void(DrawingSurface&)> set) {
+  return [set](DrawingSurface& s) {
+    set(s);
+    s.moveToPoint(20, 50);
+    s.addLineToPoint(80, 50);
+    s.strokePath();
+  };
+};
+auto circleThen = [](double radius, bool fill) {
+  return [radius, fill](DrawingSurface& s) {
+    s.addArc(kCentre, kCentre, radius, 0, 2 * M_PI, 0);
+    fill ? s.fillPath() : s.strokePath();
+  };
+};
+
+INSTANTIATE_TEST_SUITE_P(
+    AnyNumber, DrawingSurfaceBoundedUndrawable,
+    ::testing::Values(
+        UndrawableCase{"move to NaN, then a line", [](DrawingSurface& s) { s.moveToPoint(kNaN, 10), s.addLineToPoint(90, 90); }},
+        UndrawableCase{"a line to infinity",
+                       [](DrawingSurface& s) { s.moveToPoint(10, 10), s.addLineToPoint(kInf, 90); }},
+        UndrawableCase{"a good line, then a NaN one, filled",
+                       [](DrawingSurface& s) {
+                         s.moveToPoint(10, 10), s.addLineToPoint(90, 10), s.addLineToPoint(90, kNaN);
+                         s.fillPath();
+                       }},
+        UndrawableCase{"arc of NaN radius", [](DrawingSurface& s) { s.addArc(50, 50, kNaN, 0, 1, 0); }},
+        UndrawableCase{"arc of negative radius", [](DrawingSurface& s) { s.addArc(50, 50, -40, 0, 1, 0); }},
+        UndrawableCase{"arc of infinite centre", [](DrawingSurface& s) { s.addArc(-kInf, 50, 40, 0, 1, 0); }},
+        UndrawableCase{"arc growing back to minus infinity", [](DrawingSurface& s) { s.addArc(50, 50, 40, 0, -kInf, 0); }},
+        UndrawableCase{"arc from a NaN angle", [](DrawingSurface& s) { s.addArc(50, 50, 40, kNaN, 1, 1); }},
+        UndrawableCase{"stroke of NaN width", strokeLineWith([](DrawingSurface& s) { s.setLineWidth(kNaN); })},
+        UndrawableCase{"stroke of infinite width", strokeLineWith([](DrawingSurface& s) { s.setLineWidth(kInf); })},
+        UndrawableCase{"stroke of negative width", strokeLineWith([](DrawingSurface& s) { s.setLineWidth(-3); })},
+        UndrawableCase{"dash of NaN length", strokeLineWith([](DrawingSurface& s) { s.setLineDash(0, {4, kNaN}); })},
+        UndrawableCase{"dash of negative length", strokeLineWith([](DrawingSurface& s) { s.setLineDash(0, {4, -4}); })},
+        UndrawableCase{"dash of no length", strokeLineWith([](DrawingSurface& s) { s.setLineDash(0, {0, 0}); })},
+        UndrawableCase{"dash of infinite phase", strokeLineWith([](DrawingSurface& s) { s.setLineDash(kInf, {4, 4}); })},
+        UndrawableCase{"circle of radius 1e30 about the centre, stroked", circleThen(1e30, false)},
+        UndrawableCase{"circle of radius 1e300 about the centre, stroked", circleThen(1e300, false)},
+        UndrawableCase{"a line far off, wide and long",
+                       [](DrawingSurface& s) {
+                         s.setLineWidth(1e6);
+                         s.moveToPoint(-1e300, -1e7), s.addLineToPoint(1e300, -1e7);
+                       }},
+        UndrawableCase{"dash finer than a pixel, all gap", strokeLineWith([](DrawingSurface& s) { s.setLineDash(0, {0, 1e-9}); })},
+        UndrawableCase{"text at NaN",
+                       [](DrawingSurface& s) { s.drawAtPoint("7", {kNaN, 50}, {Font::systemFontOfSize(12), Colour::whiteColor()}); }},
+        UndrawableCase{"text at 1e30",
+                       [](DrawingSurface& s) { s.drawAtPoint("7", {1e30, 1e30}, {Font::systemFontOfSize(12), Colour::whiteColor()}); }},
+        UndrawableCase{"text in a font of NaN points",
+                       [](DrawingSurface& s) { s.drawAtPoint("7", {50, 50}, {Font::systemFontOfSize(kNaN), Colour::whiteColor()}); }},
+        UndrawableCase{"text in a font of 1e30 points",
+                       [](DrawingSurface& s) { s.drawAtPoint("7", {50, 50}, {Font::systemFontOfSize(1e30), Colour::whiteColor()}); }},
+        UndrawableCase{"a colour that is no number",
+                       [](DrawingSurface& s) {
+                         s.setFillColor(Colour::hsba(kNaN, kNaN, kNaN, kNaN));
+                         s.moveToPoint(10, 10), s.addLineToPoint(90, 10), s.addLineToPoint(90, 90);
+                         s.fillPath();
+                       }},
+        UndrawableCase{"picture into a rectangle of 1e-300",
+                       [](DrawingSurface& s) {
+                         s.drawInRect(*imageNamed(testing::TestEnvironment(), "SpO2Icon"), {40, 40, 1e-300, 1e-300});
+                       }},
+        UndrawableCase{"picture into a rectangle of 1e30",
+                       [](DrawingSurface& s) {
+                         s.drawInRect(*imageNamed(testing::TestEnvironment(), "SpO2Icon"), {-5e29, -5e29, 1e30, 1e30});
+                       }},
+        UndrawableCase{"picture far off", [](DrawingSurface& s) {
+                         s.drawInRect(*imageNamed(testing::TestEnvironment(), "SpO2Icon"), {1e30, 0, 40, 40});
+                       }}),
+    [](const ::testing::TestParamInfo<UndrawableCase>& param) { return "Case" + std::to_string(param.index); });
+
+// A shadow that is no number, or is thrown wholly off the bitmap, casts
+// nothing; what casts it is painted as ever.
+TEST_F(DrawingSurfaceBounded, AShadowThatCannotFallOnTheBitmapCastsNothing) {
+  const Size offsets[] = {{kNaN, 0}, {0, kInf}, {1e30, 0}, {0, -1e300}, {2 * kSide, 0}};
+  for (Size offset : offsets) {
+    DrawingSurface s = begin(kSide, 2);
+    s.setShadowWithColor(offset, 2, Colour::blackColor());
+    fillRect(s, {30, 30, 40, 40}, Colour::whiteColor());
+    const Painted p = paintedPixels(*s.getImage());
+    EXPECT_EQ(p.any, 80 * 80) << offset.width << ", " << offset.height;
+  }
+  for (double blur : {kNaN, kInf}) {
+    DrawingSurface s = begin(kSide, 2);
+    s.setShadowWithColor({}, blur, Colour::blackColor());
+    fillRect(s, {30, 30, 40, 40}, Colour::whiteColor());
+    EXPECT_EQ(paintedPixels(*s.getImage()).any, 80 * 80) << blur;
+  }
+  DrawingSurface s = begin(kSide, 2);
+  s.setShadowWithColor({}, 1e30, Colour::blackColor());  // spread as far as a blur goes
+  fillRect(s, {30, 30, 40, 40}, Colour::whiteColor());
+  EXPECT_EQ(paintedPixels(*s.getImage()).full, 80 * 80);
+}
+
+// Absurd but finite numbers draw what can be seen of them.
+TEST_F(DrawingSurfaceBounded, HugeGeometryDrawsWhatShowsOnTheBitmap) {
+  struct {
+    const char* name;
+    std::function<void(DrawingSurface&)> draw;
+    std::vector<Point> painted, clear;
+  } cases[] = {
+      {"circle of radius 1e30 about the centre, filled", circleThen(1e30, true), {{1, 1}, {99, 99}, {50, 50}}, {}},
+      {"circle of radius 1e300 about the centre, filled", circleThen(1e300, true), {{1, 1}, {99, 99}}, {}},
+      {"a circle of radius 1e6 through the middle, stroked",
+       [](DrawingSurface& s) {
+         s.addArc(kCentre, kCentre + 1e6, 1e6, 0, 2 * M_PI, 0);
+         s.strokePath();
+       },
+       {{1, 50}, {50, 50}, {99, 50}},
+       {{50, 46}, {50, 54}, {1, 46}, {99, 46}}},
+      {"a line from the centre to 1e30 down-right",
+       [](DrawingSurface& s) {
+         s.moveToPoint(kCentre, kCentre), s.addLineToPoint(1e30, 1e30);
+         s.strokePath();
+       },
+       {{60, 60}, {98, 98}},
+       {{20, 20}, {80, 60}}},
+      {"a line from the centre to 1e308 right, 1e306 down",
+       [](DrawingSurface& s) {
+         s.moveToPoint(kCentre, kCentre), s.addLineToPoint(1e308, 1e306);
+         s.strokePath();
+       },
+       {{70, 50.2}, {98, 50.5}},
+       {{30, 50}, {98, 55}}},
+      {"a triangle of 1e30 about the bitmap, filled",
+       [](DrawingSurface& s) {
+         s.moveToPoint(-1e30, -1e30), s.addLineToPoint(1e30, 0), s.addLineToPoint(0, 1e30);
+         s.fillPath();
+       },
+       {{1, 1}, {99, 1}, {1, 99}, {50, 50}},
+       {}},
+      {"the same triangle with the bitmap outside it",
+       [](DrawingSurface& s) {
+         s.moveToPoint(200, 200), s.addLineToPoint(1e30, 200), s.addLineToPoint(200, 1e30);
+         s.fillPath();
+       },
+       {},
+       {{1, 1}, {99, 99}}},
+      {"a short line 1e20 wide",
+       [](DrawingSurface& s) {
+         s.setLineWidth(1e20);
+         s.moveToPoint(49, 50), s.addLineToPoint(51, 50);
+         s.strokePath();
+       },
+       {{50, 1}, {50, 99}},
+       {{30, 50}, {70, 1}}},
+      {"a short line 1e20 wide with round caps",
+       [](DrawingSurface& s) {
+         s.setLineWidth(1e20);
+         s.setLineCap(LineCap::kRound);
+         s.moveToPoint(49, 50), s.addLineToPoint(51, 50);
+         s.strokePath();
+       },
+       {{1, 1}, {99, 1}, {1, 99}, {99, 99}},
+       {}},
+      {"a full turn from angle 1e300",
+       [](DrawingSurface& s) {
+         s.addArc(kCentre, kCentre, 40, 1e300, 1e300 + 1e290, 0);
+         s.strokePath();
+       },
+       {{90, 50}, {50, 90}, {10, 50}, {50, 10}},
+       {{50, 50}}},
+      {"a quarter from angle 1e15 + π",
+       [](DrawingSurface& s) {
+         const double start = 1e15 + M_PI;  // 1e15 is a whole number of half turns away from no angle at all… almost
+         s.addArc(kCentre, kCentre, 40, start, start + M_PI / 2, 0);
+         s.strokePath();
+       },
+       {},
+       {{50, 50}}},
+  };
+  for (const auto& c : cases) {
+    DrawingSurface s = begin(kSide, 2);
+    s.setStrokeColor(Colour::whiteColor());
+    s.setFillColor(Colour::whiteColor());
+    s.setLineWidth(4);
+    c.draw(s);
+    const ImageRef image = s.getImage();
+    for (Point p : c.painted) EXPECT_GT(alphaAt(image, p), 0.5) << c.name << " at " << p.x << ", " << p.y;
+    for (Point p : c.clear) EXPECT_EQ(alphaAt(image, p), 0.0) << c.name << " at " << p.x << ", " << p.y;
+  }
+}
+
+// --- dashes --------------------------------------------------------------
+
+TEST_F(DrawingSurfaceTest, ADashPaintsItsLengthsInTurnFromItsPhase) {
+  struct {
+    double phase;
+    std::vector<double> lengths;
+    std::vector<double> painted, clear;  // x along a line from 0 to 100 at y 50
+  } cases[] = {
+      {0, {10, 10}, {5, 25, 45}, {15, 35, 55}},
+      {5, {10, 10}, {2, 17, 37}, {7, 27}},
+      {-5, {10, 10}, {7, 27}, {2, 17}},
+      {1e300, {10, 10}, {}, {}},  // no number of turns of the pattern hangs it
+      {0, {10}, {5, 25}, {15, 35}},
+      // An odd count swaps roles every round: 10 on, 5 off, 20 on, 10 off, 5 on, 20 off.
+      {0, {10, 5, 20}, {5, 25, 47, 75}, {12, 40, 60}},
+  };
+  for (const auto& c : cases) {
+    DrawingSurface s = begin(kSide, 2);
+    s.setStrokeColor(Colour::whiteColor());
+    s.setLineWidth(4);
+    s.setLineDash(c.phase, c.lengths);
+    s.saveGState();
+    s.setLineDash(0, {});
+    s.restoreGState();  // the dash is part of the saved state
+    s.moveToPoint(0, 50);
+    s.addLineToPoint(100, 50);
+    s.strokePath();
+    const ImageRef image = s.getImage();
+    for (double x : c.painted) EXPECT_GT(alphaAt(image, {x, 50}), 0.99) << "phase " << c.phase << " at " << x;
+    for (double x : c.clear) EXPECT_EQ(alphaAt(image, {x, 50}), 0.0) << "phase " << c.phase << " at " << x;
+  }
+}
+
+// A pattern finer than a device pixel paints what it averages to, at the cost of one stroke.
+TEST_F(DrawingSurfaceTest, ADashFinerThanAPixelPaintsItsShareOfTheLine) {
+  struct {
+    std::vector<double> lengths;
+    LineCap cap;
+    double alpha;
+  } cases[] = {
+      {{1e-6, 1e-6}, LineCap::kButt, 0.5},   {{1e-30, 3e-30}, LineCap::kButt, 0.25},
+      {{0.1, 0.2}, LineCap::kButt, 1.0 / 3}, {{1e-6, 1e-6}, LineCap::kRound, 1.0},  // the caps close every gap
+      {{0.0, 1e-9}, LineCap::kButt, 0.0},
+  };
+  for (const auto& c : cases) {
+    DrawingSurface s = begin(kSide, 2);
+    s.setStrokeColor(Colour::whiteColor());
+    s.setLineWidth(6);
+    s.setLineCap(c.cap);
+    s.setLineDash(0, c.lengths);
+    s.addArc(kCentre, kCentre, 40, 0, 2 * M_PI, 0);
+    s.strokePath();
+    const ImageRef image = s.getImage();
+    for (double a : {0.0, 90.0, 200.0}) EXPECT_NEAR(alphaAt(image, onCircle(40, a)), c.alpha, 0.01) << c.lengths[0];
+  }
+}
+
+// Alternate lengths of a ring, each stroked on its own with its shadow, or
+// all at once as one dashed arc: the same pixels while their shadows keep apart.
+TEST_F(DrawingSurfaceTest, ADashedArcPaintsWhatItsDashesPaintOneByOne) {
+  for (double parts : {7.5, 12.0}) {
+    const double radius = 40, length = 2 * M_PI / parts;
+    const int shaded = static_cast<int>(std::ceil(std::floor(parts) / 2));
+    auto start = [&](DrawingSurface& s) {
+      s.setShadow({0, 0}, 2);
+      s.setLineWidth(8);
+      s.setStrokeColor(Colour::hsba(0.6, 0.5, 0.8));
+    };
+    DrawingSurface apart = begin(kSide, 3);
+    start(apart);
+    for (int i = 0; i < shaded; ++i) {
+      apart.addArc(kCentre, kCentre, radius, -M_PI / 2 + 2 * i * length, -M_PI / 2 + (2 * i + 1) * length, 0);
+      apart.strokePath();
+    }
+    DrawingSurface together = begin(kSide, 3);
+    start(together);
+    together.setLineDash(0, {radius * length, radius * length});
+    together.addArc(kCentre, kCentre, radius, -M_PI / 2, -M_PI / 2 + (2 * shaded - 1) * length, 0);
+    together.strokePath();
+
+    cairo_surface_t* a = apart.getImage()->surface();
+    cairo_surface_t* b = together.getImage()->surface();
+    int worst = 0;
+    for (int y = 0; y < cairo_image_surface_get_height(a); ++y)
+      for (int x = 0; x < cairo_image_surface_get_width(a) * 4; ++x)
+        worst = std::max(worst, std::abs(cairo_image_surface_get_data(a)[y * cairo_image_surface_get_stride(a) + x] -
+                                         cairo_image_surface_get_data(b)[y * cairo_image_surface_get_stride(b) + x]));
+    EXPECT_EQ(worst, 0) << parts << " parts";
+  }
 }
 
 }  // namespace

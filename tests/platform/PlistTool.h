@@ -16,8 +16,8 @@
 namespace velmora::testing {
 
 inline std::string plistToolCommand(const std::vector<std::string>& args) {
-  // Named by the build: __FILE__ is relative when a compiler cache rewrites paths.
-  const std::filesystem::path tool = VELMORA_TEST_PLIST_TOOL;
+  // Not __FILE__: a compiler cache may have made it relative to the build.
+  const auto tool = std::filesystem::path(VELMORA_TEST_SOURCES) / "platform" / "plist_tool.py";
   std::string command = "python3 '" + tool.string() + "'";
   for (const auto& arg : args) command += " '" + arg + "'";
   return command + " 2>&1";

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
 #include <string>
 
 #include "platform/StringFormat.h"
@@ -65,6 +67,47 @@ INSTANTIATE_TEST_SUITE_P(Cases, RealConversions,
                                                     "12345,6"},  // 12345.6499…, no grouping
                                            RealCase{"%f", 1.0 / 3, "0.333333", "0,333333"},  //
                                            RealCase{"{\"%.2f%%\"}", 7.0, "{\"7.00%\"}", "{\"7,00%\"}"}));
+
+// Not-a-number and infinities print as the platform's printf prints them: "nan" with no sign whatever its
+// sign bit (glibc would print "-nan"), infinities signed; both pad with spaces to the width, ignore the
+// precision and take no decimal separator. A whole-number conversion given one prints it the same way.
+struct NonFiniteCase {
+  const char* format;
+  double value;
+  const char* printed;
+};
+
+class NonFiniteNumbers : public ::testing::TestWithParam<NonFiniteCase> {};
+
+TEST_P(NonFiniteNumbers, PrintAsThePlatformPrintsThem) {
+  const NonFiniteCase& c = GetParam();
+  EXPECT_EQ(stringWithFormat(c.format, {c.value}), c.printed) << c.format << " of " << c.value;
+  EXPECT_EQ(localizedStringWithFormat("de_DE", c.format, {c.value}), c.printed) << c.format << " of " << c.value;
+  if (static_cast<double>(static_cast<float>(c.value)) == c.value || std::isnan(c.value)) {
+    EXPECT_EQ(stringWithFormat(c.format, {static_cast<float>(c.value)}), c.printed) << c.format << " of a float";
+  }
+}
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
+const double kNegativeNaN = std::copysign(kNaN, -1.0);  // what 0.0 / 0.0 gives on x86
+
+INSTANTIATE_TEST_SUITE_P(
+    Formats, NonFiniteNumbers,
+    ::testing::Values(NonFiniteCase{"%f", kNaN, "nan"}, NonFiniteCase{"%f", kNegativeNaN, "nan"},
+                      NonFiniteCase{"%.0f%% of goal", kNegativeNaN, "nan% of goal"}, NonFiniteCase{"%.1f", kInf, "inf"},
+                      NonFiniteCase{"%.2f", -kInf, "-inf"}, NonFiniteCase{"%e", -kInf, "-inf"},
+                      NonFiniteCase{"%g", kNegativeNaN, "nan"}, NonFiniteCase{"%F", kNegativeNaN, "NAN"},
+                      NonFiniteCase{"%E", kInf, "INF"}, NonFiniteCase{"%+f", kNegativeNaN, "nan"},
+                      NonFiniteCase{"%+f", kInf, "+inf"}, NonFiniteCase{"% f", kNaN, "nan"},
+                      NonFiniteCase{"% f", kInf, " inf"}, NonFiniteCase{"[%6.1f]", kNegativeNaN, "[   nan]"},
+                      NonFiniteCase{"[%-6f]", -kInf, "[-inf  ]"}, NonFiniteCase{"[%06.1f]", kInf, "[   inf]"},
+                      NonFiniteCase{"%d", kNegativeNaN, "nan"}, NonFiniteCase{"%d", -kInf, "-inf"},
+                      NonFiniteCase{"[%5ld]", kInf, "[  inf]"}, NonFiniteCase{"%@", kNegativeNaN, "nan"},
+                      NonFiniteCase{"%@", -kInf, "-inf"},
+                      // Finite, but beyond what the conversion reads: the nearest limit.
+                      NonFiniteCase{"%d", 3e9, "2147483647"}, NonFiniteCase{"%ld", -1e30, "-9223372036854775808"}),
+    [](const ::testing::TestParamInfo<NonFiniteCase>& param) { return "Case" + std::to_string(param.index); });
 
 TEST(LocalizedStringWithFormat, OnlyRealNumbersTakeTheSeparator) {
   EXPECT_EQ(localizedStringWithFormat("de_DE", "%@: %d, %.1f", {"a.b", 1000, 2.25f}), "a.b: 1000, 2,2");

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <limits>
 #include <random>
 #include <thread>
 
@@ -83,6 +84,23 @@ TEST_P(UserDefaultsFormat, WritesKeepTheFileItsFormatModeAndOtherKeys) {
 
   ASSERT_TRUE(store->removeObjectForKey("added"));
   EXPECT_EQ(runPlistTool({"describe", sharedFile().string()}), before);
+  EXPECT_TRUE(env.warnings.empty());
+}
+
+// What the main app may leave, written by another property-list writer: every number reads as a whole
+// number that is defined, NaN as 0 and the rest saturating.
+TEST_P(UserDefaultsFormat, IntegersOfStoredNumbersAreDefinedForNaNInfinitiesAndHugeValues) {
+  prepareDirectory();
+  runPlistTool({"fixture", formatName(GetParam()), sharedFile().string()});
+  constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max(),
+                         kMin = std::numeric_limits<std::int64_t>::min();
+  const std::pair<const char*, std::int64_t> expected[] = {
+      {"notANumber", 0}, {"infinity", kMax},   {"minusInfinity", kMin}, {"huge", kMax},      {"tiny", 0},
+      {"third", 0},      {"wholeReal", 28800}, {"aboveInt64", kMax},    {"uint64Max", kMax}, {"negative", -7},
+      {"text", 0},       {"missing", 0},
+  };
+  const auto store = shared();
+  for (const auto& [key, value] : expected) EXPECT_EQ(store->integerForKey(key), value) << key;
   EXPECT_TRUE(env.warnings.empty());
 }
 

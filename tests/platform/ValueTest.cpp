@@ -64,6 +64,8 @@ TEST(MetricDictionary, SettingNoValueRemovesTheKey) {
   EXPECT_EQ(d.size(), 1u);
   d.setValue("missing", std::nullopt);  // removing an absent key is harmless
   EXPECT_EQ(d.size(), 1u);
+  d.setValue("image", Value(ImageRef()));  // an image that could not be drawn
+  EXPECT_FALSE(d.contains("image"));
 }
 
 TEST(MetricDictionary, KeysKeepTheOrderTheyWereFirstSet) {

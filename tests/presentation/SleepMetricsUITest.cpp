@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <limits>
+#include <string>
 #include <tuple>
 
 #include "palette/Pallet.h"
@@ -163,6 +165,54 @@ TEST_F(PresentationTest, WithoutWatchDataTheDictionaryIsEmptyAndWidgetsGetNoImag
   EXPECT_EQ(store()->objectForKey("Swift-HasData"), Value("1"));
   EXPECT_FALSE(store()->objectForKey("Swift-sleepTimeLabel"));
   EXPECT_FALSE(store()->objectForKey("Swift-bankTimeLabel"));
+}
+
+// --- any number: the main app may leave NaN, infinities or 1e308 in any key (under a CTest time limit) ---
+
+class SleepBankRingsBounded : public PresentationTest {};
+
+// No goal at all: the fractions are 0 / 0, which the platform prints as it prints any NaN.
+TEST_F(PresentationTest, WithoutAGoalTheShareOfItIsNotANumber) {
+  ASSERT_TRUE(store()->setObjects({{"watchTrackDict", Value(MetricDictionary{{"rawSleepTime", Value::real(0)},
+                                                                             {"rawSleepBankTime", Value::real(0)}})},
+                                   {"velmoraConfig", Value(MetricDictionary{})}}));
+  SleepMetricsUI ui(env);
+  const auto d = ui.requestSleepBankRings();
+  ASSERT_TRUE(d);
+  EXPECT_EQ(text(*d, "sleepGoalLabel"), "nan% of goal");
+}
+
+TEST_F(SleepBankRingsBounded, AnyStoredNumbersGiveTheWholeDictionaryAndItsImages) {
+  const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
+  const struct {
+    double sleep, bank, goal;
+  } stores[] = {
+      {nan, 2e4, 8},      {inf, 2e4, 8},         {-inf, 2e4, 8},      {1e308, 2e4, 8},
+      {2.5e4, nan, 8},    {2.5e4, -inf, 8},      {2.5e4, 1e308, 8},   {2.5e4, 2e4, 1e5},
+      {2.5e4, 2e4, 1e6},  {2.5e4, 2e4, 1e9},     {2.5e4, 2e4, 1e308}, {2.5e4, 2e4, nan},
+      {2.5e4, 2e4, -inf}, {1e308, 1e308, 1e308}, {nan, nan, nan},     {0, 0, 0},
+  };
+  for (const auto& c : stores) {
+    TestEnvironment run("2025-01-08T15:00:00+01:00");
+    ASSERT_TRUE(
+        UserDefaults::suite(run, Environment::kSharedSuite)
+            ->setObjects({{"watchTrackDict", Value(MetricDictionary{{"rawSleepTime", Value::real(c.sleep)},
+                                                                    {"rawSleepBankTime", Value::real(c.bank)}})},
+                          {"velmoraConfig", Value(MetricDictionary{{"requiredHours", Value::real(c.goal)}})}}));
+    SleepMetricsUI ui(run);
+    const auto d = ui.requestSleepBankRings();
+    ASSERT_TRUE(d);
+    const std::string store = std::to_string(c.sleep) + " " + std::to_string(c.bank) + " " + std::to_string(c.goal);
+    for (const char* key :
+         {"ringsImage", "sleepTimeLabel", "sleepGoalLabel", "bankTimeLabel", "sleepIndicatorColour",
+          "bankIndicatorColour", "bankPercentage", "shortBankTimeLabel", "pasteItem", "bankBalanceLabel"})
+      EXPECT_TRUE(d->contains(key)) << key << " of " << store;
+    ASSERT_TRUE(d->objectForKey("ringsImage")->image()) << store;
+    EXPECT_EQ(d->objectForKey("ringsImage")->image()->width(), 280.0);
+    EXPECT_EQ(text(*d, "sleepGoalLabel").find("-nan"), std::string::npos) << store;
+    EXPECT_TRUE(ui.swiftSleepBankImage()) << store;
+    EXPECT_TRUE(ui.swiftSleepBankAccessoryImage()) << store;
+  }
 }
 
 }  // namespace

@@ -6,8 +6,14 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <numbers>
 
 namespace velmora::testing {
+
+Point onDial(float size, double radius, double turn) {
+  const double angle = (turn - 0.25) * 2.0 * std::numbers::pi;
+  return {size / 2.0 + radius * std::cos(angle), size / 2.0 + radius * std::sin(angle)};
+}
 
 RGBA pixelAt(const Image& image, Point p) {
   cairo_surface_t* surface = image.surface();

@@ -8,10 +8,13 @@
 
 namespace velmora::testing {
 
-// The straight (not premultiplied) colour of the pixel under a point of an image, in points.
+// The point at `radius` from the centre of a `size` image, `turn` of the way round from 12 o'clock.
+Point onDial(float size, double radius, double turn);
+
+// The straight (not premultiplied) colour of the pixel under a point, in points.
 RGBA pixelAt(const Image& image, Point p);
 
-// Whether two colours differ by at most `tolerance` in every channel.
+// Whether every channel lies within `tolerance` of the expected colour's.
 ::testing::AssertionResult near(const RGBA& actual, const RGBA& expected, double tolerance);
 
 }  // namespace velmora::testing

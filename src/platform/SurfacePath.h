@@ -1,0 +1,95 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <vector>
+
+#include "platform/Geometry.h"
+
+typedef struct _cairo cairo_t;
+
+namespace velmora {
+
+// An axis-aligned box in points.
+struct Box {
+  double left = 0, top = 0, right = 0, bottom = 0;
+
+  // The box grown by `by` on every side.
+  Box outset(double by) const { return {left - by, top - by, right + by, bottom + by}; }
+  bool contains(Point p) const { return p.x >= left && p.x <= right && p.y >= top && p.y <= bottom; }
+  bool contains(const Box& b) const { return b.left >= left && b.right <= right && b.top >= top && b.bottom <= bottom; }
+  bool meets(const Box& b) const { return b.left <= right && b.right >= left && b.top <= bottom && b.bottom >= top; }
+};
+
+// The current path of a drawing surface: lines and arcs in points, exactly
+// as they were added, handed to cairo only when the path is painted.
+//
+// Cairo keeps coordinates as fixed-point numbers of limited range, and
+// flattens an arc into a number of pieces that grows with its radius, so a
+// path is put into cairo bounded: a subpath within the safe box goes as it
+// was given (cairo draws it exactly and at a cost bounded by the box), and a
+// subpath that reaches beyond it is clipped to the box of what can show, its
+// arcs flattened into lines as fine as cairo's tolerance where they can show
+// and coarse where they cannot. Clipping follows the box's edges where the
+// path leaves it, so the winding of every point within the box is kept.
+//
+// A path given a number that is no number cannot be drawn: it is marked, and
+// painting it paints nothing.
+class SurfacePath {
+ public:
+  // `CGContextMoveToPoint`, `CGContextAddLineToPoint` (ignored with no current point).
+  void moveTo(Point p);
+  void lineTo(Point p);
+  // `CGContextAddArc`: clockwise 0 sweeps toward growing angles (clockwise on
+  // the image), 1 toward shrinking ones. A current point is joined to the
+  // arc's start by a line. A sweep of a full turn or more in that direction
+  // is one circle; any other runs from start to end modulo a full turn.
+  void arc(Point centre, double radius, double startAngle, double endAngle, int clockwise);
+  // `CGContextClosePath` (ignored with no current point).
+  void close();
+
+  void clear();
+  bool empty() const { return elements_.empty(); }
+  // False once a number that is no number was given.
+  bool drawable() const { return drawable_; }
+  bool hasCurrentPoint() const { return current_.has_value(); }
+
+  // A dash pattern: painted and unpainted lengths in turn (an even count,
+  // adding up to more than nothing), and how far into it every subpath
+  // starts. `ended`, if set, is called whenever a dash is complete in the
+  // path (to stroke each on its own).
+  struct Dash {
+    std::vector<double> lengths;
+    double offset = 0;
+    std::function<void()> ended;
+  };
+
+  // Appends the path to the current path of `cr` (in its user space, points).
+  // Subpaths within `safe` go as they are; others are clipped to `visible`,
+  // with arcs flattened to within `tolerance` points there. A fill treats
+  // every subpath as closed. With a dash, what goes in is the painted
+  // lengths, each a subpath of its own: a dash along an arc as an arc, so
+  // that a dashed arc paints what its dashes paint one by one. Stretches
+  // that lie wholly outside `visible` are stepped over whole, so the work
+  // follows what can show, however long the path or fine the pattern.
+  void appendTo(cairo_t* cr, const Box& safe, const Box& visible, double tolerance, bool fill,
+                const Dash* dash = nullptr) const;
+
+ private:
+  enum class Kind : std::uint8_t { kMove, kLine, kArc, kClose };
+  struct Element {
+    Kind kind;
+    Point point;                              // the arc's centre
+    double radius = 0, start = 0, sweep = 0;  // an arc's start angle and signed sweep
+    bool shrinking = false;                   // an arc toward shrinking angles
+  };
+  struct Subpath;
+
+  std::vector<Element> elements_;
+  std::optional<Point> current_;
+  Point subpathStart_;
+  bool drawable_ = true;
+};
+
+}  // namespace velmora

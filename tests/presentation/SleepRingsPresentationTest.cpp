@@ -1,0 +1,83 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "palette/Pallet.h"
+#include "platform/Image.h"
+#include "platform/UserDefaults.h"
+#include "presentation/SleepMetricsUI.h"
+#include "support/TestEnvironment.h"
+
+namespace velmora {
+namespace {
+
+using testing::isoDate;
+
+class SleepRingsPresentationTest : public ::testing::Test {
+ protected:
+  // Last night's rings, synchronised this morning, against an eight-hour goal.
+  void putWatch(const char* ringRating, double sleepSeconds, bool stages) {
+    MetricDictionary watch{{"rawSynchTime", Value(isoDate("2025-01-06T07:00:00+01:00"))},
+                           {"rawRingRating", Value(ringRating)},
+                           {"rawRingValues", Value("5400|4320|52")},
+                           {"rawSleepTime", Value::real(sleepSeconds)}};
+    if (stages) watch.setValue("showStages", Value("yes"));
+    ASSERT_TRUE(UserDefaults::suite(env, Environment::kSharedSuite)->setObject(Value(watch), "watchTrackDict"));
+  }
+  static double width(const std::optional<MetricDictionary>& d) {
+    const Value* image = d ? d->objectForKey("ringsImage") : nullptr;
+    return image && image->image() ? image->image()->width() : -1;
+  }
+
+  testing::TestEnvironment env;  // 15:00 on 6 January 2025 in Berlin
+};
+
+// The labels and copy text come from the record; each ring is coloured for its own uncapped fraction; the
+// record's fractions, rating and spoken summary stay behind.
+TEST_F(SleepRingsPresentationTest, DisplayDictionaryForTheRings) {
+  putWatch("1.5|0.8|0.4", 31680, true);
+  SleepMetricsUI ui(env);
+  const std::optional<MetricDictionary> d = ui.requestQuality();
+  ASSERT_TRUE(d);
+  std::string keys;
+  for (const auto& [key, value] : *d) keys += key + " ";
+  EXPECT_EQ(keys,
+            "ringsImage ringSleepLabel ringQualityLabel ringDeepLabel ringBPMLabel ringSleepColour ringQualityColour "
+            "ringDeepColour ringBPMColour showStages pasteItem ");
+  EXPECT_EQ(width(d), 280.0);
+  EXPECT_EQ(*d->textForKey("ringSleepLabel"), "8h 48m");
+  EXPECT_EQ(*d->textForKey("ringQualityLabel"), "1h 30m");
+  EXPECT_EQ(*d->textForKey("showStages"), "1");
+  EXPECT_EQ(d->textForKey("pasteItem")->substr(0, 30), R"({"Sleep%":"110", "REM%":"150",)");
+
+  const Pallet pallet(env);
+  const struct {
+    const char* key;
+    float fraction;
+  } colours[] = {
+      {"ringSleepColour", 1.1f}, {"ringQualityColour", 1.5f}, {"ringDeepColour", 0.8f}, {"ringBPMColour", 0.4f}};
+  for (const auto& c : colours)
+    EXPECT_EQ(*d->objectForKey(c.key)->colour(), pallet.colourForBatteryChargePercent(c.fraction)) << c.key;
+
+  putWatch("0.5|0.5|0.5", 14400, false);
+  EXPECT_FALSE(ui.requestQuality()->contains("showStages"));
+}
+
+// The widget accessors draw at 280 or, for the accessory, 260, and the size sticks to the object; without
+// a record they give the waiting picture and the request nothing.
+TEST_F(SleepRingsPresentationTest, WidgetImagesAndTheirStickySizes) {
+  SleepMetricsUI waiting(env);
+  EXPECT_FALSE(waiting.requestQuality());
+  EXPECT_EQ(waiting.swiftSleepRingsImage()->name(), "WidgetWait");
+  EXPECT_EQ(waiting.swiftSleepRingsAccessoryImage()->name(), "WidgetWait");
+
+  putWatch("0.9|0.8|0.7", 27000, false);
+  SleepMetricsUI ui(env);
+  EXPECT_EQ(ui.swiftSleepRingsImage()->width(), 280.0);
+  EXPECT_EQ(ui.swiftSleepRingsAccessoryImage()->width(), 260.0);
+  EXPECT_EQ(width(ui.requestQuality()), 260.0) << "accessory mode stays on";
+  EXPECT_EQ(ui.swiftSleepRingsImage()->width(), 280.0);
+}
+
+}  // namespace
+}  // namespace velmora
