@@ -54,7 +54,7 @@ struct OptionalText {
   std::string text;
   CLI::Option* option{};
 
-  void add(CLI::App& app, const char* name, const char* help, const char* typeName = nullptr) {
+  void add(CLI::App& app, const char* name, const std::string& help, const char* typeName = nullptr) {
     option = app.add_option(name, text, help);
     if (typeName) option->type_name(typeName);
   }
@@ -70,11 +70,14 @@ struct GlobalArguments {
   int scale = 3;
   CLI::Option* scaleOption{};
 
-  void add(CLI::App& app) {
+  void add(CLI::App& app, const std::filesystem::path& defaultResources) {
     prefs.add(app, "--prefs",
               "Preferences directory (default: $VELMORA_PREFS, else $XDG_CONFIG_HOME/velmora, else ~/.config/velmora)",
               "DIR");
-    resources.add(app, "--resources", "Bundle resources: string tables and pictures (default: installed)", "DIR");
+    resources.add(app, "--resources",
+                  "Bundle resources: string tables, pictures and the notification's interface (default: " +
+                      (defaultResources.empty() ? std::string("none found") : defaultResources.string()) + ")",
+                  "DIR");
     now.add(app, "--now",
             "The current instant, ISO 8601 with a zone offset or Z, e.g. 2025-01-06T22:30:00+01:00 (default: the "
             "system clock)",
@@ -238,7 +241,7 @@ int run(std::vector<std::string> args, const ProcessContext& process, std::istre
   NotifyArguments notify;
   RequestArguments request;
   DefaultsArguments defaults;
-  global.add(app);
+  global.add(app, defaultResourcesDirectory(process));
   notify.add(app);
   request.add(app);
   defaults.add(app);

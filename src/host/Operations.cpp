@@ -129,13 +129,17 @@ void runRequest(const std::vector<std::string>& names, const std::optional<std::
   const JsonForms forms = outputForms(env.timeZone, imagesDir, images);
 
   RequestSession session(env);
-  Json results = Json::array();
+  std::vector<std::optional<Value>> results;
+  for (const Operation* call : calls) results.push_back(call->call(session));
+  // Every image is drawn and checked before the first is written.
+  requirePictures(env);
+  Json printed = Json::array();
   for (std::size_t i = 0; i < calls.size(); ++i) {
-    const std::optional<Value> result = calls[i]->call(session);
     const std::string place = std::to_string(i + 1) + "-" + std::string(calls[i]->name);
-    results.push_back(Json{{"operation", calls[i]->name}, {"result", result ? forms.toJson(*result, place) : Json()}});
+    printed.push_back(
+        Json{{"operation", calls[i]->name}, {"result", results[i] ? forms.toJson(*results[i], place) : Json()}});
   }
-  out << writeJson(results);
+  out << writeJson(printed);
 }
 
 }  // namespace velmora::host
