@@ -449,6 +449,13 @@ void DrawingSurface::paintPath(bool stroke) {
   const double width = std::min(g.lineWidth, kWidestStroke / scale_);
   Colour colour = stroke ? g.strokeColour : g.fillColour;
   if (plan.opacity < 1.0) colour = colour.colorWithAlphaComponent(colour.rgba().alpha * plan.opacity);
+  // A whole circle stroked covers the ring between its radius less and more
+  // half the width (a disc, when half the width reaches the centre), whatever
+  // its cap: filled as that ring, it costs half as much as stroked.
+  if (const auto circle = stroke && plan.dash.lengths.empty() ? path_.wholeCircle() : std::nullopt) {
+    path_.setRing(circle->centre, circle->radius + width / 2, circle->radius - width / 2);
+    stroke = false;
+  }
   auto setUp = [&](cairo_t* cr) {
     cairo_set_line_width(cr, width);
     cairo_set_line_cap(cr, g.lineCap == LineCap::kRound ? CAIRO_LINE_CAP_ROUND : CAIRO_LINE_CAP_BUTT);

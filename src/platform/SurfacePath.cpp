@@ -381,6 +381,22 @@ void SurfacePath::close() {
   current_ = subpathStart_;
 }
 
+std::optional<SurfacePath::Circle> SurfacePath::wholeCircle() const {
+  if (elements_.size() != 1 || elements_[0].kind != Kind::kArc || std::abs(elements_[0].sweep) != kFullTurn)
+    return std::nullopt;
+  return Circle{elements_[0].point, elements_[0].radius};
+}
+
+void SurfacePath::setRing(Point centre, double outer, double inner) {
+  clear();
+  arc(centre, outer, 0.0, kFullTurn, 0);
+  close();
+  if (!(inner > 0)) return;
+  moveTo(onCircle(centre, inner, 0.0));
+  arc(centre, inner, 0.0, -kFullTurn, 1);
+  close();
+}
+
 void SurfacePath::clear() {
   elements_.clear();
   current_.reset();

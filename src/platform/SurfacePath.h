@@ -55,6 +55,17 @@ class SurfacePath {
   bool drawable() const { return drawable_; }
   bool hasCurrentPoint() const { return current_.has_value(); }
 
+  // A path that is one whole circle and nothing else: its centre and radius.
+  struct Circle {
+    Point centre;
+    double radius;
+  };
+  std::optional<Circle> wholeCircle() const;
+  // Replaces the path with the ring between two circles about `centre` (the
+  // inner one turning the other way, so that it is a hole under non-zero
+  // winding), or with the outer disc when `inner` is not above zero.
+  void setRing(Point centre, double outer, double inner);
+
   // A dash pattern: painted and unpainted lengths in turn (an even count,
   // adding up to more than nothing), and how far into it every subpath
   // starts. `ended`, if set, is called whenever a dash is complete in the
