@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <utility>
@@ -250,6 +251,7 @@ DrawingSurface::DrawingSurface(DrawingSurface&& other) noexcept
       bitmap_(std::exchange(other.bitmap_, nullptr)),
       cr_(std::exchange(other.cr_, nullptr)),
       shared_(other.shared_),
+      untouched_(other.untouched_),
       states_(std::move(other.states_)) {}
 
 DrawingSurface& DrawingSurface::operator=(DrawingSurface&& other) noexcept {
@@ -261,6 +263,7 @@ DrawingSurface& DrawingSurface::operator=(DrawingSurface&& other) noexcept {
     bitmap_ = std::exchange(other.bitmap_, nullptr);
     cr_ = std::exchange(other.cr_, nullptr);
     shared_ = other.shared_;
+    untouched_ = other.untouched_;
     states_ = std::move(other.states_);
   }
   return *this;
@@ -291,6 +294,7 @@ ImageRef DrawingSurface::getImage() {
 // drawing from then on) is replaced by a fresh one on the same bitmap.
 bool DrawingSurface::prepareToPaint() {
   if (!cr_) return false;
+  untouched_ = false;
   if (cairo_status(cr_) != CAIRO_STATUS_SUCCESS) {
     cairo_destroy(cr_);
     cr_ = cairo_create(bitmap_);
@@ -639,6 +643,42 @@ void DrawingSurface::paintWithShadow(Rect bounds, Draw draw) {
   draw(cr_);
   cairo_restore(cr_);
   cairo_new_path(cr_);
+}
+
+// --- layers ----------------------------------------------------------------
+
+void DrawingSurface::drawLayer(std::string_view key, const std::function<void(DrawingSurface&)>& draw) {
+  if (!cr_) return;
+  char side[32];
+  std::snprintf(side, sizeof side, "%.17g@%dx ", size_, scale_);
+  const std::string kept = side + std::string(key);
+  if (const ImageRef image = keptLayer(*env_, kept)) {
+    cairo_surface_t* layer = image->surface();
+    const bool clear = untouched_ && !shared_;
+    if (!prepareToPaint()) return;
+    cairo_surface_flush(bitmap_);
+    if (clear) {
+      // A clear bitmap takes the layer's pixels as they are: painted over
+      // clear, they would come out the same.
+      std::memcpy(cairo_image_surface_get_data(bitmap_), cairo_image_surface_get_data(layer),
+                  static_cast<std::size_t>(cairo_image_surface_get_stride(layer)) *
+                      static_cast<std::size_t>(cairo_image_surface_get_height(layer)));
+      cairo_surface_mark_dirty(bitmap_);
+    } else {
+      cairo_save(cr_);
+      cairo_identity_matrix(cr_);
+      cairo_set_source_surface(cr_, layer, 0, 0);
+      cairo_paint(cr_);
+      cairo_restore(cr_);
+    }
+    return;
+  }
+  const bool again = layerAskedBefore(*env_, kept);
+  saveGState();
+  draw(*this);
+  restoreGState();
+  // The second image of a kind keeps its layer for the third and later ones.
+  if (again) keepLayer(*env_, kept, getImage());
 }
 
 // --- text and pictures -----------------------------------------------------

@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -146,6 +147,7 @@ bool Image::writePng(const std::filesystem::path& file, std::string* error) cons
 class PictureCache {
  public:
   ImageRef& operator[](const std::string& key) { return pictures_[key]; }
+  void releasePictures() { pictures_.clear(); }
   void missed(MissingPicture miss) {
     for (const MissingPicture& m : missing_)
       if (m.file == miss.file) return;
@@ -159,6 +161,45 @@ class PictureCache {
 };
 
 std::shared_ptr<PictureCache> makePictureCache() { return std::make_shared<PictureCache>(); }
+
+class LayerCache {
+ public:
+  ImageRef layer(std::string_view key) {
+    const auto it = std::find_if(layers_.begin(), layers_.end(), [key](const Layer& l) { return l.key == key; });
+    if (it == layers_.end()) return nullptr;
+    std::rotate(layers_.begin(), it, it + 1);  // the most recently used first
+    return layers_.front().image;
+  }
+  bool askedBefore(std::string_view key) { return !asked_.emplace(key).second; }
+  void keep(std::string_view key, ImageRef image) {
+    cairo_surface_t* pixels = image ? image->surface() : nullptr;
+    if (!pixels) return;
+    const std::size_t bytes = static_cast<std::size_t>(cairo_image_surface_get_stride(pixels)) *
+                              static_cast<std::size_t>(cairo_image_surface_get_height(pixels));
+    if (bytes > kLayerBytes) return;
+    std::size_t total = bytes;
+    for (auto it = layers_.begin(); it != layers_.end();) {
+      if (it->key == key || total + it->bytes > kLayerBytes) {
+        it = layers_.erase(it);
+      } else {
+        total += it->bytes;
+        ++it;
+      }
+    }
+    layers_.insert(layers_.begin(), Layer{std::string(key), std::move(image), bytes});
+  }
+
+ private:
+  struct Layer {
+    std::string key;
+    ImageRef image;
+    std::size_t bytes;
+  };
+  std::vector<Layer> layers_;  // the most recently used first
+  std::set<std::string, std::less<>> asked_;
+};
+
+std::shared_ptr<LayerCache> makeLayerCache() { return std::make_shared<LayerCache>(); }
 
 ImageRef imageNamed(const Environment& env, std::string_view name) {
   // Kept by bundle, name and scale, and looked up before the files are:
@@ -182,13 +223,14 @@ ImageRef imageNamed(const Environment& env, std::string_view name) {
 
 std::vector<MissingPicture> missingPictures(const Environment& env) { return env.pictures().missing(); }
 
-ImageRef keptDrawing(const Environment& env, std::string_view key, const std::function<ImageRef()>& draw) {
-  // A picture's key starts with the bundle's directory, never with a zero byte.
-  std::string keptKey(1, '\0');
-  keptKey.append(key);
-  ImageRef& kept = env.pictures()[keptKey];
-  if (!kept) kept = draw();
-  return kept;
+void releasePictures(const Environment& env) { env.pictures().releasePictures(); }
+
+ImageRef keptLayer(const Environment& env, std::string_view key) { return env.layers().layer(key); }
+
+bool layerAskedBefore(const Environment& env, std::string_view key) { return env.layers().askedBefore(key); }
+
+void keepLayer(const Environment& env, std::string_view key, ImageRef layer) {
+  env.layers().keep(key, std::move(layer));
 }
 
 }  // namespace velmora
