@@ -60,8 +60,7 @@ TEST(FontSet, FallbackGlyphsKeepTheSystemFontsLine) {
     EXPECT_EQ(line.size().height, latin.size().height) << text;
     EXPECT_EQ(line.baseline(), latin.baseline()) << text;
   }
-  EXPECT_NEAR(fonts.set.line("💆‍♂️", font).size().width,
-              fonts.set.line("🥇", font).size().width, 0.01);
+  EXPECT_NEAR(fonts.set.line("💆‍♂️", font).size().width, fonts.set.line("🥇", font).size().width, 0.01);
 }
 
 // The large faces of Hangul, kana and Han are read only by a run that draws them: those of its preferred languages
