@@ -167,9 +167,23 @@ void runRequest(const std::vector<std::string>& names, const std::optional<std::
   const JsonForms forms = outputForms(env.timeZone, imagesDir, images);
 
   RequestSession session(env);
+  const auto describe = [&](std::size_t i, const std::optional<Value>& result) {
+    const std::string place = std::to_string(i + 1) + "-" + std::string(calls[i]->name);
+    return Json{{"operation", calls[i]->name}, {"result", result ? forms.toJson(*result, place) : Json()}};
+  };
+  // A run that only prints lets each image go once it is described, as a widget host lets each widget's go:
+  // its memory is that of one image at a time, not of all of them. Files are made only once every image is drawn
+  // and checked, so a run that writes them keeps them until then.
+  const bool writesImages = imagesDir || sheetFile;
+  Json printed = Json::array();
   std::vector<std::optional<Value>> results;
-  for (const Operation* call : calls) results.push_back(call->call(session));
-  // Every image is drawn and checked before the first is written.
+  for (std::size_t i = 0; i < calls.size(); ++i) {
+    std::optional<Value> result = calls[i]->call(session);
+    if (writesImages)
+      results.push_back(std::move(result));
+    else
+      printed.push_back(describe(i, result));
+  }
   requirePictures(env);
   if (sheetFile) {
     const ImageRef sheet = drawContactSheet(env, namedImages(calls, results));
@@ -177,12 +191,7 @@ void runRequest(const std::vector<std::string>& names, const std::optional<std::
     std::string error;
     if (!sheet->writePng(*sheetFile, &error)) throw CommandError("--sheet: " + error);
   }
-  Json printed = Json::array();
-  for (std::size_t i = 0; i < calls.size(); ++i) {
-    const std::string place = std::to_string(i + 1) + "-" + std::string(calls[i]->name);
-    printed.push_back(
-        Json{{"operation", calls[i]->name}, {"result", results[i] ? forms.toJson(*results[i], place) : Json()}});
-  }
+  for (std::size_t i = 0; i < results.size(); ++i) printed.push_back(describe(i, results[i]));
   out << writeJson(printed);
 }
 
