@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <unordered_set>
 #include <utility>
 
@@ -181,6 +182,9 @@ struct FontSet::State {
   WarningSink warn;
   std::unordered_set<std::string> reportedTexts;  // each text's missing characters are reported once
   std::unordered_map<std::string, TextLine> lines;
+  // The system font's ascent and descent per point of size, by weight, read
+  // once: unhinted, its line scales with the size.
+  std::optional<std::pair<double, double>> systemLines[3];
 
   void warning(const std::string& message) const {
     if (warn) warn(message);
@@ -376,15 +380,21 @@ TextLine FontSet::layOut(std::string_view text, const Font& font, double truncat
   // fallback face (a Korean syllable, a symbol, an emoji) sits on the same
   // baseline without stretching it, so that texts placed by their height, as
   // the gauges place theirs, sit alike in every language.
-  PangoFontDescription* system = pango_font_description_new();
-  pango_font_description_set_family_static(system, kSystemFamily);
-  pango_font_description_set_weight(system, pangoWeight(font.weight));
-  pango_font_description_set_absolute_size(system, font.pointSize * PANGO_SCALE);
-  PangoFontMetrics* metrics = pango_context_get_metrics(s.context, system, pango_language_from_string("en"));
-  const int ascent = pango_font_metrics_get_ascent(metrics);
-  const int descent = pango_font_metrics_get_descent(metrics);
-  pango_font_metrics_unref(metrics);
-  pango_font_description_free(system);
+  std::optional<std::pair<double, double>>& perPoint = s.systemLines[static_cast<int>(font.weight)];
+  if (!perPoint) {
+    constexpr double kReadingSize = 100.0;
+    PangoFontDescription* system = pango_font_description_new();
+    pango_font_description_set_family_static(system, kSystemFamily);
+    pango_font_description_set_weight(system, pangoWeight(font.weight));
+    pango_font_description_set_absolute_size(system, kReadingSize * PANGO_SCALE);
+    PangoFontMetrics* metrics = pango_context_get_metrics(s.context, system, pango_language_from_string("en"));
+    perPoint.emplace(pango_font_metrics_get_ascent(metrics) / kReadingSize,
+                     pango_font_metrics_get_descent(metrics) / kReadingSize);
+    pango_font_metrics_unref(metrics);
+    pango_font_description_free(system);
+  }
+  const auto ascent = static_cast<int>(std::lround(perPoint->first * font.pointSize));
+  const auto descent = static_cast<int>(std::lround(perPoint->second * font.pointSize));
 
   if (s.lines.size() >= kCachedLines) s.lines.clear();
   return s.lines.emplace(std::move(key), TextLine(layout, ascent, descent)).first->second;
