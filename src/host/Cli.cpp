@@ -123,7 +123,7 @@ struct NotifyArguments {
 struct RequestArguments {
   CLI::App* command{};
   std::vector<std::string> names;
-  OptionalText images;
+  OptionalText images, sheet;
 
   void add(CLI::App& app) {
     command = addCommand(app, "request",
@@ -133,6 +133,9 @@ struct RequestArguments {
         ->required()
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     images.add(*command, "--images", "Write each image of the results as a PNG file into DIR", "DIR");
+    sheet.add(*command, "--sheet",
+              "Also draw every image of the results side by side, each named by its operation, into one PNG file",
+              "FILE");
     std::string footer = "Operations:";
     for (const Operation& operation : operations()) footer += "\n  " + std::string(operation.name);
     command->footer(footer + "\n\n" + kCommandFooter);
@@ -265,7 +268,7 @@ int run(std::vector<std::string> args, const ProcessContext& process, std::istre
     if (notify.command->parsed())
       notify.toCommand().run(env, out);
     else if (request.command->parsed())
-      runRequest(request.names, request.images.path(), env, out);
+      runRequest(request.names, request.images.path(), request.sheet.path(), env, out);
     else
       defaults.toCommand().run(env, in, out);
     return 0;
