@@ -453,13 +453,9 @@ void DrawingSurface::paintPath(bool stroke) {
   const double width = std::min(g.lineWidth, kWidestStroke / scale_);
   Colour colour = stroke ? g.strokeColour : g.fillColour;
   if (plan.opacity < 1.0) colour = colour.colorWithAlphaComponent(colour.rgba().alpha * plan.opacity);
-  // A whole circle stroked covers the ring between its radius less and more
-  // half the width (a disc, when half the width reaches the centre), whatever
-  // its cap: filled as that ring, it costs half as much as stroked.
-  if (const auto circle = stroke && plan.dash.lengths.empty() ? path_.wholeCircle() : std::nullopt) {
-    path_.setRing(circle->centre, circle->radius + width / 2, circle->radius - width / 2);
-    stroke = false;
-  }
+  // A whole circle stroked covers a ring or a disc: filled, that outline
+  // costs cairo about half what stroking the circle does.
+  if (stroke && plan.dash.lengths.empty() && path_.replaceWithStrokeOutline(width)) stroke = false;
   auto setUp = [&](cairo_t* cr) {
     cairo_set_line_width(cr, width);
     cairo_set_line_cap(cr, g.lineCap == LineCap::kRound ? CAIRO_LINE_CAP_ROUND : CAIRO_LINE_CAP_BUTT);
@@ -647,30 +643,36 @@ void DrawingSurface::paintWithShadow(Rect bounds, Draw draw) {
 
 // --- layers ----------------------------------------------------------------
 
+// A bitmap with nothing painted on it yet takes the pixels of a picture of
+// its very size as they are: painted over clear, they would come out the same.
+bool DrawingSurface::copyOntoClear(cairo_surface_t* picture) {
+  if (!cr_ || !untouched_ || shared_ || cairo_image_surface_get_format(picture) != CAIRO_FORMAT_ARGB32 ||
+      cairo_image_surface_get_width(picture) != cairo_image_surface_get_width(bitmap_) ||
+      cairo_image_surface_get_height(picture) != cairo_image_surface_get_height(bitmap_) ||
+      cairo_image_surface_get_stride(picture) != cairo_image_surface_get_stride(bitmap_))
+    return false;
+  prepareToPaint();
+  cairo_surface_flush(picture);
+  cairo_surface_flush(bitmap_);
+  std::memcpy(cairo_image_surface_get_data(bitmap_), cairo_image_surface_get_data(picture),
+              static_cast<std::size_t>(cairo_image_surface_get_stride(picture)) *
+                  static_cast<std::size_t>(cairo_image_surface_get_height(picture)));
+  cairo_surface_mark_dirty(bitmap_);
+  return true;
+}
+
 void DrawingSurface::drawLayer(std::string_view key, const std::function<void(DrawingSurface&)>& draw) {
   if (!cr_) return;
   char side[32];
   std::snprintf(side, sizeof side, "%.17g@%dx ", size_, scale_);
   const std::string kept = side + std::string(key);
   if (const ImageRef image = keptLayer(*env_, kept)) {
-    cairo_surface_t* layer = image->surface();
-    const bool clear = untouched_ && !shared_;
-    if (!prepareToPaint()) return;
-    cairo_surface_flush(bitmap_);
-    if (clear) {
-      // A clear bitmap takes the layer's pixels as they are: painted over
-      // clear, they would come out the same.
-      std::memcpy(cairo_image_surface_get_data(bitmap_), cairo_image_surface_get_data(layer),
-                  static_cast<std::size_t>(cairo_image_surface_get_stride(layer)) *
-                      static_cast<std::size_t>(cairo_image_surface_get_height(layer)));
-      cairo_surface_mark_dirty(bitmap_);
-    } else {
-      cairo_save(cr_);
-      cairo_identity_matrix(cr_);
-      cairo_set_source_surface(cr_, layer, 0, 0);
-      cairo_paint(cr_);
-      cairo_restore(cr_);
-    }
+    if (copyOntoClear(image->surface()) || !prepareToPaint()) return;
+    cairo_save(cr_);
+    cairo_identity_matrix(cr_);
+    cairo_set_source_surface(cr_, image->surface(), 0, 0);
+    cairo_paint(cr_);
+    cairo_restore(cr_);
     return;
   }
   const bool again = layerAskedBefore(*env_, kept);
@@ -741,6 +743,7 @@ void DrawingSurface::drawInRect(const Image& image, Rect rect) {
   auto near = [](double v, double to) { return std::abs(v - to) < 1e-6; };
   if (near(pixels.x, std::round(pixels.x)) && near(pixels.y, std::round(pixels.y)) && near(pixels.width, width) &&
       near(pixels.height, height)) {
+    if (std::round(pixels.x) == 0 && std::round(pixels.y) == 0 && !castingShadow() && copyOntoClear(picture)) return;
     paintWithShadow(rect, [&](cairo_t* cr) {
       double x = rect.x, y = rect.y;
       cairo_user_to_device(cr, &x, &y);

@@ -157,6 +157,7 @@ class DrawingSurface {
 
   int pixelSide() const;
   bool prepareToPaint();
+  bool copyOntoClear(cairo_surface_t* picture);
   void paintPath(bool stroke);
   void paintLine(const TextLine& line, Point point, const Colour& foreground, const Colour& backdrop);
   // The part of the plane, in points, whose painting can show on the bitmap

@@ -381,20 +381,23 @@ void SurfacePath::close() {
   current_ = subpathStart_;
 }
 
-std::optional<SurfacePath::Circle> SurfacePath::wholeCircle() const {
-  if (elements_.size() != 1 || elements_[0].kind != Kind::kArc || std::abs(elements_[0].sweep) != kFullTurn)
-    return std::nullopt;
-  return Circle{elements_[0].point, elements_[0].radius};
-}
-
-void SurfacePath::setRing(Point centre, double outer, double inner) {
+bool SurfacePath::replaceWithStrokeOutline(double width) {
+  if (elements_.size() != 1 || elements_[0].kind != Kind::kArc || std::abs(elements_[0].sweep) != kFullTurn ||
+      !(width >= 0))
+    return false;
+  const Point centre = elements_[0].point;
+  const double outer = elements_[0].radius + width / 2, inner = elements_[0].radius - width / 2;
+  // The ring, its inner circle turning the other way (a hole under non-zero
+  // winding); a disc once half the width reaches the centre.
   clear();
   arc(centre, outer, 0.0, kFullTurn, 0);
   close();
-  if (!(inner > 0)) return;
-  moveTo(onCircle(centre, inner, 0.0));
-  arc(centre, inner, 0.0, -kFullTurn, 1);
-  close();
+  if (inner > 0) {
+    moveTo(onCircle(centre, inner, 0.0));
+    arc(centre, inner, 0.0, -kFullTurn, 1);
+    close();
+  }
+  return true;
 }
 
 void SurfacePath::clear() {

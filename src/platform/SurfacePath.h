@@ -55,16 +55,14 @@ class SurfacePath {
   bool drawable() const { return drawable_; }
   bool hasCurrentPoint() const { return current_.has_value(); }
 
-  // A path that is one whole circle and nothing else: its centre and radius.
-  struct Circle {
-    Point centre;
-    double radius;
-  };
-  std::optional<Circle> wholeCircle() const;
-  // Replaces the path with the ring between two circles about `centre` (the
-  // inner one turning the other way, so that it is a hole under non-zero
-  // winding), or with the outer disc when `inner` is not above zero.
-  void setRing(Point centre, double outer, double inner);
+  // A path of one whole circle and nothing else, stroked `width` wide,
+  // covers the ring between its radius less and more half the width (a disc
+  // once half the width reaches the centre), whatever its cap. Replaces such
+  // a path with the outline of that ring (to be filled under non-zero
+  // winding) and says so; any other path is left as it is. (A partial arc is
+  // left to the stroker, so that it paints what each dash of a dashed arc
+  // paints.)
+  bool replaceWithStrokeOutline(double width);
 
   // A dash pattern: painted and unpainted lengths in turn (an even count,
   // adding up to more than nothing), and how far into it every subpath
