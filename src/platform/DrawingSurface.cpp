@@ -680,7 +680,13 @@ void DrawingSurface::drawLayer(std::string_view key, const std::function<void(Dr
   draw(*this);
   restoreGState();
   // The second image of a kind keeps its layer for the third and later ones.
-  if (again) keepLayer(*env_, kept, getImage());
+  // What pictures the layer drew are in it now: the run lets the pictures it
+  // has read go (a later image reads again any it still needs), so that a
+  // backdrop is not kept twice.
+  if (again) {
+    keepLayer(*env_, kept, getImage());
+    releasePictures(*env_);
+  }
 }
 
 // --- text and pictures -----------------------------------------------------
