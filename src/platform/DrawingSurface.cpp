@@ -453,9 +453,18 @@ void DrawingSurface::paintPath(bool stroke) {
   const double width = std::min(g.lineWidth, kWidestStroke / scale_);
   Colour colour = stroke ? g.strokeColour : g.fillColour;
   if (plan.opacity < 1.0) colour = colour.colorWithAlphaComponent(colour.rgba().alpha * plan.opacity);
-  // A whole circle stroked covers a ring or a disc: filled, that outline
-  // costs cairo about half what stroking the circle does.
-  if (stroke && plan.dash.lengths.empty() && path_.replaceWithStrokeOutline(width)) stroke = false;
+  // A whole circle stroked covers a ring or a disc, whatever its cap: one on
+  // the bitmap is rasterised here, its coverage worked out row by row; one
+  // far beyond it is filled as that outline by cairo.
+  SurfacePath::Ring ring{};
+  bool rasteriseRing = false;
+  if (const auto stroked = stroke && plan.dash.lengths.empty() ? path_.strokedRing(width) : std::nullopt) {
+    stroke = false;
+    const double reach = kSafeReach / scale_;
+    ring = *stroked;
+    rasteriseRing = ring.outer < reach && std::abs(ring.centre.x) < reach && std::abs(ring.centre.y) < reach;
+    if (!rasteriseRing) path_.replaceWithStrokeOutline(width);
+  }
   auto setUp = [&](cairo_t* cr) {
     cairo_set_line_width(cr, width);
     cairo_set_line_cap(cr, g.lineCap == LineCap::kRound ? CAIRO_LINE_CAP_ROUND : CAIRO_LINE_CAP_BUTT);
@@ -473,8 +482,12 @@ void DrawingSurface::paintPath(bool stroke) {
     path_.clear();
   };
 
-  // Shadows and dashes go through a coverage of their own.
-  ShadowScratch* s = shadow || dashed ? scratchFor(shadow ? *shadow : Shadow{}) : nullptr;
+  // Shadows, dashes and rings go through a coverage of their own.
+  ShadowScratch* s = shadow || dashed || rasteriseRing ? scratchFor(shadow ? *shadow : Shadow{}) : nullptr;
+  if (!s && rasteriseRing) {  // no memory for the coverage: cairo fills the outline
+    path_.replaceWithStrokeOutline(width);
+    rasteriseRing = false;
+  }
   if (!s) {
     setUp(cr_);
     appendPath(cr_, dashed ? &plan.dash : nullptr);
@@ -487,7 +500,16 @@ void DrawingSurface::paintPath(bool stroke) {
   setUp(cov);
   cairo_set_source_rgba(cov, 0, 0, 0, 1);
   double x1, y1, x2, y2;
-  if (dashed) {
+  if (rasteriseRing) {
+    x1 = ring.centre.x - ring.outer, y1 = ring.centre.y - ring.outer;
+    x2 = ring.centre.x + ring.outer, y2 = ring.centre.y + ring.outer;
+    double cx = ring.centre.x, cy = ring.centre.y;
+    cairo_user_to_device(cov, &cx, &cy);
+    CoverageBuffer& buffer = s->coverage();
+    ringCoverage(buffer.data(), buffer.stride(), buffer.width(), buffer.height(), cx, cy, ring.outer * scale_,
+                 ring.inner * scale_);
+    path_.clear();
+  } else if (dashed) {
     // Dash by dash, each stroked on its own: the pixels of the dashes drawn
     // one by one (cairo rasterises many subpaths in one stroke a little
     // differently), painted once through their coverage.

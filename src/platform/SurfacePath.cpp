@@ -381,12 +381,18 @@ void SurfacePath::close() {
   current_ = subpathStart_;
 }
 
-bool SurfacePath::replaceWithStrokeOutline(double width) {
+std::optional<SurfacePath::Ring> SurfacePath::strokedRing(double width) const {
   if (elements_.size() != 1 || elements_[0].kind != Kind::kArc || std::abs(elements_[0].sweep) != kFullTurn ||
       !(width >= 0))
-    return false;
-  const Point centre = elements_[0].point;
-  const double outer = elements_[0].radius + width / 2, inner = elements_[0].radius - width / 2;
+    return std::nullopt;
+  return Ring{elements_[0].point, elements_[0].radius + width / 2, elements_[0].radius - width / 2};
+}
+
+bool SurfacePath::replaceWithStrokeOutline(double width) {
+  const std::optional<Ring> ring = strokedRing(width);
+  if (!ring) return false;
+  const Point centre = ring->centre;
+  const double outer = ring->outer, inner = ring->inner;
   // The ring, its inner circle turning the other way (a hole under non-zero
   // winding); a disc once half the width reaches the centre.
   clear();

@@ -63,6 +63,14 @@ class SurfacePath {
   // left to the stroker, so that it paints what each dash of a dashed arc
   // paints.)
   bool replaceWithStrokeOutline(double width);
+  // The same ring as numbers: centre and outer and inner radius (an inner
+  // radius not above zero: a disc), for a path of one whole circle stroked
+  // `width` wide; nothing for any other path.
+  struct Ring {
+    Point centre;
+    double outer, inner;
+  };
+  std::optional<Ring> strokedRing(double width) const;
 
   // A dash pattern: painted and unpainted lengths in turn (an even count,
   // adding up to more than nothing), and how far into it every subpath
