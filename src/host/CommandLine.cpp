@@ -369,6 +369,29 @@ std::vector<std::string> CommandLine::choices(const CLI::Option& option) const {
   return it == arguments_->choices.end() ? std::vector<std::string>{} : it->second;
 }
 
+std::string commandPathOf(const CLI::App& command) {
+  std::string path;
+  for (const CLI::App* level = &command; level; level = level->get_parent())
+    path = level->get_name() + (path.empty() ? "" : " " + path);
+  return path;
+}
+
+std::vector<std::string> optionNamesOf(const CLI::Option& option) {
+  std::vector<std::string> names;
+  for (const std::string& name : option.get_snames()) names.push_back("-" + name);
+  for (const std::string& name : option.get_lnames()) names.push_back("--" + name);
+  return names;
+}
+
+std::string usageOf(const CLI::App& command) {
+  const auto formatter = std::dynamic_pointer_cast<CLI::Formatter>(command.get_formatter());
+  if (!formatter) return commandPathOf(command);
+  std::string usage = formatter->make_usage(&command, commandPathOf(command));
+  usage = usage.substr(usage.find(": ") + 2);  // without "Usage: "
+  while (!usage.empty() && usage.back() == '\n') usage.pop_back();
+  return usage;
+}
+
 std::vector<std::string> typedValueWords(std::vector<std::string>& args) {
   const auto defaults = std::find(args.begin(), args.end(), "defaults");
   const auto write = std::find(defaults, args.end(), "write");

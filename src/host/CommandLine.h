@@ -49,6 +49,13 @@ class CommandLine {
   std::unique_ptr<Arguments> arguments_;
 };
 
+// "velmora defaults write": a command's path from the program.
+std::string commandPathOf(const CLI::App& command);
+// An option's names as they are typed: "-h", "--help".
+std::vector<std::string> optionNamesOf(const CLI::Option& option);
+// A command's usage line: "velmora notify [OPTIONS] [CATEGORY]".
+std::string usageOf(const CLI::App& command);
+
 // Takes a typed value of `defaults write` ("-int 8", "-array a b") off the
 // arguments: the type flag and every word after it, as they stand, which is
 // how the platform's tool reads everything after the key.

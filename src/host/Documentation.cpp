@@ -17,11 +17,11 @@ void eachCommand(const CLI::App& app, const std::function<void(const CLI::App&)>
   }
 }
 
-std::string pathOf(const CLI::App& command, bool withProgram) {
-  std::string path;
-  for (const CLI::App* level = &command; level && (withProgram || level->get_parent()); level = level->get_parent())
-    path = level->get_name() + (path.empty() ? "" : " " + path);
-  return path;
+// A command's path below the program ("defaults write"), as the completion names it.
+std::string pathBelowProgram(const CLI::App& command) {
+  const std::string path = commandPathOf(command);
+  const auto space = path.find(' ');
+  return space == std::string::npos ? std::string() : path.substr(space + 1);
 }
 
 std::vector<const CLI::Option*> optionsOf(const CLI::App& command) {
@@ -30,13 +30,6 @@ std::vector<const CLI::Option*> optionsOf(const CLI::App& command) {
 
 std::vector<const CLI::Option*> argumentsOf(const CLI::App& command) {
   return command.get_options([](const CLI::Option* o) { return o->get_positional(); });
-}
-
-std::vector<std::string> namesOf(const CLI::Option& option) {
-  std::vector<std::string> names;
-  for (const std::string& name : option.get_snames()) names.push_back("-" + name);
-  for (const std::string& name : option.get_lnames()) names.push_back("--" + name);
-  return names;
 }
 
 bool takesValue(const CLI::Option& option) { return option.get_items_expected_max() > 0; }
@@ -111,7 +104,7 @@ std::string bashCompletion(const CommandLine& commandLine) {
     std::vector<std::string> options, valued, subcommands;
     for (const CLI::App* level = &command; level; level = level->get_parent())
       for (const CLI::Option* option : optionsOf(*level))
-        for (const std::string& name : namesOf(*option)) {
+        for (const std::string& name : optionNamesOf(*option)) {
           if (std::find(options.begin(), options.end(), name) != options.end()) continue;  // each command's --help
           options.push_back(name);
           if (takesValue(*option)) valued.push_back(name);
@@ -125,14 +118,14 @@ std::string bashCompletion(const CommandLine& commandLine) {
       const auto choices = commandLine.choices(*arguments[i]);
       if (!choices.empty() && choices.front().starts_with("-")) rest = std::to_string(i);
     }
-    const std::string path = pathOf(command, false);
+    const std::string path = pathBelowProgram(command);
     commands << "    \"" << path << "\") _velmora_commands=\"" << words(subcommands) << "\" _velmora_options=\""
              << words(options) << "\" _velmora_valued=\"" << words(valued) << "\" _velmora_rest=\"" << rest
              << "\" ;;\n";
     for (const CLI::App* level = &command; level; level = level->get_parent())
       for (const CLI::Option* option : optionsOf(*level))
         if (takesValue(*option))
-          for (const std::string& name : namesOf(*option))
+          for (const std::string& name : optionNamesOf(*option))
             values << "    \"" << path << " " << name << "\") echo \"" << valueKind(commandLine, *option) << "\" ;;\n";
     for (std::size_t i = 0; i < arguments.size(); ++i) {
       const bool many = arguments[i]->get_items_expected_max() > 1;
@@ -180,7 +173,7 @@ std::string roff(const std::string& text) {
 void describeOption(std::ostringstream& out, const CLI::Option& option) {
   std::string names;
   for (const std::string& name :
-       option.get_positional() ? std::vector<std::string>{option.get_name()} : namesOf(option))
+       option.get_positional() ? std::vector<std::string>{option.get_name()} : optionNamesOf(option))
     names += (names.empty() ? "" : ", ") + ("\\fB" + roff(name) + "\\fR");
   const std::string type = option.get_type_name();
   if (!option.get_positional() && !type.empty()) names += " \\fI" + roff(type) + "\\fR";
@@ -250,11 +243,7 @@ std::string manualSections(const CommandLine& commandLine) {
   for (const CLI::Option* option : optionsOf(commandLine.app())) describeOption(out, *option);
   out << "[COMMANDS]\n";
   eachCommand(commandLine.app(), [&](const CLI::App& command) {
-    const auto formatter = std::dynamic_pointer_cast<CLI::Formatter>(command.get_formatter());
-    std::string usage = formatter ? formatter->make_usage(&command, pathOf(command, true)) : pathOf(command, true);
-    usage = usage.substr(usage.find(": ") + 2);
-    while (!usage.empty() && usage.back() == '\n') usage.pop_back();
-    out << ".SS \"" << roff(usage) << "\"\n" << roff(command.get_description()) << "\n";
+    out << ".SS \"" << roff(usageOf(command)) << "\"\n" << roff(command.get_description()) << "\n";
     for (const CLI::Option* argument : argumentsOf(command)) describeOption(out, *argument);
     for (const CLI::Option* option : optionsOf(command))
       if (option->get_name() != "--help") describeOption(out, *option);

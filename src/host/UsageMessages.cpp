@@ -4,6 +4,7 @@
 #include <cctype>
 #include <functional>
 
+#include "host/CommandLine.h"
 #include "host/Suggestions.h"
 
 namespace velmora::host {
@@ -27,19 +28,12 @@ bool looksLikeOption(const std::string& arg) {
 // "--png=x" names the option "--png".
 std::string optionName(const std::string& arg) { return arg.substr(0, arg.find('=')); }
 
-std::vector<std::string> namesOf(const CLI::Option& option) {
-  std::vector<std::string> names;
-  for (const std::string& name : option.get_lnames()) names.push_back("--" + name);
-  for (const std::string& name : option.get_snames()) names.push_back("-" + name);
-  return names;
-}
-
 // The options a command takes: its own and, as they fall through, those of the commands above it.
 std::vector<std::string> optionsOf(const CLI::App* command) {
   std::vector<std::string> names;
   for (const CLI::App* level = command; level; level = level->get_parent())
     for (const CLI::Option* option : level->get_options([](const CLI::Option* o) { return !o->get_positional(); }))
-      for (std::string& name : namesOf(*option)) names.push_back(std::move(name));
+      for (std::string& name : optionNamesOf(*option)) names.push_back(std::move(name));
   return names;
 }
 
@@ -47,18 +41,11 @@ std::vector<const CLI::App*> commandsOf(const CLI::App* command) {
   return command->get_subcommands([](const CLI::App*) { return true; });
 }
 
-std::string pathOf(const CLI::App* command) {
-  std::string path;
-  for (const CLI::App* level = command; level; level = level->get_parent())
-    path = level->get_name() + (path.empty() ? "" : " " + path);
-  return path;
-}
-
 // A command elsewhere in the program that takes the option, if any.
 const CLI::App* commandTaking(const CLI::App* command, const std::string& name) {
   for (const CLI::App* sub : commandsOf(command)) {
     for (const CLI::Option* option : sub->get_options([](const CLI::Option* o) { return !o->get_positional(); })) {
-      const auto names = namesOf(*option);
+      const auto names = optionNamesOf(*option);
       if (std::find(names.begin(), names.end(), name) != names.end()) return sub;
     }
     if (const CLI::App* deeper = commandTaking(sub, name)) return deeper;
@@ -69,7 +56,7 @@ const CLI::App* commandTaking(const CLI::App* command, const std::string& name) 
 const CLI::Option* findOption(const std::vector<const CLI::App*>& path, const std::string& name) {
   for (const CLI::App* level : path)
     for (const CLI::Option* option : level->get_options()) {
-      const auto names = namesOf(*option);
+      const auto names = optionNamesOf(*option);
       if (option->get_name() == name || std::find(names.begin(), names.end(), name) != names.end()) return option;
     }
   return nullptr;
@@ -113,8 +100,9 @@ std::string unknownOption(const CLI::App* command, const std::string& arg) {
   const CLI::App* root = command;
   while (root->get_parent()) root = root->get_parent();
   if (const CLI::App* taker = commandTaking(root, name)) {
-    if (taker == command) return name + " is an option of " + pathOf(taker) + ": give it after " + taker->get_name();
-    return name + " is an option of " + pathOf(taker) + ", not of " + pathOf(command);
+    if (taker == command)
+      return name + " is an option of " + commandPathOf(*taker) + ": give it after " + taker->get_name();
+    return name + " is an option of " + commandPathOf(*taker) + ", not of " + commandPathOf(*command);
   }
   return "unknown option " + name + didYouMean(name, optionsOf(command));
 }
@@ -123,7 +111,7 @@ std::string missingCommand(const CLI::App* command, const std::vector<std::strin
   std::vector<std::string> names;
   for (const CLI::App* sub : commandsOf(command)) names.push_back(sub->get_name());
   const std::string list =
-      "the " + pathOf(command) + " commands are " + joined(names, ", ", [](const std::string& n) { return n; });
+      "the " + commandPathOf(*command) + " commands are " + joined(names, ", ", [](const std::string& n) { return n; });
   for (const std::string& arg : extra)
     if (!looksLikeOption(arg)) {
       const std::string suggestion = didYouMean(arg, names);
@@ -134,17 +122,9 @@ std::string missingCommand(const CLI::App* command, const std::vector<std::strin
 
 }  // namespace
 
-std::string commandPath(const CLI::App& app) { return pathOf(parsedPath(app).back()); }
+std::string commandPath(const CLI::App& app) { return commandPathOf(*parsedPath(app).back()); }
 
-std::string usageLine(const CLI::App& app) {
-  const CLI::App* command = parsedPath(app).back();
-  const auto formatter = std::dynamic_pointer_cast<CLI::Formatter>(command->get_formatter());
-  if (!formatter) return pathOf(command);
-  std::string usage = formatter->make_usage(command, pathOf(command));
-  usage = usage.substr(usage.find(": ") + 2);
-  while (!usage.empty() && usage.back() == '\n') usage.pop_back();
-  return usage;
-}
+std::string usageLine(const CLI::App& app) { return usageOf(*parsedPath(app).back()); }
 
 std::string usageMessage(const CLI::App& app, const CLI::ParseError& error, const std::vector<std::string>& typed) {
   const std::vector<const CLI::App*> path = parsedPath(app);

@@ -79,7 +79,9 @@ TEST(Documentation, TheManualPageHasEveryCommandAndOptionAndNoBuildPath) {
   const CommandLine commandLine("");
   std::function<void(const CLI::App&, const std::string&)> check = [&](const CLI::App& command,
                                                                        const std::string& path) {
-    if (command.get_parent()) EXPECT_NE(page.find(".SS \"" + path), std::string::npos) << path;
+    if (command.get_parent()) {
+      EXPECT_NE(page.find(".SS \"" + path), std::string::npos) << path;
+    }
     for (const CLI::Option* option : command.get_options())
       for (const std::string& name : option->get_lnames())
         EXPECT_NE(page.find("\\fB--" + name + "\\fR"), std::string::npos) << path << " --" << name;
