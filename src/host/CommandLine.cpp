@@ -47,7 +47,7 @@ constexpr const char* kDefaultsExamples = R"(Examples:
   velmora defaults write shared name '"Ada"'            (JSON: a text is quoted)
   velmora defaults write shared name -string Ada        (the platform tool's typed forms)
   velmora defaults write shared start -date 2025-01-06T22:30:00+01:00
-  velmora defaults write standard Hues -array-add -float 0.25
+  velmora defaults write shared velmoraConfig -dict-add requiredHours -float 7.5
   velmora defaults export shared fixture.json
   velmora defaults export standard defaults.plist --format xml1)";
 
@@ -57,7 +57,6 @@ class HelpFormatter : public CLI::Formatter {
   HelpFormatter() {
     column_width(kColumn);
     label("SUBCOMMAND", "COMMAND");
-    label("Subcommands", "Commands");
     label("Positionals", "Arguments");
     label("REQUIRED", "");
   }
@@ -72,14 +71,18 @@ class HelpFormatter : public CLI::Formatter {
     return out.str();
   }
 
+  std::string make_description(const CLI::App* command) const override {
+    return wrapped(command->get_description(), kWidth) + "\n";
+  }
+
  private:
   static constexpr std::size_t kColumn = 26, kWidth = 100;
 
-  static std::string wrapped(const std::string& text) {
+  static std::string wrapped(const std::string& text, std::size_t width = kWidth - kColumn) {
     std::string out, line;
     std::istringstream words(text);
     for (std::string word; words >> word;) {
-      if (!line.empty() && line.size() + 1 + word.size() > kWidth - kColumn) {
+      if (!line.empty() && line.size() + 1 + word.size() > width) {
         out += line + "\n";
         line.clear();
       }
@@ -91,6 +94,7 @@ class HelpFormatter : public CLI::Formatter {
 
 CLI::App* addCommand(CLI::App& parent, const char* name, const std::string& description) {
   CLI::App* command = parent.add_subcommand(name, description);
+  command->group("Commands");
   command->fallthrough();  // the global options may follow the command
   command->footer(kCommandFooter);
   return command;
