@@ -51,6 +51,22 @@ const std::vector<Operation> kOperations = {
     {"swiftSleepRingsImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepRingsImage()); }},
     {"swiftSleepRingsAccessoryImage",
      [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepRingsAccessoryImage()); }},
+    {"requestSpO2", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestSpO2()); }},
+    {"requestSpO2ForSwift",
+     [](RequestSession& s) -> std::optional<Value> {
+       s.sleepMetricsUI().requestSpO2ForSwift();
+       return std::nullopt;
+     }},
+    {"swiftSpO2Image", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSpO2Image()); }},
+    {"requestRespRate", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestRespRate()); }},
+    {"requestRespRateForSwift",
+     [](RequestSession& s) -> std::optional<Value> {
+       s.sleepMetricsUI().requestRespRateForSwift();
+       return std::nullopt;
+     }},
+    {"swiftRespRateImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftRespRateImage()); }},
+    {"requestWristTemp", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestWristTemp()); }},
+    {"swiftWristTempImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftWristTempImage()); }},
     {"GroupMetrics.requestSleepBank",
      [](RequestSession& s) { return dictionary(s.groupMetrics().requestSleepBank()); }},
     {"GroupMetrics.returnPreviousSleepBank",
@@ -61,6 +77,10 @@ const std::vector<Operation> kOperations = {
        s.groupMetrics().requestQualityForSwift();
        return std::nullopt;
      }},
+    {"GroupMetrics.requestSpO2", [](RequestSession& s) { return dictionary(s.groupMetrics().requestSpO2()); }},
+    {"GroupMetrics.requestRespRate", [](RequestSession& s) { return dictionary(s.groupMetrics().requestRespRate()); }},
+    {"GroupMetrics.requestWristTemp",
+     [](RequestSession& s) { return dictionary(s.groupMetrics().requestWristTemp()); }},
 };
 
 std::string validNames() {

@@ -43,6 +43,20 @@ class SleepMetricsUI : public SleepMetricsGraphics {
   ImageRef swiftSleepRingsImage();
   ImageRef swiftSleepRingsAccessoryImage();
 
+  // --- Vital signs ------------------------------------------------------------------
+
+  // The displayable texts of last night's blood oxygen, breathing rate and
+  // wrist temperature with their gauge (and the wrist's rating colour);
+  // nothing when there is no record.
+  std::optional<MetricDictionary> requestSpO2();
+  std::optional<MetricDictionary> requestRespRate();
+  std::optional<MetricDictionary> requestWristTemp();
+  ImageRef swiftSpO2Image();
+  ImageRef swiftRespRateImage();
+  ImageRef swiftWristTempImage();
+  void requestSpO2ForSwift();
+  void requestRespRateForSwift();
+
  private:
   GroupMetrics& groupMetrics();
   ImageRef ringsImageOrWait(const std::optional<MetricDictionary>& d) const;

@@ -57,6 +57,7 @@ TEST_F(Program, ExitStatusAndMessageSayWhatHappened) {
       {"PNG unwritable", {"notify", "BEDTIME", "--png", "/no/dir/n.png"}, 1, "--png: /no/dir/n.png: No such"},
       {"version", {"--version"}, 0, "velmora 0."},
       {"help", {"--help"}, 0, "Usage: velmora [OPTIONS] COMMAND"},
+      {"operations listed", {"request", "--help"}, 0, "\n  GroupMetrics.requestWristTemp\n"},
       {"option after the command", {"defaults", "read", "shared", "--tz", "Asia/Seoul"}, 0, "{}"},
   };
   for (const auto& c : cases) {

@@ -40,6 +40,12 @@ TestEnvironment::TestEnvironment(std::string_view isoNow, std::string zone, std:
   log = [this](std::string_view message) { logLines.emplace_back(message); };
 }
 
+std::vector<std::string> keysOf(const MetricDictionary& d) {
+  std::vector<std::string> keys;
+  for (const auto& [key, value] : d) keys.push_back(key);
+  return keys;
+}
+
 void TestEnvironment::setNow(std::string_view isoNow) { now = isoDate(isoNow); }
 
 }  // namespace velmora::testing
