@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cctype>
+#include <deque>
 #include <functional>
+#include <map>
 
 #include "host/CommandLine.h"
 #include "host/Suggestions.h"
@@ -64,13 +66,17 @@ const CLI::Option* findOption(const std::vector<const CLI::App*>& path, const st
 
 // The arguments no command took, in the order they were typed.
 std::vector<std::string> unexpected(const std::vector<const CLI::App*>& path, const std::vector<std::string>& typed) {
+  // Where each word was typed, first place first: a word typed twice is matched to its places in turn.
+  std::map<std::string_view, std::deque<std::size_t>> places;
+  for (std::size_t at = 0; at < typed.size(); ++at) places[typed[at]].push_back(at);
   std::vector<std::pair<std::size_t, std::string>> found;
-  std::vector<bool> taken(typed.size());
   for (const CLI::App* level : path)
     for (std::string& arg : level->remaining()) {
-      std::size_t at = 0;
-      while (at < typed.size() && (taken[at] || typed[at] != arg)) ++at;
-      if (at < typed.size()) taken[at] = true;
+      std::size_t at = typed.size();  // not typed as it stands: last
+      if (const auto it = places.find(arg); it != places.end() && !it->second.empty()) {
+        at = it->second.front();
+        it->second.pop_front();
+      }
       found.emplace_back(at, std::move(arg));
     }
   std::stable_sort(found.begin(), found.end(), [](const auto& a, const auto& b) { return a.first < b.first; });

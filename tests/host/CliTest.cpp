@@ -45,6 +45,10 @@ TEST_F(Program, ExitStatusAndMessageSayWhatHappened) {
       {"bad scale", {"--scale", "0", "notify", "BEDTIME"}, 2, "--scale: 0 is not a screen scale"},
       {"category and payload", {"notify", "BEDTIME", "--payload", "p.json"}, 2, "not both"},
       {"unknown operation", {"request", "sleepNow"}, 2, "unknown operation \"sleepNow\"; valid operations:"},
+      {"operation mistyped",
+       {"request", "requestQualty"},
+       2,
+       "unknown operation \"requestQualty\" (did you mean requestQuality?); valid operations:"},
       {"unknown domain", {"defaults", "read", "global"}, 2, "unknown domain \"global\""},
       {"value not JSON", {"defaults", "write", "shared", "name", "Ada"}, 2, "'\"Ada\"'"},
       {"empty preferences directory", {"--prefs", "", "defaults", "read", "shared"}, 2, "--prefs: give a directory"},
@@ -146,6 +150,9 @@ TEST_F(Program, DiagnosticsAreLabelledByWhatTheyAre) {
   } cases[] = {
       {{"request", "swiftBedtimeImage"}, "velmora: log: 10:42PM\n"},
       {{"notify", "READINESS"}, "velmora: note: the extension does not handle the category \"READINESS\""},
+      {{"notify", "bedtime"},
+       "velmora: note: the extension does not handle the category \"bedtime\" (only BEDTIME and TIMEASLEEP; did you "
+       "mean BEDTIME?)"},
       {{"--prefs", spoilt.parent_path().string(), "notify", "BEDTIME"},
        "velmora: warning: " + spoilt.string() + ": not a valid property list"},
   };
