@@ -38,6 +38,12 @@ struct BenchStore {
                                                      {"averageSpO27", Value::real(96.1)},
                                                      {"minSpO27", Value::real(90)},
                                                      {"maxSpO27", Value::real(99)}}));
+    // Last night's readiness figures against their baselines.
+    bank.setValue("readyDict", Value(MetricDictionary{{"key", Value(tools.YYMMDD(env.now))},
+                                                      {"hrvAverage", Value::real(48)},
+                                                      {"hrvTodayVal", Value::real(53)},
+                                                      {"bpmAverage", Value::real(56)},
+                                                      {"bpmTodayVal", Value::real(54)}}));
     auto store = UserDefaults::suite(env, Environment::kSharedSuite);
     store->setObject(Value(bank), "bankDict");
     store->setObject(Value(MetricDictionary{{"rawSynchTime", Value(env.now.dateByAddingTimeInterval(-28800))},

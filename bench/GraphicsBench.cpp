@@ -116,5 +116,15 @@ BENCHMARK_CAPTURE(gauge, WristTemp, &SleepMetricsGraphics::drawWristTempGaugeWit
     ->Repetitions(5)
     ->ReportAggregatesOnly(true);
 
+// The readiness dial with its rating and the readiness figure, as the widget's request draws it.
+void BM_ReadinessGauge(benchmark::State& state) {
+  BenchEnvironment bench;
+  BenchGraphics graphics(bench.env);
+  const std::optional<std::string> rating("Optimal");
+  graphics.drawReadiRingsWithSize(280.0f, 1.25f, rating, 2);
+  for (auto _ : state) benchmark::DoNotOptimize(graphics.drawReadiRingsWithSize(280.0f, 1.25f, rating, 2));
+}
+BENCHMARK(BM_ReadinessGauge)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
+
 }  // namespace
 }  // namespace velmora

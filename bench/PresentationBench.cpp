@@ -47,5 +47,12 @@ BENCHMARK(warmRequest<&SleepMetricsUI::requestQuality>)->Name("BM_RequestQuality
 BENCHMARK(coldRequest<&SleepMetricsUI::requestSpO2>)->Name("BM_RequestSpO2Cold")->Unit(benchmark::kMillisecond);
 BENCHMARK(warmRequest<&SleepMetricsUI::requestSpO2>)->Name("BM_RequestSpO2Warm")->Unit(benchmark::kMillisecond);
 
+BENCHMARK(coldRequest<&SleepMetricsUI::requestReadiness>)
+    ->Name("BM_RequestReadinessCold")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(warmRequest<&SleepMetricsUI::requestReadiness>)
+    ->Name("BM_RequestReadinessWarm")
+    ->Unit(benchmark::kMillisecond);
+
 }  // namespace
 }  // namespace velmora

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -63,6 +64,12 @@ class SleepMetricsGraphics {
   ImageRef drawRespRateGaugeWithSize(float size, const MetricDictionary& dict);
   ImageRef drawConsistencyGaugeWithSize(float size, const MetricDictionary& dict);
   ImageRef drawWristTempGaugeWithSize(float size, const MetricDictionary& dict);
+  // The readiness (or sleep fuel) dial: seven star segments, the needle at
+  // the stars of `value` (a readiness ratio, 1 at the baseline), the label
+  // above the hub and, by `legend`, the fuel icon (1), the readiness figure
+  // (2 or more) or none (0 or less) below it. The short form draws neither.
+  ImageRef drawReadiRingsWithSize(float size, float value, const std::optional<std::string>& label, int legend);
+  ImageRef drawReadiRingsWithSize(float size, float value);
 
   // The configuration number under `key` in "velmoraConfig"; 0.0 when missing.
   float getVelmoraConfigValueForKey(std::string_view key);

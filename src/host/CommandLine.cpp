@@ -190,7 +190,7 @@ struct NotifyArguments {
 struct RequestArguments {
   CLI::App* command{};
   std::vector<std::string> names;
-  OptionalText images;
+  OptionalText images, sheet;
 
   void add(CLI::App& app, std::map<const CLI::Option*, std::vector<std::string>>& choices) {
     command = addCommand(app, "request",
@@ -203,6 +203,11 @@ struct RequestArguments {
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     images.add(*command, "--images", "Write each image of the results as a PNG file into DIR", "DIR")
         ->check(notStandardOutput("name a directory"));
+    sheet
+        .add(*command, "--sheet",
+             "Also draw every image of the results side by side, each named by its operation, into one PNG file",
+             "FILE")
+        ->check(notStandardOutput("name a PNG file"));
     std::string footer = "Operations:";
     for (const Operation& known : operations()) {
       footer += "\n  " + std::string(known.name);
@@ -363,7 +368,7 @@ void CommandLine::runCommand(const Environment& env, std::istream& in, std::ostr
   if (a.notify.command->parsed())
     a.notify.toCommand().run(env, out, err);
   else if (a.request.command->parsed())
-    runRequest(a.request.names, a.request.images.path(), env, out);
+    runRequest(a.request.names, a.request.images.path(), a.request.sheet.path(), env, out);
   else
     a.defaults.toCommand().run(env, in, out);
 }

@@ -80,6 +80,12 @@ std::optional<std::string> GroupMetrics::currentNightKey(const MetricDictionary&
   return formatTools().YYMMDD(nightStart->dateByAddingTimeInterval(43200.0));
 }
 
+bool GroupMetrics::isOfCurrentNight(const std::string* key, const MetricDictionary& bank) {
+  if (!key) return false;
+  const std::optional<std::string> night = currentNightKey(bank);
+  return night && *key == *night;
+}
+
 bool GroupMetrics::watchDictIsValid() {
   formatTools();
   openStore();

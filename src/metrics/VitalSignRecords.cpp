@@ -71,11 +71,6 @@ constexpr double kNotableChange = 0.1;
 // A wrist temperature moves by hundredths of a degree.
 constexpr double kNotableTemperatureChange = 0.01;
 
-// Whether a summary of the bank belongs to the current night.
-bool isOfNight(const std::string* key, const std::optional<std::string>& night) {
-  return key && night && *key == *night;
-}
-
 }  // namespace
 
 std::optional<MetricDictionary> GroupMetrics::requestSpO2() { return vitalSignRecord(kSpO2); }
@@ -87,7 +82,7 @@ std::optional<MetricDictionary> GroupMetrics::vitalSignRecord(const VitalSignVoc
   const StoredDictionary bank = storedDictionary("bankDict");
   if (!bank) return std::nullopt;
   const MetricDictionary* summary = bank->dictionaryForKey(v.summary);
-  if (!summary || !isOfNight(summary->textForKey("key"), currentNightKey(*bank))) return std::nullopt;
+  if (!summary || !isOfCurrentNight(summary->textForKey("key"), *bank)) return std::nullopt;
 
   const auto named = [&](std::string_view pattern) { return stringWithFormat(pattern, {v.name}); };
   const std::string valueKeys[6] = {named("average%@"),  named("min%@"),  named("max%@"),
@@ -160,7 +155,7 @@ std::optional<MetricDictionary> GroupMetrics::requestWristTemp() {
   formatTools();
   openStore();
   const StoredDictionary bank = storedDictionary("bankDict");
-  if (!bank || !isOfNight(bank->textForKey("wristTempKey"), currentNightKey(*bank))) return std::nullopt;
+  if (!bank || !isOfCurrentNight(bank->textForKey("wristTempKey"), *bank)) return std::nullopt;
 
   const float score = bank->floatForKey("wristTempScore");
   const float today = bank->floatForKey("wristTempTodayValue");

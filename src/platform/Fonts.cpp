@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <unordered_set>
 #include <utility>
 
@@ -26,12 +27,21 @@ constexpr double kLargestPointSize = 4096;
 // character: emoji come before the plain symbol font, so that a bed (U+1F6CF)
 // shows in colour as it does on the phone. The fallback faces' families follow.
 constexpr std::string_view kFamilies = "Inter, DejaVu Sans, Noto Color Emoji, Noto Sans Symbols2";
+constexpr const char* kSystemFamily = "Inter";
+static_assert(kFamilies.starts_with("Inter,"));
 
 // Colour emoji come as bitmaps of one pixel size: scale them to the size the
-// text asks for, as a desktop configuration does.
+// text asks for, as a desktop configuration does. And as there, the generic
+// family "emoji", which the layout asks for an emoji sequence as a whole
+// (a man getting a massage is a person, a joiner and a male sign), is the
+// colour emoji face: the sequence stays one picture.
 constexpr const char* kConfiguration = R"(<?xml version="1.0"?>
 <!DOCTYPE fontconfig SYSTEM "urn:fontconfig:fonts.dtd">
 <fontconfig>
+  <alias binding="same">
+    <family>emoji</family>
+    <prefer><family>Noto Color Emoji</family></prefer>
+  </alias>
   <match target="font">
     <test name="outline" compare="eq"><bool>false</bool></test>
     <edit name="pixelsizefixupfactor" mode="assign">
@@ -116,14 +126,15 @@ std::string missingCharacters(PangoLayout* layout) {
 
 // ---------------------------------------------------------------------------
 
-TextLine::TextLine(PangoLayout* adopted) : layout_(adopted) {
+TextLine::TextLine(PangoLayout* adopted, int ascent, int descent) : layout_(adopted) {
   if (!layout_) return;
   PangoRectangle ink, logical;
   pango_layout_get_extents(layout_, &ink, &logical);
-  size_ = {points(logical.width), points(logical.height)};
-  origin_ = {-points(logical.x), -points(logical.y)};
-  ink_ = {points(ink.x - logical.x), points(ink.y - logical.y), points(ink.width), points(ink.height)};
-  baseline_ = points(pango_layout_get_baseline(layout_) - logical.y);
+  const int top = pango_layout_get_baseline(layout_) - ascent;
+  size_ = {points(logical.width), points(ascent + descent)};
+  origin_ = {-points(logical.x), -points(top)};
+  ink_ = {points(ink.x - logical.x), points(ink.y - top), points(ink.width), points(ink.height)};
+  baseline_ = points(ascent);
   truncated_ = pango_layout_is_ellipsized(layout_);
 }
 
@@ -171,6 +182,9 @@ struct FontSet::State {
   WarningSink warn;
   std::unordered_set<std::string> reportedTexts;  // each text's missing characters are reported once
   std::unordered_map<std::string, TextLine> lines;
+  // The system font's ascent and descent per point of size, by weight, read
+  // once: unhinted, its line scales with the size.
+  std::optional<std::pair<double, double>> systemLines[3];
 
   void warning(const std::string& message) const {
     if (warn) warn(message);
@@ -362,8 +376,28 @@ TextLine FontSet::layOut(std::string_view text, const Font& font, double truncat
   if (pango_layout_get_unknown_glyphs_count(layout) > 0 && s.reportedTexts.emplace(text).second)
     s.warning("no font has " + missingCharacters(layout) + ", in \"" + std::string(text) + "\"");
 
+  // A line is as tall as the system font's line at its size: a glyph of a
+  // fallback face (a Korean syllable, a symbol, an emoji) sits on the same
+  // baseline without stretching it, so that texts placed by their height, as
+  // the gauges place theirs, sit alike in every language.
+  std::optional<std::pair<double, double>>& perPoint = s.systemLines[static_cast<int>(font.weight)];
+  if (!perPoint) {
+    constexpr double kReadingSize = 100.0;
+    PangoFontDescription* system = pango_font_description_new();
+    pango_font_description_set_family_static(system, kSystemFamily);
+    pango_font_description_set_weight(system, pangoWeight(font.weight));
+    pango_font_description_set_absolute_size(system, kReadingSize * PANGO_SCALE);
+    PangoFontMetrics* metrics = pango_context_get_metrics(s.context, system, pango_language_from_string("en"));
+    perPoint.emplace(pango_font_metrics_get_ascent(metrics) / kReadingSize,
+                     pango_font_metrics_get_descent(metrics) / kReadingSize);
+    pango_font_metrics_unref(metrics);
+    pango_font_description_free(system);
+  }
+  const auto ascent = static_cast<int>(std::lround(perPoint->first * font.pointSize));
+  const auto descent = static_cast<int>(std::lround(perPoint->second * font.pointSize));
+
   if (s.lines.size() >= kCachedLines) s.lines.clear();
-  return s.lines.emplace(std::move(key), TextLine(layout)).first->second;
+  return s.lines.emplace(std::move(key), TextLine(layout, ascent, descent)).first->second;
 }
 
 PlacedLine FontSet::placeInFrame(std::string_view text, Rect frame, const LabelStyle& style) const {

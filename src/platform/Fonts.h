@@ -55,7 +55,9 @@ struct TextAttributes {
 class TextLine {
  public:
   TextLine() = default;
-  explicit TextLine(PangoLayout* adopted);
+  // Takes the layout; its line is `ascent` above the baseline and `descent`
+  // below it, in Pango units.
+  TextLine(PangoLayout* adopted, int ascent, int descent);
   TextLine(const TextLine& other);
   TextLine& operator=(TextLine other) noexcept;
   ~TextLine();

@@ -57,8 +57,24 @@ class SleepMetricsUI : public SleepMetricsGraphics {
   void requestSpO2ForSwift();
   void requestRespRateForSwift();
 
+  // --- Readiness, sleep fuel and bedtime consistency --------------------------------
+
+  // The readiness (or fuel) dial with the rating, the two measurements' labels
+  // and indicator colours, the copy text, and in widget mode their tints;
+  // nothing without a record.
+  std::optional<MetricDictionary> requestReadiness();
+  std::optional<MetricDictionary> requestOctane();
+  // The consistency gauge with the average bedtime, its trend and the gauge's label.
+  std::optional<MetricDictionary> requestConsistency();
+  ImageRef swiftReadinessImage();
+  ImageRef swiftOctaneImage();
+  // Readiness and fuel publish under the same keys: the later call wins.
+  void requestReadinessForSwift();
+  void requestOctaneForSwift();
+
  private:
   GroupMetrics& groupMetrics();
+  std::optional<MetricDictionary> readinessDisplay(const std::optional<MetricDictionary>& record);
   ImageRef ringsImageOrWait(const std::optional<MetricDictionary>& d) const;
 
   std::unique_ptr<GroupMetrics> groupMetrics_;

@@ -2,33 +2,18 @@
 // displayable texts with its gauge, the widgets' images, and the texts the
 // widgets read from the SharedStore.
 
-#include <initializer_list>
 #include <string>
 
 #include "metrics/GroupMetrics.h"
 #include "metrics/WidgetPublishing.h"
 #include "palette/Pallet.h"
 #include "platform/UserDefaults.h"
+#include "presentation/DisplayDictionary.h"
 #include "presentation/SleepMetricsUI.h"
 
 namespace velmora {
 
 namespace {
-
-// Widgets show the gauges smaller.
-constexpr float kGaugeSize = 280.0f;
-constexpr float kWidgetGaugeSize = 220.0f;
-
-void copyKeys(const MetricDictionary& record, MetricDictionary& d, std::initializer_list<std::string_view> keys) {
-  for (const std::string_view key : keys) {
-    const Value* value = record.objectForKey(key);
-    d.setValue(key, value ? std::optional(*value) : std::nullopt);
-  }
-}
-
-void setImage(MetricDictionary& d, ImageRef image) {
-  if (image) d.setValue("ringsImage", Value(std::move(image)));
-}
 
 // What a vital sign's widget reads. The names differ between the two signs
 // on purpose: breathing publishes its bare widget figure but resets its

@@ -48,6 +48,21 @@ TEST(FontSet, EveryTextOfTheBundleAndEverySymbolHasItsGlyphs) {
   EXPECT_EQ(fonts.warnings, std::vector<std::string>{});
 }
 
+// Whatever face a glyph comes from, a line is as tall as the system font's and keeps its baseline: texts placed
+// by their height sit alike in every language. An emoji sequence stays one picture: a man getting a massage
+// (person, joiner, male sign) is as wide as a medal.
+TEST(FontSet, FallbackGlyphsKeepTheSystemFontsLine) {
+  Fonts fonts;
+  const Font font = Font::systemFontOfSize(26, FontWeight::kBold);
+  const TextLine latin = fonts.set.line("Good", font);
+  for (const char* text : {"★★★⭒⭒", "최상", "🥇", "☾ Z"}) {
+    const TextLine line = fonts.set.line(text, font);
+    EXPECT_EQ(line.size().height, latin.size().height) << text;
+    EXPECT_EQ(line.baseline(), latin.baseline()) << text;
+  }
+  EXPECT_NEAR(fonts.set.line("💆‍♂️", font).size().width, fonts.set.line("🥇", font).size().width, 0.01);
+}
+
 // The large faces of Hangul, kana and Han are read only by a run that draws them: those of its preferred languages
 // alone when they have what it draws.
 TEST(FontSet, FallbackFacesAreReadOnlyWhenATextNeedsThem) {
