@@ -1,13 +1,16 @@
 #include "host/DefaultsCommand.h"
 
+#include <array>
 #include <iterator>
 #include <memory>
 #include <span>
 #include <vector>
 
+#include "host/DefaultsValues.h"
 #include "host/Errors.h"
 #include "host/Files.h"
 #include "host/JsonForms.h"
+#include "host/Suggestions.h"
 #include "platform/PropertyList.h"
 #include "platform/UserDefaults.h"
 
@@ -15,17 +18,24 @@ namespace velmora::host {
 
 namespace {
 
+struct Domain {
+  const char* name;
+  std::string_view full;
+};
+constexpr std::array<Domain, 2> kDomains{
+    {{"shared", Environment::kSharedSuite}, {"standard", Environment::kStandardDomain}}};
+
 // The domain's file, with the store's warnings collected rather than printed:
 // what stops the command is its error, said once.
 std::shared_ptr<UserDefaults> openDomain(const Environment& env, std::string_view domain,
                                          std::vector<std::string>& warnings) {
   auto collect = [&warnings](std::string_view message) { warnings.emplace_back(message); };
-  if (domain == "shared" || domain == Environment::kSharedSuite)
-    return std::make_shared<UserDefaults>(env.preferencesFile(Environment::kSharedSuite), collect);
-  if (domain == "standard" || domain == Environment::kStandardDomain)
-    return std::make_shared<UserDefaults>(env.preferencesFile(Environment::kStandardDomain), collect);
-  throw UsageError("unknown domain \"" + std::string(domain) + "\": use shared (" +
-                   std::string(Environment::kSharedSuite) + ") or standard (" +
+  for (const Domain& known : kDomains)
+    if (domain == known.name || domain == known.full)
+      return std::make_shared<UserDefaults>(env.preferencesFile(known.full), collect);
+  throw UsageError("unknown domain \"" + std::string(domain) + "\"" +
+                   didYouMean(domain, DefaultsCommand::domainNames()) + "; the domains are shared (" +
+                   std::string(Environment::kSharedSuite) + ") and standard (" +
                    std::string(Environment::kStandardDomain) + ")");
 }
 
@@ -46,19 +56,14 @@ std::string readAll(std::istream& in) { return std::string(std::istreambuf_itera
 
 std::string readInput(const std::string& file, std::istream& in) { return file == "-" ? readAll(in) : readFile(file); }
 
-// A file to import is a JSON object in the host's forms, or a property list
-// (binary or XML) such as the platform's defaults tool exports.
-MetricDictionary importedContents(const std::string& bytes, const std::string& source) {
+bool isPropertyList(const std::string& bytes) {
   const auto first = bytes.find_first_not_of(" \t\r\n");
-  const bool propertyList = bytes.starts_with("bplist") || (first != std::string::npos && bytes[first] == '<');
-  if (propertyList) {
-    const auto* begin = reinterpret_cast<const std::uint8_t*>(bytes.data());
-    PlistReadResult read = parsePropertyList(std::span(begin, bytes.size()));
-    if (!read.value) throw CommandError(source + ": not a property list we can read: " + read.error);
-    const MetricDictionary* contents = read.value->dictionary();
-    if (!contents) throw CommandError(source + ": the property list is not a dictionary");
-    return *contents;
-  }
+  return bytes.starts_with("bplist") || (first != std::string::npos && bytes[first] == '<');
+}
+
+// A domain imported from a JSON object in the host's forms.
+MetricDictionary importedJson(const std::string& bytes, const std::string& source) {
+  if (auto wide = integerBeyond64Bits(bytes)) throw CommandError(source + ": " + beyond64BitsMessage(*wide));
   Json json;
   try {
     json = Json::parse(bytes);
@@ -73,13 +78,14 @@ MetricDictionary importedContents(const std::string& bytes, const std::string& s
   }
 }
 
-Value valueArgument(const std::string& text) {
+Value jsonValue(const std::string& text) {
+  if (auto wide = integerBeyond64Bits(text)) throw UsageError(beyond64BitsMessage(*wide));
   Json json;
   try {
     json = Json::parse(text);
   } catch (const Json::exception& error) {
-    throw UsageError("the value is not JSON (" + plainMessage(error) + "); a text is written in quotes, e.g. '\"" +
-                     text + "\"'");
+    throw UsageError("the value is not JSON (" + plainMessage(error) + "): write a text in quotes, '\"" + text +
+                     "\"', or give its type, -string " + text);
   }
   try {
     return valueFromJson(json);
@@ -88,11 +94,87 @@ Value valueArgument(const std::string& text) {
   }
 }
 
-void writeOutput(const std::string& text, const std::optional<std::string>& file, std::ostream& out) {
+// The value words of `write`: one JSON value, or a type flag and its words.
+TypedValue writtenValue(const std::vector<std::string>& words) {
+  if (words.empty())
+    throw UsageError("give the value: JSON (8, 8.0, '\"Ada\"'), or a type flag and its value (-int 8, -string Ada)");
+  if (isTypeFlag(words.front())) return typedValue(words);
+  if (words.size() > 1)
+    throw UsageError("a JSON value is one argument: quote it ('[1, 2]'), or give its type first (-array 1 2)");
+  return {TypedValue::Merge::kReplace, jsonValue(words.front())};
+}
+
+std::string aTypeName(const Value& value);
+
+// "-array-add" and "-dict-add": the key's container with the new items, made
+// from the domain as it is while the file is locked.
+UserDefaults::Edit merged(const MetricDictionary& current, const std::string& domain, const std::string& key,
+                          const TypedValue& typed) {
+  const Value* now = current.objectForKey(key);
+  if (!now) return {{{key, typed.value}}, {}, {}};
+  if (typed.merge == TypedValue::Merge::kAppendToArray) {
+    if (!now->array())
+      return {{},
+              {},
+              "the value of (" + domain + ", " + key + ") is " + aTypeName(*now) +
+                  ", not an array: " + "-array-add appends to an array; -array replaces the value"};
+    Array items = *now->array();
+    items.insert(items.end(), typed.value.array()->begin(), typed.value.array()->end());
+    return {{{key, Value(std::move(items))}}, {}, {}};
+  }
+  if (!now->dictionary())
+    return {{},
+            {},
+            "the value of (" + domain + ", " + key + ") is " + aTypeName(*now) +
+                ", not a dictionary: " + "-dict-add adds to a dictionary; -dict replaces the value"};
+  MetricDictionary entries = *now->dictionary();
+  for (const auto& [name, item] : *typed.value.dictionary()) entries.setObject(name, item);
+  return {{{key, Value(std::move(entries))}}, {}, {}};
+}
+
+// The type names of the platform's `read-type`.
+std::string typeName(const Value& value) {
+  switch (value.kind()) {
+    case Value::Kind::kText:
+      return "string";
+    case Value::Kind::kInteger:
+    case Value::Kind::kWideInteger:
+      return "integer";
+    case Value::Kind::kFloat:
+    case Value::Kind::kDouble:
+      return "float";
+    case Value::Kind::kBoolean:
+      return "boolean";
+    case Value::Kind::kDate:
+      return "date";
+    case Value::Kind::kData:
+      return "data";
+    case Value::Kind::kArray:
+      return "array";
+    case Value::Kind::kDictionary:
+      return "dictionary";
+    case Value::Kind::kUid:
+      return "uid";
+    case Value::Kind::kColour:
+      return "colour";
+    case Value::Kind::kImage:
+      return "image";
+    case Value::Kind::kNull:
+      break;
+  }
+  return "null";
+}
+
+std::string aTypeName(const Value& value) {
+  const std::string name = typeName(value);
+  return (name.find_first_of("aeiou") == 0 ? "an " : "a ") + name;
+}
+
+void writeOutput(std::string_view bytes, const std::optional<std::string>& file, std::ostream& out) {
   if (!file || *file == "-")
-    out << text;
+    out << bytes;
   else
-    writeFile(*file, text);
+    writeFile(*file, bytes);
 }
 
 // A change the store refused: the reasons it gave, else `fallback`.
@@ -105,7 +187,26 @@ CommandError refused(std::vector<std::string>& warnings, const std::string& fall
 
 }  // namespace
 
+const std::vector<std::string>& DefaultsCommand::formatNames() {
+  static const std::vector<std::string> names{"json", "xml1", "binary1"};
+  return names;
+}
+
+const std::vector<std::string>& DefaultsCommand::domainNames() {
+  static const std::vector<std::string> names = [] {
+    std::vector<std::string> list;
+    for (const Domain& domain : kDomains) list.emplace_back(domain.name);
+    return list;
+  }();
+  return names;
+}
+
 void DefaultsCommand::run(const Environment& env, std::istream& in, std::ostream& out) const {
+  if (verb == Verb::kDomains) {
+    for (const Domain& known : kDomains)
+      out << known.name << '\t' << known.full << '\t' << env.preferencesFile(known.full).string() << '\n';
+    return;
+  }
   std::vector<std::string> warnings;
   const std::shared_ptr<UserDefaults> store = openDomain(env, domain, warnings);
   // Printed as warnings when the command succeeds (a file written whose directory could not be flushed).
@@ -116,27 +217,47 @@ void DefaultsCommand::run(const Environment& env, std::istream& in, std::ostream
       for (const std::string& warning : warnings) env.warning(warning);
     }
   } flush{env, warnings};
-  if (key && !isValidUtf8(*key)) throw UsageError("the key is not valid UTF-8");
+  for (const auto* name : {&key, &newKey})
+    if (*name && !isValidUtf8(**name)) throw UsageError("the key is not valid UTF-8");
   // A domain that cannot be read is no empty domain: reading, exporting or changing it fails.
   if (auto problem = store->problem()) throw CommandError(*problem);
   const JsonForms forms(env.timeZone);
   const std::string fileName = store->file().string();
+  const std::string keyName = key.value_or("");
 
   switch (verb) {
-    case Verb::kRead: {
+    case Verb::kRead:
+    case Verb::kReadType: {
       if (!key) {
         out << writeJson(forms.members(store->dictionaryRepresentation()));
         return;
       }
       const std::optional<Value> found = store->objectForKey(*key);
       if (!found) throw CommandError(missingPair(domain, *key));
-      out << writeJson(forms.toJson(*found));
+      if (verb == Verb::kReadType)
+        out << "Type is " << typeName(*found) << '\n';
+      else
+        out << writeJson(forms.toJson(*found));
       return;
     }
     case Verb::kWrite: {
-      Value stored = valueArgument(value.value_or(""));
-      if (!store->setObject(std::move(stored), key.value_or("")))
-        throw refused(warnings, "could not store \"" + key.value_or("") + "\" in " + fileName);
+      const TypedValue typed = writtenValue(value);
+      const bool stored =
+          typed.merge == TypedValue::Merge::kReplace
+              ? store->setObject(typed.value, keyName)
+              : store->edit([&](const MetricDictionary& current) { return merged(current, domain, keyName, typed); });
+      if (!stored) throw refused(warnings, "could not store \"" + keyName + "\" in " + fileName);
+      return;
+    }
+    case Verb::kRename: {
+      const std::string& renamed = newKey.value_or("");
+      const bool done = store->edit([&](const MetricDictionary& current) -> UserDefaults::Edit {
+        const Value* found = current.objectForKey(keyName);
+        if (!found) return {{}, {}, missingPair(domain, keyName)};
+        if (renamed == keyName) return {};
+        return {{{renamed, *found}}, {keyName}, {}};
+      });
+      if (!done) throw refused(warnings, "could not rename \"" + keyName + "\" in " + fileName);
       return;
     }
     case Verb::kDelete: {
@@ -147,18 +268,38 @@ void DefaultsCommand::run(const Environment& env, std::istream& in, std::ostream
         return;
       }
       if (store->dictionaryRepresentation().empty()) return;  // nothing to delete
-      if (!store->replaceAll({})) throw refused(warnings, "could not empty " + fileName);
+      if (!store->replaceAll(MetricDictionary{})) throw refused(warnings, "could not empty " + fileName);
       return;
     }
     case Verb::kImport: {
       const std::string source = file.value_or("-");
-      const MetricDictionary contents =
-          importedContents(readInput(source, in), source == "-" ? "standard input" : source);
-      if (!store->replaceAll(contents)) throw refused(warnings, "could not write " + fileName);
+      const std::string sourceName = source == "-" ? "standard input" : source;
+      const std::string bytes = readInput(source, in);
+      bool imported = false;
+      if (isPropertyList(bytes)) {
+        std::string error;
+        std::optional<PlistDocument> document =
+            PlistDocument::read(std::vector<std::uint8_t>(bytes.begin(), bytes.end()), error);
+        if (!document) throw CommandError(sourceName + ": " + error);
+        imported = store->replaceAll(*document);
+      } else {
+        imported = store->replaceAll(importedJson(bytes, sourceName));
+      }
+      if (!imported) throw refused(warnings, "could not write " + fileName);
       return;
     }
-    case Verb::kExport:
-      writeOutput(writeJson(forms.members(store->dictionaryRepresentation())), file, out);
+    case Verb::kExport: {
+      if (format == Format::kJson) {
+        writeOutput(writeJson(forms.members(store->dictionaryRepresentation())), file, out);
+        return;
+      }
+      std::string problem;
+      const auto bytes = store->propertyList(format == Format::kXml ? PlistFormat::Xml : PlistFormat::Binary, problem);
+      if (!bytes) throw CommandError(formatNames()[static_cast<std::size_t>(format)] + ": " + problem);
+      writeOutput(std::string_view(reinterpret_cast<const char*>(bytes->data()), bytes->size()), file, out);
+      return;
+    }
+    case Verb::kDomains:
       return;
   }
 }

@@ -4,27 +4,39 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "platform/Environment.h"
 
 namespace velmora::host {
 
 // `velmora defaults VERB DOMAIN ...`, in the manner of the platform's own
-// defaults tool, with values in the host's JSON forms. DOMAIN is "shared"
-// (the suite the main app writes) or "standard" (the extension's own
-// defaults); the full domain names are accepted too.
+// defaults tool, with values in the host's JSON forms or the tool's typed
+// forms ("-int 8", "-array a b"). DOMAIN is "shared" (the suite the main app
+// writes) or "standard" (the extension's own defaults); the full domain names
+// are accepted too.
 struct DefaultsCommand {
-  enum class Verb { kRead, kWrite, kDelete, kImport, kExport };
+  enum class Verb { kRead, kReadType, kWrite, kRename, kDelete, kImport, kExport, kDomains };
+  // What `export` writes: the JSON forms, or a property list as the platform's tool writes one.
+  enum class Format { kJson, kXml, kBinary };
 
   Verb verb = Verb::kRead;
   std::string domain;
-  std::optional<std::string> key;    // read, write, delete
-  std::optional<std::string> value;  // write: one JSON value
-  std::optional<std::string> file;   // import (required), export; "-" is standard input / output
+  std::optional<std::string> key;     // read, read-type, write, rename (the old key), delete
+  std::optional<std::string> newKey;  // rename
+  // write: one JSON value, or a type flag and its words ("-array", "a", "b")
+  std::vector<std::string> value;
+  std::optional<std::string> file;  // import (required), export; "-" is standard input / output
+  Format format = Format::kJson;
 
   // Throws UsageError (bad domain, a value that is not JSON) or CommandError
   // (a missing key, a file that cannot be read or written, a store that cannot be changed).
   void run(const Environment& env, std::istream& in, std::ostream& out) const;
+
+  // The names `--format` takes, in the order of Format.
+  static const std::vector<std::string>& formatNames();
+  // The short names of the domains, "shared" and "standard".
+  static const std::vector<std::string>& domainNames();
 };
 
 }  // namespace velmora::host

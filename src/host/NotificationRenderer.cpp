@@ -1,8 +1,12 @@
 #include "host/NotificationRenderer.h"
 
+#include <unicode/locid.h>
+#include <unicode/reldatefmt.h>
+
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <string>
 
 #include "platform/DrawingSurface.h"
 #include "platform/Fonts.h"
@@ -41,8 +45,9 @@ void drawLabel(DrawingSurface& s, const Environment& env, const std::string& tex
   s.drawLine(placed.line, placed.origin, layout.textColour);
 }
 
-// The app's line above the content, as the system heads every notification.
-void drawHeader(DrawingSurface& s, double width) {
+// The app's line above the content, as the system heads every notification: its icon, its name (which no
+// language changes) and when the notification came.
+void drawHeader(DrawingSurface& s, double width, const std::string& when) {
   fillRoundedRect(s, {16, 11, 18, 18}, 5, Colour::hsba(0.5361111111111111, 0.8, 0.75));
   s.setStrokeColor(Colour::whiteColor());
   s.setLineWidth(2);
@@ -51,8 +56,8 @@ void drawHeader(DrawingSurface& s, double width) {
   s.strokePath();
   const Colour subtle = Colour::hsba(0.1527777777777778, 0.05, 0.67);
   s.drawAtPoint("VELMORA", {42, 12}, TextAttributes(Font::systemFontOfSize(13, FontWeight::kBold), subtle));
-  const TextAttributes when(Font::systemFontOfSize(13), subtle);
-  s.drawAtPoint("now", {width - 16 - s.sizeWithAttributes("now", when).width, 12}, when);
+  const TextAttributes attributes(Font::systemFontOfSize(13), subtle);
+  s.drawAtPoint(when, {width - 16 - s.sizeWithAttributes(when, attributes).width, 12}, attributes);
 }
 
 }  // namespace
@@ -86,7 +91,7 @@ ImageRef renderNotification(const Environment& env, const InterfaceDescription& 
   // The card is laid out square; a taller or wider description leaves the rest clear.
   DrawingSurface s = DrawingSurface::beginImageContext(env, std::max(width, height));
   fillRoundedRect(s, {0, 0, width, height}, kCardRadius, layout.background);
-  drawHeader(s, width);
+  drawHeader(s, width, justNowText(env));
 
   // In declaration order, so that later slots sit on top.
   const std::vector<SlotPlacement> placed = placeSlots(layout, slots);
@@ -111,6 +116,18 @@ ImageRef renderNotification(const Environment& env, const InterfaceDescription& 
   ImageRef image = s.getImage();
   s.end();
   return image;
+}
+
+std::string justNowText(const Environment& env) {
+  UErrorCode status = U_ZERO_ERROR;
+  const icu::Locale language =
+      icu::Locale::forLanguageTag(env.languages.empty() ? "en" : env.languages.front(), status);
+  const icu::RelativeDateTimeFormatter formatter(U_SUCCESS(status) ? language : icu::Locale::getEnglish(), status);
+  icu::UnicodeString word;
+  formatter.format(UDAT_DIRECTION_PLAIN, UDAT_ABSOLUTE_NOW, word, status);
+  std::string text;
+  if (U_SUCCESS(status)) word.toUTF8String(text);
+  return text.empty() ? "now" : text;
 }
 
 }  // namespace velmora::host

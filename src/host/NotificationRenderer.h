@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "extension/DisplaySlot.h"
@@ -27,5 +28,10 @@ std::vector<SlotPlacement> placeSlots(const InterfaceDescription& layout, const 
 // image slot's picture), in declaration order so that later slots sit on top.
 // The slots are the renderer's own: each image is let go once it is drawn.
 ImageRef renderNotification(const Environment& env, const InterfaceDescription& layout, std::vector<DisplaySlot> slots);
+
+// The system's word in the header for a notification that has just come
+// ("now", "jetzt", "今"), in the device's language: the first preferred one,
+// which the system's own texts follow whatever tables the bundle has.
+std::string justNowText(const Environment& env);
 
 }  // namespace velmora::host

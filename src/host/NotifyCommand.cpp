@@ -10,6 +10,7 @@
 #include "host/ImageFiles.h"
 #include "host/JsonForms.h"
 #include "host/NotificationRenderer.h"
+#include "host/Suggestions.h"
 #include "platform/Image.h"
 
 namespace velmora::host {
@@ -36,7 +37,7 @@ std::string categoryFromPayload(const std::filesystem::path& file) {
   return aps["category"].get<std::string>();
 }
 
-void NotifyCommand::run(const Environment& env, std::ostream& out) const {
+void NotifyCommand::run(const Environment& env, std::ostream& out, std::ostream& notes) const {
   if (category && payload) throw UsageError("give either a CATEGORY or --payload FILE, not both");
   if (!category && !payload) throw UsageError("give the notification's CATEGORY (e.g. BEDTIME) or --payload FILE");
   const std::string identifier = category ? *category : categoryFromPayload(*payload);
@@ -54,8 +55,9 @@ void NotifyCommand::run(const Environment& env, std::ostream& out) const {
   if (std::find(handled.begin(), handled.end(), identifier) == handled.end()) {
     std::string names;
     for (std::string_view name : handled) names += (names.empty() ? "" : " and ") + std::string(name);
-    env.warning("the extension does not handle the category \"" + identifier + "\" (only " + names +
-                "): the slots are as the interface created them");
+    const auto meant = nearestName(identifier, std::vector<std::string>(handled.begin(), handled.end()));
+    notes << "velmora: note: the extension does not handle the category \"" << identifier << "\" (only " << names
+          << (meant ? "; did you mean " + *meant + "?" : "") << "): the slots are as the interface created them\n";
   }
 
   // Everything is drawn and checked before anything is written, so that a failure leaves no half result.

@@ -20,7 +20,8 @@ struct NotifyCommand {
 
   // Throws UsageError (neither or both of category and payload) or
   // CommandError (an unreadable payload, a picture that cannot be written).
-  void run(const Environment& env, std::ostream& out) const;
+  // A note for the person (a category the extension does not handle) goes to `notes`.
+  void run(const Environment& env, std::ostream& out, std::ostream& notes) const;
 };
 
 // The category identifier of an APNs-style payload: {"aps": {"category": ...}}.

@@ -7,6 +7,7 @@
 #include "host/Errors.h"
 #include "host/ImageFiles.h"
 #include "host/JsonForms.h"
+#include "host/Suggestions.h"
 #include "metrics/GroupMetrics.h"
 #include "presentation/SleepMetricsUI.h"
 
@@ -159,7 +160,13 @@ void runRequest(const std::vector<std::string>& names, const std::optional<std::
   std::vector<const Operation*> calls;
   for (const std::string& name : names) {
     const Operation* op = findOperation(name);
-    if (!op) throw UsageError("unknown operation \"" + name + "\"; valid operations: " + validNames());
+    if (!op) {
+      std::vector<std::string> known;
+      for (const Operation& operation : kOperations) known.emplace_back(operation.name);
+      const auto meant = nearestName(name, known);
+      throw UsageError("unknown operation \"" + name + "\"" + (meant ? " (did you mean " + *meant + "?)" : "") +
+                       "; valid operations: " + validNames());
+    }
     calls.push_back(op);
   }
 

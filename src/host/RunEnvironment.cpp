@@ -191,6 +191,7 @@ std::optional<std::string> ProcessContext::variable(std::string_view name) const
 Environment makeEnvironment(const GlobalOptions& options, const ProcessContext& process) {
   Environment env;
   env.warn = process.warn;
+  env.log = process.log;
   env.prefsDir = preferencesDirectory(options, process);
   env.resourcesDir = resourcesDirectory(options, process);
   env.now = currentInstant(options, process);

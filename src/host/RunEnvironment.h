@@ -34,6 +34,7 @@ struct ProcessContext {
   std::filesystem::path buildTree;        // the tree the program was built in
   std::filesystem::path sourceResources;  // the source tree's resources/, for a program run from its build tree
   WarningSink warn;                       // empty: standard error
+  WarningSink log;                        // lines of the system log, no warnings; empty: standard error
 
   static ProcessContext current();
 

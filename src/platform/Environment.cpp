@@ -73,10 +73,10 @@ WarningSink Environment::warningsOncePerRun() const {
 }
 
 void Environment::diagnostic(std::string_view message) const {
-  if (warn)
-    warn(message);
+  if (log)
+    log(message);
   else
-    std::cerr << "velmora: " << message << '\n';
+    std::cerr << "velmora: log: " << message << '\n';
 }
 
 }  // namespace velmora

@@ -34,7 +34,8 @@ struct Environment {
   int scale = 3;                             // screen scale of images
   std::filesystem::path prefsDir;            // one property-list file per preferences domain
   std::filesystem::path resourcesDir;        // the bundle: string tables and pictures
-  WarningSink warn;                          // empty: diagnostics go to standard error
+  WarningSink warn;                          // empty: warnings go to standard error
+  WarningSink log;                           // the system log, which holds no warnings; empty: standard error
 
   static constexpr std::string_view kSharedSuite = "group.quorvane.Velmora";
   static constexpr std::string_view kStandardDomain = "com.quorvane.Velmora.NotificationContent";
@@ -66,7 +67,7 @@ struct Environment {
   // A sink that reports each distinct message once in the whole run, however
   // many objects and store handles come upon the same problem.
   WarningSink warningsOncePerRun() const;
-  // A diagnostic line of the system log (goes where warnings go).
+  // A diagnostic line of the system log: information, never labelled a warning.
   void diagnostic(std::string_view message) const;
 
  private:

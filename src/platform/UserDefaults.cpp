@@ -229,4 +229,64 @@ bool UserDefaults::replaceAll(const MetricDictionary& replacement) {
   });
 }
 
+bool UserDefaults::replaceAll(const PlistDocument& source) {
+  return state_->write([&](PlistDocument& document, bool& unchanged) {
+    unchanged = false;
+    if (source.format() == document.format()) {
+      document = source;
+      return true;
+    }
+    StoredForm stored = storedForm(Value(source.contents()), document.format());
+    if (!stored.value) {
+      state_->warn(state_->file.string() + ": cannot store the domain: " + stored.problem);
+      return false;
+    }
+    document.assign(*stored.value->dictionary());
+    return true;
+  });
+}
+
+bool UserDefaults::edit(const std::function<Edit(const MetricDictionary& current)>& work) {
+  return state_->write([&](PlistDocument& document, bool& unchanged) {
+    const Edit edit = work(state_->contents);
+    if (edit.refusal) {
+      state_->warn(*edit.refusal);
+      return false;
+    }
+    unchanged = true;
+    for (const std::string& key : edit.remove) {
+      unchanged = unchanged && !state_->index.contains(key);
+      document.remove(key);
+    }
+    for (const auto& [key, value] : edit.set) {
+      auto stored = state_->storable(key, value);
+      if (!stored) return false;
+      const auto current = state_->index.find(key);
+      unchanged = unchanged && current != state_->index.end() && *current->second == *stored;
+      document.set(key, std::move(*stored));
+    }
+    return true;
+  });
+}
+
+std::optional<std::vector<std::uint8_t>> UserDefaults::propertyList(PlistFormat format, std::string& problem) const {
+  state_->refresh();
+  if (state_->unusable) {
+    problem = state_->file.string() + ": " + *state_->unusable;
+    return std::nullopt;
+  }
+  PlistDocument copy = state_->document;
+  if (copy.format() != format) {
+    for (const auto& [key, value] : state_->contents) {
+      const StoredForm stored = storedEntry(key, value, format);
+      if (!stored.value) {
+        problem = "\"" + validUtf8(key) + "\" cannot be written: " + stored.problem;
+        return std::nullopt;
+      }
+    }
+    return serializePropertyList(Value(state_->contents), format);
+  }
+  return copy.write();
+}
+
 }  // namespace velmora

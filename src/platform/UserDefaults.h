@@ -2,12 +2,15 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/Environment.h"
+#include "platform/PropertyList.h"
 #include "platform/Value.h"
 
 namespace velmora {
@@ -49,6 +52,29 @@ class UserDefaults {
   bool removeObjectForKey(std::string_view key);
   // Replaces the whole domain (the defaults tool's import).
   bool replaceAll(const MetricDictionary& contents);
+  // The same from a property-list file's document. When the file keeps the
+  // document's format (a new file is binary), every entry goes in exactly as
+  // the document holds it (single-precision reals, UIDs, the text of XML
+  // entries); otherwise each becomes its stored form in the file's format.
+  bool replaceAll(const PlistDocument& source);
+
+  // A change worked out from the domain as it is while the file is locked,
+  // so that no other writer's change slips in between reading and writing
+  // (appending to an array, renaming a key). `work` says which keys to set
+  // and to remove, or why nothing may change (warned, and false returned).
+  struct Edit {
+    std::vector<MetricDictionary::Entry> set;
+    std::vector<std::string> remove;
+    std::optional<std::string> refusal;
+  };
+  bool edit(const std::function<Edit(const MetricDictionary& current)>& work);
+
+  // The domain as the bytes of a property-list file in `format`. In the
+  // file's own format every entry is exactly as the file holds it; in the
+  // other, each is its stored form there (XML keeps whole seconds of dates).
+  // Nothing, with `problem` naming the key and the reason, when an entry has
+  // no form in `format` (a UID in XML) or the domain cannot be read.
+  std::optional<std::vector<std::uint8_t>> propertyList(PlistFormat format, std::string& problem) const;
 
   const std::filesystem::path& file() const;
 

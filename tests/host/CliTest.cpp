@@ -2,6 +2,8 @@
 // JSON that `notify` and `request` print.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "VelmoraProcess.h"
 #include "extension/NotificationViewController.h"
 #include "host/Files.h"
@@ -36,10 +38,17 @@ TEST_F(Program, ExitStatusAndMessageSayWhatHappened) {
   } cases[] = {
       {"no command", {}, 2, "give a command: the velmora commands are notify, request, defaults"},
       {"unknown command", {"sleep"}, 2, "unknown command \"sleep\""},
-      {"unknown defaults verb", {"defaults", "copy"}, 2, "the velmora defaults commands are read, write"},
+      {"unknown defaults verb",
+       {"defaults", "copy"},
+       2,
+       "the velmora defaults commands are read, read-type, write, rename, delete, import, export, domains"},
       {"bad scale", {"--scale", "0", "notify", "BEDTIME"}, 2, "--scale: 0 is not a screen scale"},
       {"category and payload", {"notify", "BEDTIME", "--payload", "p.json"}, 2, "not both"},
       {"unknown operation", {"request", "sleepNow"}, 2, "unknown operation \"sleepNow\"; valid operations:"},
+      {"operation mistyped",
+       {"request", "requestQualty"},
+       2,
+       "unknown operation \"requestQualty\" (did you mean requestQuality?); valid operations:"},
       {"unknown domain", {"defaults", "read", "global"}, 2, "unknown domain \"global\""},
       {"value not JSON", {"defaults", "write", "shared", "name", "Ada"}, 2, "'\"Ada\"'"},
       {"empty preferences directory", {"--prefs", "", "defaults", "read", "shared"}, 2, "--prefs: give a directory"},
@@ -51,7 +60,7 @@ TEST_F(Program, ExitStatusAndMessageSayWhatHappened) {
       {"payload without aps", {"notify", "--payload", notAPayload}, 1, "has no \"aps\" object"},
       {"PNG unwritable", {"notify", "BEDTIME", "--png", "/no/dir/n.png"}, 1, "--png: /no/dir/n.png: No such"},
       {"version", {"--version"}, 0, "velmora 0."},
-      {"help", {"--help"}, 0, "Usage: velmora [OPTIONS] SUBCOMMAND"},
+      {"help", {"--help"}, 0, "Usage: velmora [OPTIONS] COMMAND"},
       {"operations listed", {"request", "--help"}, 0, "\n  GroupMetrics.requestWristTemp\n"},
       {"option after the command", {"defaults", "read", "shared", "--tz", "Asia/Seoul"}, 0, "{}"},
   };
@@ -63,6 +72,98 @@ TEST_F(Program, ExitStatusAndMessageSayWhatHappened) {
     if (c.status != 0) {
       EXPECT_EQ(result.out, "") << c.name;
     }
+  }
+}
+
+// A command line the parser refuses is said in the program's own words: the option or argument as typed, in
+// the order typed, with the nearest valid name when one is close, then where to find help.
+TEST_F(Program, RefusedCommandLinesNameWhatWasTypedAndWhatWasMeant) {
+  const struct {
+    std::vector<std::string> args;
+    std::string message;  // the whole first line of standard error, after "velmora: "
+    const char* helpOf;   // the command whose --help the second line names
+  } cases[] = {
+      {{"notify", "BEDTIME", "--pgn", "x"}, "unknown option --pgn; did you mean --png?", "velmora notify"},
+      {{"notify", "--pgn=x", "BEDTIME"}, "unknown option --pgn; did you mean --png?", "velmora notify"},
+      {{"notify", "BEDTIME", "-png", "x"}, "unknown option -png; did you mean --png?", "velmora notify"},
+      {{"--Scale", "2", "notify", "BEDTIME"}, "unknown option --Scale; did you mean --scale?", "velmora notify"},
+      {{"--lang", "de", "notify", "BEDTIME"}, "unknown option --lang; did you mean --languages?", "velmora notify"},
+      {{"defaults", "read", "shared", "--frobnicate"}, "unknown option --frobnicate", "velmora defaults read"},
+      {{"request", "swiftSleepBankImage", "--png", "x"},
+       "--png is an option of velmora notify, not of velmora request",
+       "velmora request"},
+      {{"--png", "x", "notify", "BEDTIME"},
+       "--png is an option of velmora notify: give it after notify",
+       "velmora notify"},
+      {{"notfy", "BEDTIME"}, "unknown command \"notfy\"; did you mean notify?", "velmora"},
+      {{"defaults", "read-typ", "shared", "k"},
+       "unknown command \"read-typ\"; did you mean read-type?",
+       "velmora defaults"},
+      {{"defaults", "read", "shraed"},
+       "unknown domain \"shraed\"; did you mean shared?; the domains are shared (group.quorvane.Velmora) and standard "
+       "(com.quorvane.Velmora.NotificationContent)",
+       "velmora defaults read"},
+      {{"notify", "BEDTIME", "first", "second"},
+       "unexpected arguments \"first\" \"second\" (usage: velmora notify [OPTIONS] [CATEGORY])",
+       "velmora notify"},
+      {{"defaults", "write", "shared"},
+       "give the KEY (usage: velmora defaults write [OPTIONS] DOMAIN KEY [VALUE])",
+       "velmora defaults write"},
+      {{"--prefs"}, "--prefs needs a DIR", "velmora"},
+      {{"notify", "BEDTIME", "--png"}, "--png needs a FILE", "velmora notify"},
+      {{"--scale", "two", "notify", "BEDTIME"},
+       "--scale: \"two\" is not understood: Screen scale of images, 1 to 4 (default: 3)",
+       "velmora notify"},
+      {{"defaults", "export", "shared", "--format", "xml"},
+       "--format: \"xml\" is not a format: json, xml1 or binary1",
+       "velmora defaults export"},
+      // Standard output carries the JSON: no image goes there, nor into a file called "-".
+      {{"notify", "BEDTIME", "--png", "-"},
+       "--png: \"-\" would be standard output, which carries the JSON; name a PNG file (./- for one called \"-\")",
+       "velmora notify"},
+      {{"request", "swiftSleepBankImage", "--sheet", "-"},
+       "--sheet: \"-\" would be standard output, which carries the JSON; name a PNG file (./- for one called \"-\")",
+       "velmora request"},
+      {{"request", "swiftSleepBankImage", "--images", "-"},
+       "--images: \"-\" would be standard output, which carries the JSON; name a directory (./- for one called \"-\")",
+       "velmora request"},
+  };
+  for (const auto& c : cases) {
+    const ProcessResult result = velmora(c.args);
+    EXPECT_EQ(result.status, 2) << c.message;
+    EXPECT_EQ(result.err, "velmora: " + c.message + "\nRun '" + c.helpOf + " --help' for usage.\n");
+    EXPECT_EQ(result.out, "") << c.message;
+  }
+  EXPECT_FALSE(std::filesystem::exists(home() / "-"));
+}
+
+// Each line on standard error says what it is: a warning where something is wrong, a note where the program
+// did what it was asked but the person may have meant something else, the system log's line where the
+// extension logs; nothing is labelled a warning that is not one.
+TEST_F(Program, DiagnosticsAreLabelledByWhatTheyAre) {
+  const std::string bank = R"({"bankDict": {"20250106": 26400.0, "20250105": 27900.0, "requiredHours": 7.5,
+                                            "medianWake": 36000.0}, "velmoraConfig": {"nightHour": 21}})";
+  ASSERT_EQ(velmora({"defaults", "import", "shared", "-"}, bank).status, 0);
+  const auto spoilt = home() / "spoilt" / "group.quorvane.Velmora.plist";
+  std::filesystem::create_directories(spoilt.parent_path());
+  host::writeFile(spoilt, "<plist><dict>");
+  const struct {
+    std::vector<std::string> args;
+    std::string line;  // the start of the one line on standard error
+  } cases[] = {
+      {{"request", "swiftBedtimeImage"}, "velmora: log: 10:42PM\n"},
+      {{"notify", "READINESS"}, "velmora: note: the extension does not handle the category \"READINESS\""},
+      {{"notify", "bedtime"},
+       "velmora: note: the extension does not handle the category \"bedtime\" (only BEDTIME and TIMEASLEEP; did you "
+       "mean BEDTIME?)"},
+      {{"--prefs", spoilt.parent_path().string(), "notify", "BEDTIME"},
+       "velmora: warning: " + spoilt.string() + ": not a valid property list"},
+  };
+  for (const auto& c : cases) {
+    const ProcessResult result = velmora(c.args);
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_TRUE(result.err.starts_with(c.line)) << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
   }
 }
 
@@ -167,7 +268,7 @@ TEST_F(Program, AnIncompleteBundleFailsLoudlyAndWritesNothing) {
        [](Path) {},
        {"notify", "READINESS"},
        0,
-       "velmora: warning: the extension does not handle the category \"READINESS\""},
+       "velmora: note: the extension does not handle the category \"READINESS\""},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);

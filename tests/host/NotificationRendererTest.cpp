@@ -109,6 +109,21 @@ TEST(NotificationRenderer, TheWidestTextOfEveryTableStaysInsideEveryLabel) {
   EXPECT_EQ(env.warnings, std::vector<std::string>{});
 }
 
+// The header's "now" is the system's, in the device's language (the first preferred one, not the locale of
+// formats, nor the tables the bundle happens to have); the app's name stays as it is.
+TEST(NotificationRenderer, TheHeaderSaysNowInTheDevicesLanguage) {
+  const std::pair<std::vector<std::string>, const char*> cases[] = {
+      {{"en"}, "now"},     {{"de", "en"}, "jetzt"}, {{"fr-CA"}, "maintenant"}, {{"es"}, "ahora"},      {{"ja"}, "今"},
+      {{"ko-KR"}, "지금"}, {{"nl"}, "nu"},          {{"en-GB", "de"}, "now"},  {{"not a tag"}, "now"},
+  };
+  for (const auto& [languages, word] : cases) {
+    TestEnvironment env;
+    env.languages = languages;
+    env.locale = "de_DE";
+    EXPECT_EQ(justNowText(env), word) << languages.front();
+  }
+}
+
 // What the card shows: an overlong statistic leaves the gutter between the columns and the card's margin as the
 // container's own colour, in every row of the statistics.
 TEST(NotificationRenderer, AnOverlongTextNeverReachesTheNextColumn) {

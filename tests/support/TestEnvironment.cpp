@@ -37,6 +37,7 @@ TestEnvironment::TestEnvironment(std::string_view isoNow, std::string zone, std:
   prefsDir = dir_.path() / "prefs";
   resourcesDir = VELMORA_TEST_RESOURCES;
   warn = [this](std::string_view message) { warnings.emplace_back(message); };
+  log = [this](std::string_view message) { logLines.emplace_back(message); };
 }
 
 std::vector<std::string> keysOf(const MetricDictionary& d) {

@@ -25,8 +25,8 @@ class TempDir {
 };
 
 // An environment with a fixed instant, zone and locale, an empty private
-// preferences directory, the source tree's resources, and warnings collected
-// instead of printed.
+// preferences directory, the source tree's resources, and warnings and log
+// lines collected instead of printed.
 class TestEnvironment : public Environment {
  public:
   explicit TestEnvironment(std::string_view isoNow = "2025-01-06T15:00:00+01:00", std::string zone = "Europe/Berlin",
@@ -36,6 +36,7 @@ class TestEnvironment : public Environment {
   void setNow(std::string_view isoNow);
 
   std::vector<std::string> warnings;
+  std::vector<std::string> logLines;
 
  private:
   TempDir dir_;
