@@ -1,8 +1,8 @@
 #include "extension/InterfaceDescription.h"
 
-#include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
+
+#include "platform/AtomicFile.h"
 
 namespace velmora {
 
@@ -127,15 +127,14 @@ InterfaceDescription InterfaceDescription::parse(std::string_view text, std::str
 
 InterfaceDescription InterfaceDescription::load(const Environment& env) {
   const auto file = env.resourcesDir / kFileName;
-  std::ifstream in(file);
-  if (!in) {
-    env.warning(file.string() + ": cannot read the notification's interface description");
+  const FileSnapshot read = readWholeFile(file);
+  if (!read.identity.exists || !read.error.empty()) {
+    env.warning(file.string() + ": cannot read the notification's interface description" +
+                (read.error.empty() ? "" : " (" + read.error + ")"));
     return plainDescription();
   }
-  std::stringstream text;
-  text << in.rdbuf();
   std::string error;
-  InterfaceDescription d = parse(text.str(), &error);
+  InterfaceDescription d = parse(std::string(read.bytes.begin(), read.bytes.end()), &error);
   if (!error.empty()) env.warning(file.string() + ": " + error);
   return d;
 }

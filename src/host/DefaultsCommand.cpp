@@ -1,6 +1,5 @@
 #include "host/DefaultsCommand.h"
 
-#include <iterator>
 #include <memory>
 #include <span>
 #include <vector>
@@ -42,9 +41,9 @@ std::string plainMessage(const Json::exception& error) {
   return std::string(text);
 }
 
-std::string readAll(std::istream& in) { return std::string(std::istreambuf_iterator<char>(in), {}); }
-
-std::string readInput(const std::string& file, std::istream& in) { return file == "-" ? readAll(in) : readFile(file); }
+std::string readInput(const std::string& file, std::istream& in) {
+  return file == "-" ? readStream(in, "standard input") : readFile(file);
+}
 
 // A file to import is a JSON object in the host's forms, or a property list
 // (binary or XML) such as the platform's defaults tool exports.
@@ -61,7 +60,7 @@ MetricDictionary importedContents(const std::string& bytes, const std::string& s
   }
   Json json;
   try {
-    json = Json::parse(bytes);
+    json = parseJson(bytes);
   } catch (const Json::exception& error) {
     throw CommandError(source + ": not valid JSON: " + plainMessage(error));
   }
@@ -76,7 +75,7 @@ MetricDictionary importedContents(const std::string& bytes, const std::string& s
 Value valueArgument(const std::string& text) {
   Json json;
   try {
-    json = Json::parse(text);
+    json = parseJson(text);
   } catch (const Json::exception& error) {
     throw UsageError("the value is not JSON (" + plainMessage(error) + "); a text is written in quotes, e.g. '\"" +
                      text + "\"'");
