@@ -5,6 +5,7 @@
 #include <unicode/timezone.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 
@@ -59,6 +60,10 @@ std::optional<std::string> homeFromPasswordDatabase() {
 std::filesystem::path preferencesDirectory(const GlobalOptions& options, const ProcessContext& process) {
   if (options.prefs) {
     if (options.prefs->empty()) throw UsageError("--prefs: give a directory (an empty name would be the current one)");
+    // A directory that does not exist yet is an empty one, made by the first write.
+    std::error_code ec;
+    if (std::filesystem::exists(*options.prefs, ec) && !std::filesystem::is_directory(*options.prefs, ec))
+      throw UsageError("--prefs: " + inQuotes(*options.prefs) + " is not a directory");
     return *options.prefs;
   }
   if (auto dir = process.variable("VELMORA_PREFS")) return *dir;
@@ -83,9 +88,22 @@ std::filesystem::path resourcesDirectory(const GlobalOptions& options, const Pro
 
 Date currentInstant(const GlobalOptions& options, const ProcessContext& process) {
   if (!options.now) return process.clock ? process.clock() : Date{};
-  if (auto date = parseIsoDate(*options.now)) return *date;
-  throw UsageError("--now: " + inQuotes(*options.now) +
-                   " is not an ISO 8601 instant with a zone offset or Z, such as 2025-01-06T22:30:00+01:00");
+  const std::optional<Date> date = parseIsoDate(*options.now);
+  if (!date)
+    throw UsageError("--now: " + inQuotes(*options.now) +
+                     " is not an ISO 8601 instant with a zone offset or Z, such as 2025-01-06T22:30:00+01:00");
+  if (!date->isOnCalendar())
+    throw UsageError("--now: " + inQuotes(*options.now) + " lies outside the years 1 to 9999, which dates can show");
+  return *date;
+}
+
+int screenScale(const std::string& text) {
+  // Digits only: "3", not "3.0", "+3" or " 3".
+  const bool digits = !text.empty() && text.size() <= 2 &&
+                      std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+  const int scale = digits ? std::stoi(text) : 0;
+  if (scale < 1 || scale > 4) throw UsageError("--scale: " + inQuotes(text) + " is not a screen scale from 1 to 4");
+  return scale;
 }
 
 std::string timeZone(const GlobalOptions& options, const ProcessContext& process) {
@@ -129,6 +147,12 @@ std::vector<std::string> languages(const GlobalOptions& options, const ProcessCo
   if (options.languages) {
     auto tags = languageTags(*options.languages, ',');
     if (tags.empty()) throw UsageError("--languages: give at least one language, such as de,en");
+    for (const std::string& tag : tags) {
+      UErrorCode status = U_ZERO_ERROR;
+      const icu::Locale language = icu::Locale::forLanguageTag(tag, status);
+      if (U_FAILURE(status) || language.isBogus() || std::string_view(language.getLanguage()).empty())
+        throw UsageError("--languages: " + inQuotes(tag) + " is not a language (a tag such as de, en-GB or zh-Hant)");
+    }
     return tags;
   }
   if (auto list = process.variable("LANGUAGE")) {
@@ -178,11 +202,7 @@ Environment makeEnvironment(const GlobalOptions& options, const ProcessContext& 
   env.timeZone = timeZone(options, process);
   env.locale = locale(options, process);
   env.languages = languages(options, process, env.locale);
-  if (options.scale) {
-    if (*options.scale < 1 || *options.scale > 4)
-      throw UsageError("--scale: " + std::to_string(*options.scale) + " is not a screen scale from 1 to 4");
-    env.scale = *options.scale;
-  }
+  if (options.scale) env.scale = screenScale(*options.scale);
   return env;
 }
 

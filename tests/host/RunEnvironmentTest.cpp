@@ -75,7 +75,7 @@ TEST(RunEnvironment, OptionFirstThenTheVariablesThenTheDefault) {
       {"bad zone", given(&Options::timeZone, "Mars/Olympus_Mons"), {}, timeZone, "--tz"},
       {"bad locale", given(&Options::locale, "qq_ZZ"), {}, locale, "--locale"},
       {"no languages", given(&Options::languages, " , "), {}, languages, "--languages"},
-      {"bad scale", given(&Options::scale, 5), {}, timeZone, "--scale"},
+      {"bad scale", given(&Options::scale, "5"), {}, timeZone, "--scale"},
       {"bad resources", given(&Options::resources, "/nonexistent"), {}, prefsDir, "--resources"},
   };
   for (const auto& c : cases) {
