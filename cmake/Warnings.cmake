@@ -9,6 +9,16 @@ target_compile_options(velmora_options INTERFACE
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   target_compile_options(velmora_options INTERFACE -ffp-contract=off)
 endif()
+if(VELMORA_FUZZ)
+  # Every library is built for coverage-guided fuzzing (tests/fuzz): libFuzzer's
+  # coverage counters, AddressSanitizer and UBSan, any report fatal.
+  if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    message(FATAL_ERROR "VELMORA_FUZZ needs clang (CC=clang CXX=clang++): libFuzzer is part of it")
+  endif()
+  target_compile_options(velmora_options INTERFACE -fsanitize=fuzzer-no-link,address,undefined
+                         -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(velmora_options INTERFACE -fsanitize=address,undefined)
+endif()
 if(VELMORA_SANITIZE)
   target_compile_options(velmora_options INTERFACE -fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
   target_link_options(velmora_options INTERFACE -fsanitize=address,undefined)
