@@ -3,6 +3,7 @@
 #include <pwd.h>
 #include <unicode/locid.h>
 #include <unicode/timezone.h>
+#include <unicode/uloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -124,10 +125,21 @@ std::string timeZone(const GlobalOptions& options, const ProcessContext& process
   return process.systemTimeZone ? process.systemTimeZone() : "UTC";
 }
 
+// A locale ICU knows the language of and can say as a BCP 47 tag. ICU takes
+// nearly any text as a locale id, and some ill-formed ones ("en@calendar\x80=x")
+// stop its date pattern generator with a fault.
+bool isUsableLocale(const icu::Locale& locale) {
+  if (locale.isBogus() || std::string_view(locale.getISO3Language()).empty()) return false;
+  UErrorCode status = U_ZERO_ERROR;
+  char tag[ULOC_FULLNAME_CAPACITY];
+  uloc_toLanguageTag(locale.getName(), tag, sizeof tag, true, &status);
+  return U_SUCCESS(status) && status != U_STRING_NOT_TERMINATED_WARNING;
+}
+
 std::string locale(const GlobalOptions& options, const ProcessContext& process) {
   if (options.locale) {
     const icu::Locale given(options.locale->c_str());
-    if (given.isBogus() || std::string_view(given.getISO3Language()).empty())
+    if (!isUsableLocale(given))
       throw UsageError("--locale: " + inQuotes(*options.locale) +
                        " is not a locale (an ICU id such as de_DE or en_US@hours=h23)");
     return given.getName();
@@ -212,7 +224,7 @@ std::string icuLocaleFromPosix(std::string_view posixName) {
   if (name == "C" || name == "POSIX") return "en_US";
   if (name.empty()) return {};
   const icu::Locale loc(std::string(name).c_str());
-  if (loc.isBogus() || std::string_view(loc.getISO3Language()).empty()) return {};
+  if (!isUsableLocale(loc)) return {};
   return loc.getName();
 }
 
