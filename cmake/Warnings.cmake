@@ -16,7 +16,8 @@ if(VELMORA_FUZZ)
     message(FATAL_ERROR "VELMORA_FUZZ needs clang (CC=clang CXX=clang++): libFuzzer is part of it")
   endif()
   target_compile_options(velmora_options INTERFACE -fsanitize=fuzzer-no-link,address,undefined
-                         -fno-sanitize-recover=all -fno-omit-frame-pointer)
+                         -fno-sanitize-recover=all -fno-omit-frame-pointer
+                         -fsanitize-coverage-ignorelist=${CMAKE_SOURCE_DIR}/tests/fuzz/coverage-ignorelist.txt)
   target_link_options(velmora_options INTERFACE -fsanitize=address,undefined)
 endif()
 if(VELMORA_SANITIZE)
