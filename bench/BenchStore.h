@@ -30,6 +30,20 @@ struct BenchStore {
     bank.setValue("requiredHours", Value::real(8));
     bank.setValue("medianWake", Value::real(36000));
     bank.setValue("averageEfficiency", Value::real(88));
+    // Last night's blood oxygen, as the main app summarises it.
+    bank.setValue("spO2Dict", Value(MetricDictionary{{"key", Value(tools.YYMMDD(env.now))},
+                                                     {"averageSpO2", Value::real(95.6)},
+                                                     {"minSpO2", Value::real(91)},
+                                                     {"maxSpO2", Value::real(99)},
+                                                     {"averageSpO27", Value::real(96.1)},
+                                                     {"minSpO27", Value::real(90)},
+                                                     {"maxSpO27", Value::real(99)}}));
+    // Last night's readiness figures against their baselines.
+    bank.setValue("readyDict", Value(MetricDictionary{{"key", Value(tools.YYMMDD(env.now))},
+                                                      {"hrvAverage", Value::real(48)},
+                                                      {"hrvTodayVal", Value::real(53)},
+                                                      {"bpmAverage", Value::real(56)},
+                                                      {"bpmTodayVal", Value::real(54)}}));
     auto store = UserDefaults::suite(env, Environment::kSharedSuite);
     store->setObject(Value(bank), "bankDict");
     store->setObject(Value(MetricDictionary{{"rawSynchTime", Value(env.now.dateByAddingTimeInterval(-28800))},

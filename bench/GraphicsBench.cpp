@@ -75,5 +75,56 @@ void BM_SleepRings(benchmark::State& state) {
 }
 BENCHMARK(BM_SleepRings)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
 
+// The gauges with a night's figures: both ranges and the text for the two with bands.
+using DrawGauge = ImageRef (SleepMetricsGraphics::*)(float, const MetricDictionary&);
+void gauge(benchmark::State& state, DrawGauge draw, const MetricDictionary& dict) {
+  BenchEnvironment bench;
+  BenchGraphics graphics(bench.env);
+  (graphics.*draw)(280.0f, dict);
+  for (auto _ : state) benchmark::DoNotOptimize((graphics.*draw)(280.0f, dict));
+}
+
+const MetricDictionary kSpO2Night{{"averageSpO2", Value::number(95.6f)}, {"minSpO2", Value::number(91.0f)},
+                                  {"maxSpO2", Value::number(99.0f)},     {"averageSpO27", Value::number(96.1f)},
+                                  {"minSpO27", Value::number(90.0f)},    {"maxSpO27", Value::number(99.0f)}};
+const MetricDictionary kRespRateNight{
+    {"averageRespRate", Value::number(14.2f)}, {"minRespRate", Value::number(12.1f)},
+    {"maxRespRate", Value::number(17.8f)},     {"averageRespRate7", Value::number(14.9f)},
+    {"minRespRate7", Value::number(11.6f)},    {"maxRespRate7", Value::number(18.4f)}};
+const MetricDictionary kConsistencyNight{{"bedTrend", Value::number(-1200.0f)}, {"starsLabel", Value("20m")}};
+const MetricDictionary kWristTempNight{{"wristTempScore", Value::number(3.97f)},
+                                       {"wristTempDifLabel", Value("0.16\u00B0\u2197")}};
+
+BENCHMARK_CAPTURE(gauge, SpO2, &SleepMetricsGraphics::drawSpO2GaugeWithSize, kSpO2Night)
+    ->Name("BM_SpO2Gauge")
+    ->Unit(benchmark::kMillisecond)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
+BENCHMARK_CAPTURE(gauge, RespRate, &SleepMetricsGraphics::drawRespRateGaugeWithSize, kRespRateNight)
+    ->Name("BM_RespRateGauge")
+    ->Unit(benchmark::kMillisecond)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
+BENCHMARK_CAPTURE(gauge, Consistency, &SleepMetricsGraphics::drawConsistencyGaugeWithSize, kConsistencyNight)
+    ->Name("BM_ConsistencyGauge")
+    ->Unit(benchmark::kMillisecond)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
+BENCHMARK_CAPTURE(gauge, WristTemp, &SleepMetricsGraphics::drawWristTempGaugeWithSize, kWristTempNight)
+    ->Name("BM_WristTempGauge")
+    ->Unit(benchmark::kMillisecond)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
+
+// The readiness dial with its rating and the readiness figure, as the widget's request draws it.
+void BM_ReadinessGauge(benchmark::State& state) {
+  BenchEnvironment bench;
+  BenchGraphics graphics(bench.env);
+  const std::optional<std::string> rating("Optimal");
+  graphics.drawReadiRingsWithSize(280.0f, 1.25f, rating, 2);
+  for (auto _ : state) benchmark::DoNotOptimize(graphics.drawReadiRingsWithSize(280.0f, 1.25f, rating, 2));
+}
+BENCHMARK(BM_ReadinessGauge)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly(true);
+
 }  // namespace
 }  // namespace velmora

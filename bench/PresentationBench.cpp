@@ -1,5 +1,6 @@
-// The two notification requests and the sleep rings request end to end, as the controller makes them:
-// store read, sleep-bank computation (or the watch record), formatting,
+// The two notification requests end to end, as the controller makes them, and
+// the sleep rings and blood-oxygen requests of widgets and shortcuts: store
+// read, the record (sleep bank, watch record or night summary), formatting,
 // colours and the image at 280 points, scale 3. Cold: a new presentation
 // object each time (the process's fonts and ICU data already loaded); warm:
 // one object reused, as a widget host would.
@@ -42,6 +43,16 @@ BENCHMARK(warmRequest<&SleepMetricsUI::requestSleepBankRings>)
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(coldRequest<&SleepMetricsUI::requestQuality>)->Name("BM_RequestQualityCold")->Unit(benchmark::kMillisecond);
 BENCHMARK(warmRequest<&SleepMetricsUI::requestQuality>)->Name("BM_RequestQualityWarm")->Unit(benchmark::kMillisecond);
+
+BENCHMARK(coldRequest<&SleepMetricsUI::requestSpO2>)->Name("BM_RequestSpO2Cold")->Unit(benchmark::kMillisecond);
+BENCHMARK(warmRequest<&SleepMetricsUI::requestSpO2>)->Name("BM_RequestSpO2Warm")->Unit(benchmark::kMillisecond);
+
+BENCHMARK(coldRequest<&SleepMetricsUI::requestReadiness>)
+    ->Name("BM_RequestReadinessCold")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(warmRequest<&SleepMetricsUI::requestReadiness>)
+    ->Name("BM_RequestReadinessWarm")
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace velmora

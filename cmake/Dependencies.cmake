@@ -2,7 +2,7 @@
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET glib-2.0)
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo pixman-1)
-pkg_check_modules(PANGO REQUIRED IMPORTED_TARGET pangocairo pangoft2 fontconfig)
+pkg_check_modules(PANGO REQUIRED IMPORTED_TARGET pangocairo pangoft2 fontconfig freetype2)
 pkg_check_modules(SPNG REQUIRED IMPORTED_TARGET spng)
 find_package(ICU 72 REQUIRED COMPONENTS uc i18n)
 find_package(nlohmann_json 3 REQUIRED)

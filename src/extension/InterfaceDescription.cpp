@@ -11,8 +11,6 @@ namespace {
 using Kind = DisplaySlot::Kind;
 using nlohmann::json;
 
-constexpr const char* kFileName = "NotificationInterface.json";
-
 Colour colourFrom(const json& j) {
   if (!j.is_array() || j.size() != 4) throw std::runtime_error("a colour is [hue, saturation, brightness, alpha]");
   return Colour::hsba(j[0].get<double>(), j[1].get<double>(), j[2].get<double>(), j[3].get<double>());
@@ -22,6 +20,20 @@ std::optional<Kind> kindFrom(const std::string& name) {
   for (Kind k : {Kind::kContainer, Kind::kIndicator, Kind::kLabel, Kind::kImage})
     if (name == kindName(k)) return k;
   return std::nullopt;
+}
+
+FontWeight weightFrom(const std::string& name) {
+  if (name == "regular") return FontWeight::kRegular;
+  if (name == "bold") return FontWeight::kBold;
+  if (name == "heavy") return FontWeight::kHeavy;
+  throw std::runtime_error("font weight \"" + name + "\" is not regular, bold or heavy");
+}
+
+TextAlignment alignmentFrom(const std::string& name) {
+  if (name == "left") return TextAlignment::kLeft;
+  if (name == "centre") return TextAlignment::kCentre;
+  if (name == "right") return TextAlignment::kRight;
+  throw std::runtime_error("alignment \"" + name + "\" is not left, centre or right");
 }
 
 InterfaceDescription plainDescription() {
@@ -85,11 +97,11 @@ const std::vector<std::pair<std::string, DisplaySlot::Kind>>& declaredSlots() {
   return slots;
 }
 
-InterfaceDescription InterfaceDescription::parse(std::string_view text, std::string* error) {
+InterfaceDescription InterfaceDescription::parse(std::string_view text) {
   InterfaceDescription d = plainDescription();
   try {
     const json root = json::parse(text);
-    if (root.contains("size")) d.size = {root["size"][0].get<double>(), root["size"][1].get<double>()};
+    if (root.contains("size")) d.size = {root["size"].at(0).get<double>(), root["size"].at(1).get<double>()};
     if (root.contains("background")) d.background = colourFrom(root["background"]);
     for (const json& entry : root.at("slots")) {
       const std::string name = entry.at("name").get<std::string>();
@@ -108,19 +120,17 @@ InterfaceDescription InterfaceDescription::parse(std::string_view text, std::str
       layout.parent = entry.value("parent", "");
       if (entry.contains("frame"))
         for (std::size_t k = 0; k < 4; ++k) layout.frame[k] = entry["frame"].at(k).get<double>();
-      if (entry.contains("font")) {
-        layout.fontSize = entry["font"].at(0).get<double>();
-        layout.fontWeight = entry["font"].at(1).get<std::string>();
-      }
-      const std::string align = entry.value("align", "left");
-      layout.align = align == "centre"  ? SlotLayout::Align::kCentre
-                     : align == "right" ? SlotLayout::Align::kRight
-                                        : SlotLayout::Align::kLeft;
+      if (entry.contains("font"))
+        layout.text.font = Font::systemFontOfSize(entry["font"].at(0).get<double>(),
+                                                  weightFrom(entry["font"].at(1).get<std::string>()));
+      layout.text.alignment = alignmentFrom(entry.value("align", "left"));
+      layout.text.minimumScaleFactor = entry.value("minimumScaleFactor", 1.0);
+      if (!(layout.text.minimumScaleFactor > 0 && layout.text.minimumScaleFactor <= 1))
+        throw std::runtime_error("slot \"" + name + "\": minimumScaleFactor is a fraction above 0, at most 1");
       if (entry.contains("colour")) layout.textColour = colourFrom(entry["colour"]);
     }
   } catch (const std::exception& e) {
-    if (error) *error = e.what();
-    return plainDescription();
+    throw Error(e.what());
   }
   return d;
 }
@@ -128,15 +138,14 @@ InterfaceDescription InterfaceDescription::parse(std::string_view text, std::str
 InterfaceDescription InterfaceDescription::load(const Environment& env) {
   const auto file = env.resourcesDir / kFileName;
   const FileSnapshot read = readWholeFile(file);
-  if (!read.identity.exists || !read.error.empty()) {
-    env.warning(file.string() + ": cannot read the notification's interface description" +
-                (read.error.empty() ? "" : " (" + read.error + ")"));
-    return plainDescription();
+  if (!read.identity.exists) throw Error(file.string() + ": the notification's interface description does not exist");
+  if (!read.error.empty())
+    throw Error(file.string() + ": the notification's interface description cannot be read (" + read.error + ")");
+  try {
+    return parse(std::string(read.bytes.begin(), read.bytes.end()));
+  } catch (const Error& error) {
+    throw Error(file.string() + ": not a valid interface description: " + error.what());
   }
-  std::string error;
-  InterfaceDescription d = parse(std::string(read.bytes.begin(), read.bytes.end()), &error);
-  if (!error.empty()) env.warning(file.string() + ": " + error);
-  return d;
 }
 
 }  // namespace velmora

@@ -3,24 +3,22 @@
 #include <array>
 #include <filesystem>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "extension/DisplaySlot.h"
 #include "platform/Environment.h"
+#include "platform/Fonts.h"
 
 namespace velmora {
 
 // Where and how a slot appears in the expanded notification: its frame in
-// points inside its parent, and for labels the font and colour of the text.
+// points inside its parent, and for labels how the text shows in it.
 struct SlotLayout {
-  enum class Align { kLeft, kCentre, kRight };
-
   std::string parent;             // empty for a top-level slot
   std::array<double, 4> frame{};  // x, y, width, height
-  double fontSize = 15.0;
-  std::string fontWeight = "regular";  // "regular", "bold", "heavy"
-  Align align = Align::kLeft;
+  LabelStyle text{Font::systemFontOfSize(15)};
   Colour textColour = Colour::whiteColor();
 };
 
@@ -32,11 +30,18 @@ struct InterfaceDescription {
   std::vector<DisplaySlot> slots;  // every slot of the controller, in declaration order
   std::vector<SlotLayout> layout;  // parallel to `slots`
 
-  // "NotificationInterface.json" of the bundle. A missing or malformed file
-  // (reported through the environment's warning) gives every slot its plain
-  // default state: shown, square, no colour, no text, no image.
+  // A description that cannot be read or understood: the message names the
+  // file and what is wrong. Without its interface file the extension cannot
+  // show anything as it should, so nothing carries on with a stand-in.
+  struct Error : std::runtime_error {
+    using std::runtime_error::runtime_error;
+  };
+
+  static constexpr const char* kFileName = "NotificationInterface.json";
+  // The bundle's description. Throws Error.
   static InterfaceDescription load(const Environment& env);
-  static InterfaceDescription parse(std::string_view json, std::string* error);
+  // A description from its JSON text. Throws Error saying what is wrong.
+  static InterfaceDescription parse(std::string_view json);
 };
 
 // The controller's slots, in declaration order, with their kinds.

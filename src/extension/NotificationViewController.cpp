@@ -32,6 +32,11 @@ NotificationViewController::NotificationViewController(const Environment& env, c
 
 NotificationViewController::~NotificationViewController() = default;
 
+std::span<const std::string_view> NotificationViewController::handledCategories() {
+  static constexpr std::string_view kCategories[] = {kBedtimeCategory, kTimeAsleepCategory};
+  return kCategories;
+}
+
 void NotificationViewController::viewDidLoad() {}
 
 const DisplaySlot& NotificationViewController::slot(std::string_view name) const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,6 +28,10 @@ class NotificationViewController {
   // Creates the slots as an interface description already read lays them out.
   NotificationViewController(const Environment& env, const InterfaceDescription& layout);
   ~NotificationViewController();
+
+  // The category identifiers the controller fills the slots for; any other
+  // leaves them as the interface created them.
+  static std::span<const std::string_view> handledCategories();
 
   void viewDidLoad();
   void didReceiveNotification(const Notification& notification);

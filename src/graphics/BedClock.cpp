@@ -1,6 +1,5 @@
 // The 24-hour bed clock of the bedtime notification and widget.
 
-#include <numbers>
 #include <string>
 
 #include "format/FormatTools.h"
@@ -121,10 +120,7 @@ ImageRef SleepMetricsGraphics::drawTheBedClockWithSize(float size, std::optional
   // The hub; its soft shadow stays set for the needles.
   surface.setShadow({0.0, 0.0}, 2.0);
   surface.setFillColor(needleBkg());
-  surface.addArc(c.x, c.y, 8.0, 0.0, 2.0 * std::numbers::pi, 0);
-  surface.addLineToPoint(c.x, c.y);
-  surface.closePath();
-  surface.fillPath();
+  fillDisc(surface, c, 8.0);
 
   surface.setLineCap(LineCap::kRound);
   const float nowAngle = dialAngleForTime(nowHour, nowMinute);

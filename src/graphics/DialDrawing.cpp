@@ -30,17 +30,27 @@ void setTipShadow(DrawingSurface& surface, float fraction) {
   surface.setShadowWithColor({width, height}, 5.0, Colour::blackColor());
 }
 
-void drawTextCentred(DrawingSurface& surface, std::string_view text, Point centre, const Font& font,
-                     const Colour& colour) {
-  // The attributes every image text is written with: font, colour, a clear
-  // background and the default paragraph style.
+TextAttributes imageTextAttributes(const Font& font, const Colour& colour) {
   TextAttributes attributes;
   attributes.font = font;
   attributes.foregroundColour = colour;
   attributes.backgroundColour = Colour::clearColor();
   attributes.paragraphStyle = ParagraphStyle{};
+  return attributes;
+}
+
+void drawTextCentred(DrawingSurface& surface, std::string_view text, Point centre, const Font& font,
+                     const Colour& colour) {
+  const TextAttributes attributes = imageTextAttributes(font, colour);
   const Size size = surface.sizeWithAttributes(text, attributes);
   surface.drawAtPoint(text, {centre.x - size.width / 2.0, centre.y - size.height / 2.0}, attributes);
+}
+
+void fillDisc(DrawingSurface& surface, Point centre, double radius) {
+  surface.addArc(centre.x, centre.y, radius, 0.0, 2.0 * std::numbers::pi, 0);
+  surface.addLineToPoint(centre.x, centre.y);
+  surface.closePath();
+  surface.fillPath();
 }
 
 void addFullCircle(DrawingSurface& surface, Point centre, double radius) {

@@ -37,6 +37,13 @@ void strokeArc(DrawingSurface& surface, Point centre, double radius, double from
 // the end has got to (`getShadowForPercent`), soft and black.
 void setTipShadow(DrawingSurface& surface, float fraction);
 
+// Fills a disc: a whole circle, a line back to the centre, closed.
+void fillDisc(DrawingSurface& surface, Point centre, double radius);
+
+// The attribute set every image text is written with: font, colour, a clear
+// background and the default paragraph style.
+TextAttributes imageTextAttributes(const Font& font, const Colour& colour);
+
 // Writes `text` centred on `centre`, with the attribute set every image text uses.
 void drawTextCentred(DrawingSurface& surface, std::string_view text, Point centre, const Font& font,
                      const Colour& colour);

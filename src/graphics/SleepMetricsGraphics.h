@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -15,6 +16,7 @@ namespace velmora {
 class FormatTools;
 class Pallet;
 class UserDefaults;
+struct Gauge;
 
 // The drawing side of the metric presentation: every metric image is drawn
 // by one of these routines into a fresh square surface and returned as an
@@ -54,6 +56,21 @@ class SleepMetricsGraphics {
   ImageRef drawSleepRingsWithSize(float size, float sleepPercent, float qualityPercent, float deepPercent,
                                   float bpmPercent, float rating, bool forStages);
 
+  // The speedometer gauges, each drawn from its record: last night's blood
+  // oxygen with its range and the seven nights', the breathing rate likewise
+  // on a scale of seven star segments, the drift of the average bedtime, and
+  // the wrist temperature's score.
+  ImageRef drawSpO2GaugeWithSize(float size, const MetricDictionary& dict);
+  ImageRef drawRespRateGaugeWithSize(float size, const MetricDictionary& dict);
+  ImageRef drawConsistencyGaugeWithSize(float size, const MetricDictionary& dict);
+  ImageRef drawWristTempGaugeWithSize(float size, const MetricDictionary& dict);
+  // The readiness (or sleep fuel) dial: seven star segments, the needle at
+  // the stars of `value` (a readiness ratio, 1 at the baseline), the label
+  // above the hub and, by `legend`, the fuel icon (1), the readiness figure
+  // (2 or more) or none (0 or less) below it. The short form draws neither.
+  ImageRef drawReadiRingsWithSize(float size, float value, const std::optional<std::string>& label, int legend);
+  ImageRef drawReadiRingsWithSize(float size, float value);
+
   // The configuration number under `key` in "velmoraConfig"; 0.0 when missing.
   float getVelmoraConfigValueForKey(std::string_view key);
 
@@ -69,6 +86,8 @@ class SleepMetricsGraphics {
   void openStore();
   FormatTools& formatTools();
   Pallet& pallet();
+  // The one drawing of every gauge (graphics/Gauges.h).
+  ImageRef drawGauge(float size, const Gauge& gauge);
 
   const Environment& env_;
   std::shared_ptr<UserDefaults> groupPrefs_;

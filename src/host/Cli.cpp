@@ -54,7 +54,7 @@ struct OptionalText {
   std::string text;
   CLI::Option* option{};
 
-  void add(CLI::App& app, const char* name, const char* help, const char* typeName = nullptr) {
+  void add(CLI::App& app, const char* name, const std::string& help, const char* typeName = nullptr) {
     option = app.add_option(name, text, help);
     if (typeName) option->type_name(typeName);
   }
@@ -68,11 +68,14 @@ struct OptionalText {
 struct GlobalArguments {
   OptionalText prefs, resources, now, timeZone, locale, languages, scale;
 
-  void add(CLI::App& app) {
+  void add(CLI::App& app, const std::filesystem::path& defaultResources) {
     prefs.add(app, "--prefs",
               "Preferences directory (default: $VELMORA_PREFS, else $XDG_CONFIG_HOME/velmora, else ~/.config/velmora)",
               "DIR");
-    resources.add(app, "--resources", "Bundle resources: string tables and pictures (default: installed)", "DIR");
+    resources.add(app, "--resources",
+                  "Bundle resources: string tables, pictures and the notification's interface (default: " +
+                      (defaultResources.empty() ? std::string("none found") : defaultResources.string()) + ")",
+                  "DIR");
     now.add(app, "--now",
             "The current instant, ISO 8601 with a zone offset or Z, e.g. 2025-01-06T22:30:00+01:00 (default: the "
             "system clock)",
@@ -116,7 +119,7 @@ struct NotifyArguments {
 struct RequestArguments {
   CLI::App* command{};
   std::vector<std::string> names;
-  OptionalText images;
+  OptionalText images, sheet;
 
   void add(CLI::App& app) {
     command = addCommand(app, "request",
@@ -126,6 +129,9 @@ struct RequestArguments {
         ->required()
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     images.add(*command, "--images", "Write each image of the results as a PNG file into DIR", "DIR");
+    sheet.add(*command, "--sheet",
+              "Also draw every image of the results side by side, each named by its operation, into one PNG file",
+              "FILE");
     std::string footer = "Operations:";
     for (const Operation& operation : operations()) footer += "\n  " + std::string(operation.name);
     command->footer(footer + "\n\n" + kCommandFooter);
@@ -234,7 +240,7 @@ int run(std::vector<std::string> args, const ProcessContext& process, std::istre
   NotifyArguments notify;
   RequestArguments request;
   DefaultsArguments defaults;
-  global.add(app);
+  global.add(app, defaultResourcesDirectory(process));
   notify.add(app);
   request.add(app);
   defaults.add(app);
@@ -258,7 +264,7 @@ int run(std::vector<std::string> args, const ProcessContext& process, std::istre
     if (notify.command->parsed())
       notify.toCommand().run(env, out);
     else if (request.command->parsed())
-      runRequest(request.names, request.images.path(), env, out);
+      runRequest(request.names, request.images.path(), request.sheet.path(), env, out);
     else
       defaults.toCommand().run(env, in, out);
     return 0;

@@ -48,4 +48,12 @@ JsonForms outputForms(std::string_view timeZone, const std::optional<std::filesy
   return forms;
 }
 
+void requirePictures(const Environment& env) {
+  std::string message;
+  for (const MissingPicture& picture : missingPictures(env))
+    message += (message.empty() ? "" : "\nvelmora: ") + picture.file.string() + ": picture \"" + picture.name + "\" " +
+               picture.problem;
+  if (!message.empty()) throw CommandError(message);
+}
+
 }  // namespace velmora::host

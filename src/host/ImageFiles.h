@@ -35,4 +35,8 @@ class ImageDirectory {
 JsonForms outputForms(std::string_view timeZone, const std::optional<std::filesystem::path>& imagesDir,
                       std::unique_ptr<ImageDirectory>& images);
 
+// Throws CommandError naming each picture file the run asked for and could
+// not have (`missingPictures`): what would be written was drawn without it.
+void requirePictures(const Environment& env);
+
 }  // namespace velmora::host

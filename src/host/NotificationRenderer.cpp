@@ -33,22 +33,12 @@ void fillRoundedRect(DrawingSurface& s, Rect r, double radius, const Colour& col
   s.fillPath();
 }
 
-FontWeight weightNamed(const std::string& name) {
-  if (name == "heavy") return FontWeight::kHeavy;
-  if (name == "bold") return FontWeight::kBold;
-  return FontWeight::kRegular;
-}
-
-// One line of text in its frame: aligned as laid out, centred vertically.
-void drawLabel(DrawingSurface& s, const std::string& text, Rect frame, const SlotLayout& layout) {
+// One line of text in its frame, fitted as the platform's labels fit theirs.
+void drawLabel(DrawingSurface& s, const Environment& env, const std::string& text, Rect frame,
+               const SlotLayout& layout) {
   if (text.empty()) return;
-  const TextAttributes attributes(Font::systemFontOfSize(layout.fontSize, weightNamed(layout.fontWeight)),
-                                  layout.textColour);
-  const Size size = s.sizeWithAttributes(text, attributes);
-  double x = frame.x;
-  if (layout.align == SlotLayout::Align::kCentre) x += (frame.width - size.width) / 2;
-  if (layout.align == SlotLayout::Align::kRight) x += frame.width - size.width;
-  s.drawAtPoint(text, {x, frame.y + (frame.height - size.height) / 2}, attributes);
+  const PlacedLine placed = env.fonts().placeInFrame(text, frame, layout.text);
+  s.drawLine(placed.line, placed.origin, layout.textColour);
 }
 
 // The app's line above the content, as the system heads every notification.
@@ -67,6 +57,28 @@ void drawHeader(DrawingSurface& s, double width) {
 
 }  // namespace
 
+std::vector<SlotPlacement> placeSlots(const InterfaceDescription& layout, const std::vector<DisplaySlot>& slots) {
+  std::vector<SlotPlacement> placed(slots.size());
+  auto indexOf = [&](const std::string& name) {
+    for (std::size_t i = 0; i < slots.size(); ++i)
+      if (slots[i].name == name) return static_cast<std::ptrdiff_t>(i);
+    return std::ptrdiff_t{-1};
+  };
+  for (std::size_t i = 0; i < slots.size() && i < layout.layout.size(); ++i) {
+    const SlotLayout& l = layout.layout[i];
+    SlotPlacement& p = placed[i];
+    p.frame = {l.frame[0], l.frame[1] + kHeaderHeight, l.frame[2], l.frame[3]};
+    p.visible = !slots[i].hidden;
+    if (const std::ptrdiff_t parent = indexOf(l.parent); parent >= 0 && static_cast<std::size_t>(parent) < i) {
+      const SlotPlacement& of = placed[static_cast<std::size_t>(parent)];
+      p.frame.x += of.frame.x;
+      p.frame.y += of.frame.y - kHeaderHeight;
+      p.visible = p.visible && of.visible;
+    }
+  }
+  return placed;
+}
+
 ImageRef renderNotification(const Environment& env, const InterfaceDescription& layout,
                             const std::vector<DisplaySlot>& slots) {
   const double width = layout.size[0];
@@ -76,36 +88,19 @@ ImageRef renderNotification(const Environment& env, const InterfaceDescription& 
   fillRoundedRect(s, {0, 0, width, height}, kCardRadius, layout.background);
   drawHeader(s, width);
 
-  // Frames are relative to their parent; a hidden parent hides its children.
-  std::vector<Rect> frames(slots.size());
-  std::vector<bool> visible(slots.size());
-  auto indexOf = [&](const std::string& name) {
-    for (std::size_t i = 0; i < slots.size(); ++i)
-      if (slots[i].name == name) return static_cast<std::ptrdiff_t>(i);
-    return std::ptrdiff_t{-1};
-  };
-  for (std::size_t i = 0; i < slots.size() && i < layout.layout.size(); ++i) {
-    const SlotLayout& l = layout.layout[i];
-    Rect frame{l.frame[0], l.frame[1] + kHeaderHeight, l.frame[2], l.frame[3]};
-    bool shown = !slots[i].hidden;
-    if (const std::ptrdiff_t parent = indexOf(l.parent); parent >= 0 && static_cast<std::size_t>(parent) < i) {
-      const auto p = static_cast<std::size_t>(parent);
-      frame.x += frames[p].x;
-      frame.y += frames[p].y - kHeaderHeight;
-      shown = shown && visible[p];
-    }
-    frames[i] = frame;
-    visible[i] = shown;
-    if (!shown) continue;
-
+  // In declaration order, so that later slots sit on top.
+  const std::vector<SlotPlacement> placed = placeSlots(layout, slots);
+  for (std::size_t i = 0; i < placed.size() && i < layout.layout.size(); ++i) {
+    if (!placed[i].visible) continue;
     const DisplaySlot& slot = slots[i];
+    const Rect frame = placed[i].frame;
     switch (slot.kind) {
       case DisplaySlot::Kind::kContainer:
       case DisplaySlot::Kind::kIndicator:
         if (slot.backgroundColour) fillRoundedRect(s, frame, slot.cornerRadius, *slot.backgroundColour);
         break;
       case DisplaySlot::Kind::kLabel:
-        if (slot.text) drawLabel(s, *slot.text, frame, l);
+        if (slot.text) drawLabel(s, env, *slot.text, frame, layout.layout[i]);
         break;
       case DisplaySlot::Kind::kImage:
         if (slot.image) s.drawInRect(*slot.image, frame);

@@ -9,6 +9,18 @@
 
 namespace velmora::host {
 
+// Where a slot appears on the card: its frame in points from the card's
+// top-left corner, and whether it shows (a hidden parent hides its children).
+struct SlotPlacement {
+  Rect frame;
+  bool visible = false;
+};
+
+// The placement of every slot, parallel to `slots`: frames in the
+// description are relative to their parent, and the content sits below the
+// app's header line.
+std::vector<SlotPlacement> placeSlots(const InterfaceDescription& layout, const std::vector<DisplaySlot>& slots);
+
 // Draws the expanded notification as a person sees it: a dark card with the
 // app's header line, then every visible slot where the interface description
 // lays it out (containers and chips as rounded fills, labels as text, the

@@ -1,5 +1,6 @@
 #include "host/NotifyCommand.h"
 
+#include <algorithm>
 #include <memory>
 
 #include "extension/InterfaceDescription.h"
@@ -47,10 +48,21 @@ void NotifyCommand::run(const Environment& env, std::ostream& out) const {
   NotificationViewController controller(env, layout);
   controller.viewDidLoad();
   controller.didReceiveNotification(Notification{identifier});
+  // The platform shows such a notification as the interface created it, and so does this run; but a person
+  // who typed the category wants to know why nothing was filled.
+  const auto handled = NotificationViewController::handledCategories();
+  if (std::find(handled.begin(), handled.end(), identifier) == handled.end()) {
+    std::string names;
+    for (std::string_view name : handled) names += (names.empty() ? "" : " and ") + std::string(name);
+    env.warning("the extension does not handle the category \"" + identifier + "\" (only " + names +
+                "): the slots are as the interface created them");
+  }
 
-  // The picture is written before anything is printed, so that a failure leaves no half result.
+  // Everything is drawn and checked before anything is written, so that a failure leaves no half result.
+  ImageRef picture;
+  if (png) picture = renderNotification(env, layout, controller.slots());
+  requirePictures(env);
   if (png) {
-    const ImageRef picture = renderNotification(env, layout, controller.slots());
     std::string error = "the notification could not be drawn";
     if (!picture || !picture->writePng(*png, &error)) throw CommandError("--png: " + error);
   }

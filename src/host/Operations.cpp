@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "host/ContactSheet.h"
 #include "host/Errors.h"
 #include "host/ImageFiles.h"
 #include "host/JsonForms.h"
@@ -23,7 +24,7 @@ std::optional<Value> image(ImageRef picture) {
   return Value(std::move(picture));
 }
 
-// Rows are added as the metric and presentation operations are built.
+// The presentation operations metric by metric, then the records.
 const std::vector<Operation> kOperations = {
     {"requestLatestBedtime", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestLatestBedtime()); }},
     {"requestLatestBedtimeForSwift",
@@ -51,6 +52,37 @@ const std::vector<Operation> kOperations = {
     {"swiftSleepRingsImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepRingsImage()); }},
     {"swiftSleepRingsAccessoryImage",
      [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepRingsAccessoryImage()); }},
+    {"requestSpO2", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestSpO2()); }},
+    {"requestSpO2ForSwift",
+     [](RequestSession& s) -> std::optional<Value> {
+       s.sleepMetricsUI().requestSpO2ForSwift();
+       return std::nullopt;
+     }},
+    {"swiftSpO2Image", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSpO2Image()); }},
+    {"requestRespRate", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestRespRate()); }},
+    {"requestRespRateForSwift",
+     [](RequestSession& s) -> std::optional<Value> {
+       s.sleepMetricsUI().requestRespRateForSwift();
+       return std::nullopt;
+     }},
+    {"swiftRespRateImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftRespRateImage()); }},
+    {"requestWristTemp", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestWristTemp()); }},
+    {"swiftWristTempImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftWristTempImage()); }},
+    {"requestReadiness", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestReadiness()); }},
+    {"requestReadinessForSwift",
+     [](RequestSession& s) -> std::optional<Value> {
+       s.sleepMetricsUI().requestReadinessForSwift();
+       return std::nullopt;
+     }},
+    {"swiftReadinessImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftReadinessImage()); }},
+    {"requestOctane", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestOctane()); }},
+    {"requestOctaneForSwift",
+     [](RequestSession& s) -> std::optional<Value> {
+       s.sleepMetricsUI().requestOctaneForSwift();
+       return std::nullopt;
+     }},
+    {"swiftOctaneImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftOctaneImage()); }},
+    {"requestConsistency", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestConsistency()); }},
     {"GroupMetrics.requestSleepBank",
      [](RequestSession& s) { return dictionary(s.groupMetrics().requestSleepBank()); }},
     {"GroupMetrics.returnPreviousSleepBank",
@@ -61,6 +93,15 @@ const std::vector<Operation> kOperations = {
        s.groupMetrics().requestQualityForSwift();
        return std::nullopt;
      }},
+    {"GroupMetrics.requestSpO2", [](RequestSession& s) { return dictionary(s.groupMetrics().requestSpO2()); }},
+    {"GroupMetrics.requestRespRate", [](RequestSession& s) { return dictionary(s.groupMetrics().requestRespRate()); }},
+    {"GroupMetrics.requestWristTemp",
+     [](RequestSession& s) { return dictionary(s.groupMetrics().requestWristTemp()); }},
+    {"GroupMetrics.requestReadiness",
+     [](RequestSession& s) { return dictionary(s.groupMetrics().requestReadiness()); }},
+    {"GroupMetrics.requestOctane", [](RequestSession& s) { return dictionary(s.groupMetrics().requestOctane()); }},
+    {"GroupMetrics.requestConsistencyDict",
+     [](RequestSession& s) { return dictionary(s.groupMetrics().requestConsistencyDict()); }},
 };
 
 std::string validNames() {
@@ -71,6 +112,23 @@ std::string validNames() {
     names += op.name;
   }
   return names;
+}
+
+// The images of the results in order, named by their operation (and by
+// their key, for a dictionary's image other than its "ringsImage").
+std::vector<NamedImage> namedImages(const std::vector<const Operation*>& calls,
+                                    const std::vector<std::optional<Value>>& results) {
+  std::vector<NamedImage> images;
+  for (std::size_t i = 0; i < calls.size(); ++i) {
+    if (!results[i]) continue;
+    const std::string name(calls[i]->name);
+    if (const ImageRef image = results[i]->imageRef()) images.push_back({name, image});
+    if (const MetricDictionary* d = results[i]->dictionary())
+      for (const auto& [key, value] : *d)
+        if (const ImageRef image = value.imageRef())
+          images.push_back({key == "ringsImage" ? name : name + "." + key, image});
+  }
+  return images;
 }
 
 }  // namespace
@@ -97,7 +155,7 @@ const Operation* findOperation(std::string_view name) {
 }
 
 void runRequest(const std::vector<std::string>& names, const std::optional<std::filesystem::path>& imagesDir,
-                const Environment& env, std::ostream& out) {
+                const std::optional<std::filesystem::path>& sheetFile, const Environment& env, std::ostream& out) {
   std::vector<const Operation*> calls;
   for (const std::string& name : names) {
     const Operation* op = findOperation(name);
@@ -109,13 +167,32 @@ void runRequest(const std::vector<std::string>& names, const std::optional<std::
   const JsonForms forms = outputForms(env.timeZone, imagesDir, images);
 
   RequestSession session(env);
-  Json results = Json::array();
-  for (std::size_t i = 0; i < calls.size(); ++i) {
-    const std::optional<Value> result = calls[i]->call(session);
+  const auto describe = [&](std::size_t i, const std::optional<Value>& result) {
     const std::string place = std::to_string(i + 1) + "-" + std::string(calls[i]->name);
-    results.push_back(Json{{"operation", calls[i]->name}, {"result", result ? forms.toJson(*result, place) : Json()}});
+    return Json{{"operation", calls[i]->name}, {"result", result ? forms.toJson(*result, place) : Json()}};
+  };
+  // A run that only prints lets each image go once it is described, as a widget host lets each widget's go:
+  // its memory is that of one image at a time, not of all of them. Files are made only once every image is drawn
+  // and checked, so a run that writes them keeps them until then.
+  const bool writesImages = imagesDir || sheetFile;
+  Json printed = Json::array();
+  std::vector<std::optional<Value>> results;
+  for (std::size_t i = 0; i < calls.size(); ++i) {
+    std::optional<Value> result = calls[i]->call(session);
+    if (writesImages)
+      results.push_back(std::move(result));
+    else
+      printed.push_back(describe(i, result));
   }
-  out << writeJson(results);
+  requirePictures(env);
+  if (sheetFile) {
+    const ImageRef sheet = drawContactSheet(env, namedImages(calls, results));
+    if (!sheet) throw CommandError("--sheet: none of the operations gave an image");
+    std::string error;
+    if (!sheet->writePng(*sheetFile, &error)) throw CommandError("--sheet: " + error);
+  }
+  for (std::size_t i = 0; i < results.size(); ++i) printed.push_back(describe(i, results[i]));
+  out << writeJson(printed);
 }
 
 }  // namespace velmora::host

@@ -54,8 +54,10 @@ const Operation* findOperation(std::string_view name);
 // Calls the named operations in order on one session and prints the JSON
 // array of {"operation": NAME, "result": VALUE}. Every name is checked before
 // the first call: an unknown one is a UsageError that lists the valid names.
-// With `imagesDir`, each image of the results is also written there as PNG.
+// With `imagesDir`, each image of the results is also written there as PNG;
+// with `sheetFile`, all of them side by side, each named by its operation, as
+// one PNG (drawContactSheet), written before anything is printed.
 void runRequest(const std::vector<std::string>& names, const std::optional<std::filesystem::path>& imagesDir,
-                const Environment& env, std::ostream& out);
+                const std::optional<std::filesystem::path>& sheetFile, const Environment& env, std::ostream& out);
 
 }  // namespace velmora::host

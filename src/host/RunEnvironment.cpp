@@ -82,9 +82,15 @@ std::filesystem::path resourcesDirectory(const GlobalOptions& options, const Pro
       throw UsageError("--resources: " + inQuotes(*options.resources) + " is not a directory");
     return *options.resources;
   }
-  if (!process.sourceResources.empty() && std::filesystem::is_directory(process.sourceResources, ec))
-    return process.sourceResources;
-  return process.installedResources;
+  return defaultResourcesDirectory(process);
+}
+
+// Whether a file lies inside a directory (both as the file system resolves them).
+bool isWithin(const std::filesystem::path& file, const std::filesystem::path& dir) {
+  std::error_code ec;
+  const auto relative =
+      std::filesystem::weakly_canonical(file, ec).lexically_relative(std::filesystem::weakly_canonical(dir, ec));
+  return !ec && !relative.empty() && *relative.begin() != "..";
 }
 
 Date currentInstant(const GlobalOptions& options, const ProcessContext& process) {
@@ -194,9 +200,22 @@ ProcessContext ProcessContext::current() {
     return Date{std::chrono::duration<double>(since).count()};
   };
   process.systemTimeZone = detectSystemTimeZone;
+  std::error_code ec;
+  process.executable = std::filesystem::read_symlink("/proc/self/exe", ec);
+  process.buildTree = VELMORA_BUILD_TREE;
   process.sourceResources = VELMORA_SOURCE_RESOURCES;
-  process.installedResources = VELMORA_INSTALLED_RESOURCES;
   return process;
+}
+
+std::filesystem::path defaultResourcesDirectory(const ProcessContext& process) {
+  if (process.executable.empty()) return {};
+  const auto installed = process.executable.parent_path().parent_path() / "share" / "velmora";
+  std::error_code ec;
+  if (std::filesystem::is_directory(installed, ec)) return installed;
+  if (!process.buildTree.empty() && isWithin(process.executable, process.buildTree) &&
+      std::filesystem::is_directory(process.sourceResources, ec))
+    return process.sourceResources;
+  return installed;
 }
 
 std::optional<std::string> ProcessContext::variable(std::string_view name) const {

@@ -30,15 +30,23 @@ struct ProcessContext {
   std::map<std::string, std::string, std::less<>> variables;
   std::function<Date()> clock;
   std::function<std::string()> systemTimeZone;
-  std::filesystem::path sourceResources;     // the source tree's resources/, when run from the build tree
-  std::filesystem::path installedResources;  // the resources installed with the program
-  WarningSink warn;                          // empty: standard error
+  std::filesystem::path executable;       // the program's own file; empty when it cannot be told
+  std::filesystem::path buildTree;        // the tree the program was built in
+  std::filesystem::path sourceResources;  // the source tree's resources/, for a program run from its build tree
+  WarningSink warn;                       // empty: standard error
 
   static ProcessContext current();
 
   // The variable's value when it is set and not empty.
   std::optional<std::string> variable(std::string_view name) const;
 };
+
+// The bundle a run uses when --resources is not given: the one installed with
+// the program, `../share/velmora` from its executable, wherever the
+// installation was put; for a program run from its build tree that has none,
+// the source tree's resources. Not checked: a command that needs the bundle
+// says what is missing from it.
+std::filesystem::path defaultResourcesDirectory(const ProcessContext& process);
 
 // Fills the environment of a run from the options, falling back on the
 // process's variables and the system (see the README for the precedence).

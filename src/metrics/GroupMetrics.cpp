@@ -22,6 +22,11 @@ std::optional<Date> dateIn(const MetricDictionary& d, std::string_view key) {
 
 std::string withoutBlanks(std::string_view text) { return replacingOccurrences(text, " ", ""); }
 
+// The bank keeps a night hour of its own, which its records go by.
+std::int64_t bankNightHour(const MetricDictionary& bank) {
+  return bank.contains("nightHour") ? bank.integerForKey("nightHour") : kDefaultNightHour;
+}
+
 }  // namespace
 
 GroupMetrics::GroupMetrics(const Environment& env) : env_(env) {}
@@ -68,6 +73,19 @@ std::optional<Date> GroupMetrics::getFromDateForNightHour(std::int64_t nightHour
   return tools.dateForDate(base, saturatingCast<int>(nightHour), 0);
 }
 
+// The morning that ends the current night names it: twelve hours after its start.
+std::optional<std::string> GroupMetrics::currentNightKey(const MetricDictionary& bank) {
+  const std::optional<Date> nightStart = getFromDateForNightHour(bankNightHour(bank));
+  if (!nightStart) return std::nullopt;
+  return formatTools().YYMMDD(nightStart->dateByAddingTimeInterval(43200.0));
+}
+
+bool GroupMetrics::isOfCurrentNight(const std::string* key, const MetricDictionary& bank) {
+  if (!key) return false;
+  const std::optional<std::string> night = currentNightKey(bank);
+  return night && *key == *night;
+}
+
 bool GroupMetrics::watchDictIsValid() {
   formatTools();
   openStore();
@@ -110,7 +128,7 @@ std::optional<MetricDictionary> GroupMetrics::requestSleepBank() {
     raw = watch->floatForKey("rawSleepTime");
 
   const float goalH = bank->contains("requiredHours") ? bank->floatForKey("requiredHours") : 8.0f;
-  const std::int64_t nightHour = bank->contains("nightHour") ? bank->integerForKey("nightHour") : kDefaultNightHour;
+  const std::int64_t nightHour = bankNightHour(*bank);
   float wakeOffset = 0.0f;
   if (bank->contains("medianWake") && bank->floatForKey("medianWake") > 0.0f)
     wakeOffset = bank->floatForKey("medianWake");

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "platform/Environment.h"
@@ -13,6 +14,7 @@ namespace velmora {
 
 class FormatTools;
 class UserDefaults;
+struct VitalSignVocabulary;
 
 // The metric records computed from what the main app leaves in the
 // SharedStore: the configuration lookups, the night boundaries, and the
@@ -57,7 +59,39 @@ class GroupMetrics {
   // Publishes the four ring labels for the widgets ("--" without a record).
   void requestQualityForSwift();
 
+  // --- Vital signs ----------------------------------------------------------------
+
+  // Last night's blood oxygen and breathing rate against their seven-night
+  // figures: labels, the change, a spoken sentence and a copyable text. A
+  // night without a positive average still has a record, of "--" labels.
+  // Nothing when the bank or the summary is missing or of another night.
+  std::optional<MetricDictionary> requestSpO2();
+  std::optional<MetricDictionary> requestRespRate();
+  // Last night's wrist temperature against the 28-night baseline. Nothing
+  // without both temperatures for the current night.
+  std::optional<MetricDictionary> requestWristTemp();
+
+  // --- Readiness, sleep fuel and bedtime consistency ------------------------------
+
+  // How ready the night left the user: heart-rate variability and the waking
+  // heart rate against their baselines, as points, a rating word (or stars),
+  // a star value, labels, tints, a spoken sentence and a copyable text. The
+  // watch's figures stand in when the stored ones are not of today. Nothing
+  // without figures for the current night or without a positive score.
+  std::optional<MetricDictionary> requestReadiness();
+  // The same scoring of the night's own stored figures, rated in fuel grades.
+  std::optional<MetricDictionary> requestOctane();
+  // The average bedtime, how far it moved against the previous average, and
+  // the gauge's label. Nothing without the bank's "startDate".
+  std::optional<MetricDictionary> requestConsistencyDict();
+
  private:
+  // The day key that the bank's nightly summaries carry for the current
+  // night, by the bank's own night hour; nothing for a negative hour.
+  std::optional<std::string> currentNightKey(const MetricDictionary& bank);
+  // Whether a summary's day key names the current night.
+  bool isOfCurrentNight(const std::string* key, const MetricDictionary& bank);
+  std::optional<MetricDictionary> vitalSignRecord(const VitalSignVocabulary& vocabulary);
   void openStore();
   FormatTools& formatTools();
   // "nightHour" of the configuration, truncated; 21 when absent or negative.

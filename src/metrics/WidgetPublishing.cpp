@@ -7,12 +7,23 @@
 
 namespace velmora {
 
-void publishForWidgets(UserDefaults& store, std::string_view name, const Value* value) {
-  const std::string key = stringWithFormat("Swift-%@", {name});
+namespace {
+
+void publish(UserDefaults& store, const std::string& key, const Value* value) {
   if (value)
     store.setObject(*value, key);
   else
     store.removeObjectForKey(key);
+}
+
+}  // namespace
+
+void publishForWidgets(UserDefaults& store, std::string_view name, const Value* value) {
+  publish(store, stringWithFormat("Swift-%@", {name}), value);
+}
+
+void publishCompactForWidgets(UserDefaults& store, std::string_view name, const Value* value) {
+  publish(store, stringWithFormat("Swift-%@Compact", {name}), value);
 }
 
 }  // namespace velmora

@@ -14,5 +14,7 @@ class UserDefaults;
 //
 // Sets "Swift-<name>" to `value`; an absent value (nullptr) removes the key.
 void publishForWidgets(UserDefaults& store, std::string_view name, const Value* value);
+// The same for the compact form of a text, under "Swift-<name>Compact".
+void publishCompactForWidgets(UserDefaults& store, std::string_view name, const Value* value);
 
 }  // namespace velmora

@@ -14,17 +14,6 @@ namespace {
 
 constexpr std::string_view kTableSuffix = ".lproj";
 
-std::vector<std::string> tableLanguages(const std::filesystem::path& dir) {
-  std::vector<std::string> found;
-  std::error_code ec;
-  for (const auto& entry : std::filesystem::directory_iterator(dir, ec)) {
-    const std::string name = entry.path().filename().string();
-    if (name.size() > kTableSuffix.size() && name.ends_with(kTableSuffix))
-      found.push_back(name.substr(0, name.size() - kTableSuffix.size()));
-  }
-  return found;
-}
-
 // The table language a bundle picks for the preferred languages: ICU's
 // locale matching over the tables present, English when nothing fits.
 std::string matchLanguage(const std::vector<std::string>& available, const std::vector<std::string>& preferred) {
@@ -53,6 +42,18 @@ std::string matchLanguage(const std::vector<std::string>& available, const std::
 }
 
 }  // namespace
+
+std::vector<std::string> Bundle::tableLanguages(const std::filesystem::path& dir) {
+  std::vector<std::string> found;
+  std::error_code ec;
+  for (const auto& entry : std::filesystem::directory_iterator(dir, ec)) {
+    const std::string name = entry.path().filename().string();
+    if (name.size() > kTableSuffix.size() && name.ends_with(kTableSuffix))
+      found.push_back(name.substr(0, name.size() - kTableSuffix.size()));
+  }
+  std::sort(found.begin(), found.end());
+  return found;
+}
 
 Bundle::Bundle(std::filesystem::path resourcesDir, const std::vector<std::string>& preferredLanguages,
                const WarningSink& warn)
@@ -88,19 +89,30 @@ std::string Bundle::localizedStringForKey(std::string_view key, std::string_view
   return std::string(value.empty() ? key : value);
 }
 
-std::optional<Bundle::PictureFile> Bundle::pathForPicture(std::string_view name, int scale) const {
+namespace {
+
+std::string_view pictureBase(std::string_view name) {
   if (name.ends_with(".png")) name.remove_suffix(4);
-  if (name.empty()) return std::nullopt;
-  const std::filesystem::path dir = dir_ / "pictures";
-  const std::string base(name);
+  return name;
+}
+
+}  // namespace
+
+std::filesystem::path Bundle::renditionFile(std::string_view name, int scale) const {
+  return dir_ / "pictures" / (std::string(pictureBase(name)) + "@" + std::to_string(scale) + "x.png");
+}
+
+std::optional<Bundle::PictureFile> Bundle::pathForPicture(std::string_view name, int scale) const {
+  const std::string base(pictureBase(name));
+  if (base.empty()) return std::nullopt;
   std::error_code ec;
   auto found = [&](const std::filesystem::path& file) { return std::filesystem::is_regular_file(file, ec); };
   std::vector<int> scales{scale};
   for (int s = scale + 1; s <= kLargestRendition; ++s) scales.push_back(s);
   for (int s = std::min(scale - 1, kLargestRendition); s >= 1; --s) scales.push_back(s);
   for (int s : scales)
-    if (auto file = dir / (base + "@" + std::to_string(s) + "x.png"); found(file)) return PictureFile{file, s};
-  if (auto file = dir / (base + ".png"); found(file)) return PictureFile{file, 1};
+    if (auto file = renditionFile(base, s); found(file)) return PictureFile{file, s};
+  if (auto file = dir_ / "pictures" / (base + ".png"); found(file)) return PictureFile{file, 1};
   return std::nullopt;
 }
 

@@ -29,6 +29,11 @@ class Bundle {
 
   // The language whose table is in use ("en" when none matched).
   const std::string& language() const { return language_; }
+  // The table in use: every English key it translates, with its translation.
+  const std::unordered_map<std::string, std::string>& table() const { return table_; }
+
+  // The languages of the string tables a bundle directory holds, sorted.
+  static std::vector<std::string> tableLanguages(const std::filesystem::path& resourcesDir);
 
   // A named picture's rendition for a screen scale, as the asset catalogue
   // holds them: "<name>@<scale>x.png", else the nearest other scale (larger
@@ -41,6 +46,8 @@ class Bundle {
   };
   static constexpr int kLargestRendition = 4;
   std::optional<PictureFile> pathForPicture(std::string_view name, int scale) const;
+  // Where the rendition of a picture for a scale is, whether or not it is there.
+  std::filesystem::path renditionFile(std::string_view name, int scale) const;
 
   const std::filesystem::path& resourcesDir() const { return dir_; }
 

@@ -641,10 +641,18 @@ Size DrawingSurface::sizeWithAttributes(std::string_view text, const TextAttribu
 
 void DrawingSurface::drawAtPoint(std::string_view text, Point point, const TextAttributes& attributes) {
   if (!cr_ || !finite(point.x, point.y)) return;
-  const TextLine line = env_->fonts().line(text, attributes.font);
+  paintLine(env_->fonts().line(text, attributes.font), point, attributes.foregroundColour, attributes.backgroundColour);
+}
+
+void DrawingSurface::drawLine(const TextLine& line, Point point, const Colour& colour) {
+  if (!cr_ || !finite(point.x, point.y)) return;
+  paintLine(line, point, colour, Colour::clearColor());
+}
+
+void DrawingSurface::paintLine(const TextLine& line, Point point, const Colour& foreground, const Colour& backdrop) {
   const Size size = line.size();
   if (size.width <= 0) return;
-  const bool background = attributes.backgroundColour.rgba().alpha > 0;
+  const bool background = backdrop.rgba().alpha > 0;
   Rect bounds{point.x + line.inkBounds().x, point.y + line.inkBounds().y, line.inkBounds().width,
               line.inkBounds().height};
   if (background) {
@@ -657,11 +665,11 @@ void DrawingSurface::drawAtPoint(std::string_view text, Point point, const TextA
   }
   paintWithShadow(bounds, [&](cairo_t* cr) {
     if (background) {
-      setSource(cr, attributes.backgroundColour);
+      setSource(cr, backdrop);
       cairo_rectangle(cr, point.x, point.y, size.width, size.height);
       cairo_fill(cr);
     }
-    setSource(cr, attributes.foregroundColour);
+    setSource(cr, foreground);
     cairo_move_to(cr, point.x, point.y);
     line.show(cr);
     cairo_new_path(cr);

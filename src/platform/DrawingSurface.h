@@ -118,6 +118,9 @@ class DrawingSurface {
   // text's top-left corner at the point).
   Size sizeWithAttributes(std::string_view text, const TextAttributes& attributes) const;
   void drawAtPoint(std::string_view text, Point point, const TextAttributes& attributes);
+  // A line already laid out (a label's, fitted to its frame) with its
+  // top-left corner at the point, in a colour.
+  void drawLine(const TextLine& line, Point point, const Colour& colour);
 
   // `UIImage drawInRect:`: the whole picture, scaled into the rectangle.
   void drawInRect(const Image& image, Rect rect);
@@ -147,6 +150,7 @@ class DrawingSurface {
   int pixelSide() const;
   bool prepareToPaint();
   void paintPath(bool stroke);
+  void paintLine(const TextLine& line, Point point, const Colour& foreground, const Colour& backdrop);
   // The part of the plane, in points, whose painting can show on the bitmap
   // when it casts `shadow` (if any), grown by `by`.
   Box reachBox(const Shadow* shadow, double by) const;

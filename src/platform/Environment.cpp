@@ -21,7 +21,7 @@ const Bundle& Environment::bundle() const {
 
 const FontSet& Environment::fonts() const {
   if (!fonts_)
-    fonts_ = std::make_shared<const FontSet>(FontSet::standardFontFiles(),
+    fonts_ = std::make_shared<const FontSet>(FontSet::standardFontFiles(), FontSet::standardFallbackFaces(), languages,
                                              [this](std::string_view message) { warning(message); });
   return *fonts_;
 }

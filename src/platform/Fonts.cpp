@@ -1,10 +1,20 @@
 #include "platform/Fonts.h"
 
 #include <fontconfig/fontconfig.h>
+// After fontconfig.h, whose types it uses.
+#include <fontconfig/fcfreetype.h>
+#include <ft2build.h>
+#include FT_FREETYPE_H
 #include <pango/pangocairo.h>
 #include <pango/pangofc-fontmap.h>
 
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstdio>
 #include <cstring>
+#include <optional>
+#include <unordered_set>
 #include <utility>
 
 namespace velmora {
@@ -15,14 +25,23 @@ namespace {
 constexpr double kLargestPointSize = 4096;
 // The system font and its fallbacks, in the order they are tried for a
 // character: emoji come before the plain symbol font, so that a bed (U+1F6CF)
-// shows in colour as it does on the phone.
-constexpr const char* kFamilies = "Inter, DejaVu Sans, Noto Color Emoji, Noto Sans Symbols2";
+// shows in colour as it does on the phone. The fallback faces' families follow.
+constexpr std::string_view kFamilies = "Inter, DejaVu Sans, Noto Color Emoji, Noto Sans Symbols2";
+constexpr const char* kSystemFamily = "Inter";
+static_assert(kFamilies.starts_with("Inter,"));
 
 // Colour emoji come as bitmaps of one pixel size: scale them to the size the
-// text asks for, as a desktop configuration does.
+// text asks for, as a desktop configuration does. And as there, the generic
+// family "emoji", which the layout asks for an emoji sequence as a whole
+// (a man getting a massage is a person, a joiner and a male sign), is the
+// colour emoji face: the sequence stays one picture.
 constexpr const char* kConfiguration = R"(<?xml version="1.0"?>
 <!DOCTYPE fontconfig SYSTEM "urn:fontconfig:fonts.dtd">
 <fontconfig>
+  <alias binding="same">
+    <family>emoji</family>
+    <prefer><family>Noto Color Emoji</family></prefer>
+  </alias>
   <match target="font">
     <test name="outline" compare="eq"><bool>false</bool></test>
     <edit name="pixelsizefixupfactor" mode="assign">
@@ -55,21 +74,77 @@ PangoWeight pangoWeight(FontWeight weight) {
 
 double points(int pangoUnits) { return static_cast<double>(pangoUnits) / PANGO_SCALE; }
 
+// Whether a language tag ("ko-KR") is of a language ("ko").
+bool isOfLanguage(std::string_view tag, std::string_view language) {
+  return tag.starts_with(language) && (tag.size() == language.size() || tag[language.size()] == '-');
+}
+
+// The fallback faces in the order they are tried: those of the earlier
+// preferred languages first, the rest as given. Returns how many are of a
+// preferred language.
+std::size_t rankFallbacks(std::vector<FallbackFace>& fallbacks, const std::vector<std::string>& preferred) {
+  auto rank = [&](const FallbackFace& face) {
+    const auto at = std::find_if(preferred.begin(), preferred.end(),
+                                 [&](const std::string& tag) { return isOfLanguage(tag, face.language); });
+    return at - preferred.begin();
+  };
+  std::stable_sort(fallbacks.begin(), fallbacks.end(),
+                   [&](const FallbackFace& a, const FallbackFace& b) { return rank(a) < rank(b); });
+  return static_cast<std::size_t>(std::count_if(fallbacks.begin(), fallbacks.end(), [&](const FallbackFace& face) {
+    return rank(face) < static_cast<std::ptrdiff_t>(preferred.size());
+  }));
+}
+
+// The family list a layout asks for: the set's own fonts, then the fallback families in their order.
+std::string familyList(const std::vector<FallbackFace>& fallbacks) {
+  std::string families(kFamilies);
+  for (const FallbackFace& face : fallbacks)
+    if (families.find(face.family) == std::string::npos) families += ", " + face.family;
+  return families;
+}
+
+// The characters of a laid-out line that no font has, as "U+AC00 U+C7A0".
+std::string missingCharacters(PangoLayout* layout) {
+  std::string found;
+  PangoLayoutIter* iter = pango_layout_get_iter(layout);
+  do {
+    const PangoLayoutRun* run = pango_layout_iter_get_run_readonly(iter);
+    if (!run) continue;
+    for (int i = 0; i < run->glyphs->num_glyphs; ++i) {
+      const PangoGlyph glyph = run->glyphs->glyphs[i].glyph;
+      if (!(glyph & PANGO_GLYPH_UNKNOWN_FLAG)) continue;
+      char code[16];
+      std::snprintf(code, sizeof code, "U+%04X", glyph & ~PANGO_GLYPH_UNKNOWN_FLAG);
+      if (found.find(code) == std::string::npos) found += (found.empty() ? "" : " ") + std::string(code);
+    }
+  } while (pango_layout_iter_next_run(iter));
+  pango_layout_iter_free(iter);
+  return found;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
 
-TextLine::TextLine(PangoLayout* adopted) : layout_(adopted) {
+TextLine::TextLine(PangoLayout* adopted, int ascent, int descent) : layout_(adopted) {
   if (!layout_) return;
   PangoRectangle ink, logical;
   pango_layout_get_extents(layout_, &ink, &logical);
-  size_ = {points(logical.width), points(logical.height)};
-  origin_ = {-points(logical.x), -points(logical.y)};
-  ink_ = {points(ink.x - logical.x), points(ink.y - logical.y), points(ink.width), points(ink.height)};
+  const int top = pango_layout_get_baseline(layout_) - ascent;
+  size_ = {points(logical.width), points(ascent + descent)};
+  origin_ = {-points(logical.x), -points(top)};
+  ink_ = {points(ink.x - logical.x), points(ink.y - top), points(ink.width), points(ink.height)};
+  baseline_ = points(ascent);
+  truncated_ = pango_layout_is_ellipsized(layout_);
 }
 
 TextLine::TextLine(const TextLine& other)
-    : layout_(other.layout_), size_(other.size_), ink_(other.ink_), origin_(other.origin_) {
+    : layout_(other.layout_),
+      size_(other.size_),
+      ink_(other.ink_),
+      origin_(other.origin_),
+      baseline_(other.baseline_),
+      truncated_(other.truncated_) {
   if (layout_) g_object_ref(layout_);
 }
 
@@ -78,6 +153,8 @@ TextLine& TextLine::operator=(TextLine other) noexcept {
   std::swap(size_, other.size_);
   std::swap(ink_, other.ink_);
   std::swap(origin_, other.origin_);
+  std::swap(baseline_, other.baseline_);
+  std::swap(truncated_, other.truncated_);
   return *this;
 }
 
@@ -97,7 +174,24 @@ struct FontSet::State {
   FcConfig* config = nullptr;
   PangoFontMap* fontMap = nullptr;
   PangoContext* context = nullptr;
-  mutable std::unordered_map<std::string, TextLine> lines;
+  std::string families;
+  std::vector<FallbackFace> fallbacks;  // in the order they are tried
+  std::size_t preferredFallbacks = 0;   // the first of them, of the preferred languages
+  std::size_t fallbacksRead = 0;        // how many of them were looked for
+  int fallbackFaces = 0;
+  WarningSink warn;
+  std::unordered_set<std::string> reportedTexts;  // each text's missing characters are reported once
+  std::unordered_map<std::string, TextLine> lines;
+  // The system font's ascent and descent per point of size, by weight, read
+  // once: unhinted, its line scales with the size.
+  std::optional<std::pair<double, double>> systemLines[3];
+
+  void warning(const std::string& message) const {
+    if (warn) warn(message);
+  }
+  // Reads the next fallback faces into the configuration: those of the
+  // preferred languages, then the rest. Returns whether any face was added.
+  bool readFallbackFaces();
 
   ~State() {
     lines.clear();
@@ -117,6 +211,55 @@ struct FontSet::State {
   }
 };
 
+bool FontSet::State::readFallbackFaces() {
+  const std::size_t first = fallbacksRead;
+  const std::size_t end = first < preferredFallbacks ? preferredFallbacks : fallbacks.size();
+  if (first == end) return false;
+  fallbacksRead = end;
+  // The faces join the set's own fonts (none when the system's configuration stands in, which has its own).
+  FcFontSet* set = FcConfigGetFonts(config, FcSetApplication);
+  FT_Library library = nullptr;
+  if (!set || FT_Init_FreeType(&library) != 0) return false;
+  // A collection holds many faces, and opening one costs about a third of a
+  // millisecond: each wanted face is looked for where it usually is first, and
+  // only where the collection holds something else are its faces looked at in
+  // turn. Only the wanted faces are scanned for their characters.
+  auto faceNamed = [&](const FallbackFace& wanted, FT_Long index) -> FT_Face {
+    FT_Face face = nullptr;
+    if (FT_New_Face(library, wanted.file.c_str(), index, &face) != 0) return nullptr;
+    if (face->family_name && wanted.family == face->family_name) return face;
+    FT_Done_Face(face);
+    return nullptr;
+  };
+  const int before = fallbackFaces;
+  for (std::size_t i = first; i < end; ++i) {
+    const FallbackFace& wanted = fallbacks[i];
+    FT_Face face = faceNamed(wanted, wanted.usualIndex);
+    if (!face) {
+      FT_Face probe = nullptr;
+      const FT_Long faces = FT_New_Face(library, wanted.file.c_str(), -1, &probe) == 0 ? probe->num_faces : 0;
+      if (probe) FT_Done_Face(probe);
+      for (FT_Long index = 0; index < faces && !face; ++index)
+        if (index != wanted.usualIndex) face = faceNamed(wanted, index);
+    }
+    if (!face) {
+      warning("font face \"" + wanted.family + "\" not loaded from " + wanted.file.string());
+      continue;
+    }
+    if (FcPattern* pattern = FcFreeTypeQueryFace(face, reinterpret_cast<const FcChar8*>(wanted.file.c_str()),
+                                                 static_cast<unsigned>(face->face_index), nullptr)) {
+      FcFontSetAdd(set, pattern);
+      ++fallbackFaces;
+    }
+    FT_Done_Face(face);
+  }
+  FT_Done_FreeType(library);
+  if (fallbackFaces == before) return readFallbackFaces();
+  // Pango keeps the fonts it matched for each description: let it match again.
+  pango_fc_font_map_config_changed(PANGO_FC_FONT_MAP(fontMap));
+  return true;
+}
+
 std::vector<std::filesystem::path> FontSet::standardFontFiles() {
   return {
       "/usr/share/fonts/opentype/inter/Inter-Regular.otf",
@@ -129,19 +272,35 @@ std::vector<std::filesystem::path> FontSet::standardFontFiles() {
   };
 }
 
-FontSet::FontSet(const std::vector<std::filesystem::path>& files, const WarningSink& warn)
+std::vector<FallbackFace> FontSet::standardFallbackFaces() {
+  const std::filesystem::path regular = "/usr/share/fonts/opentype/noto/NotoSansCJK-Regular.ttc";
+  const std::filesystem::path bold = "/usr/share/fonts/opentype/noto/NotoSansCJK-Bold.ttc";
+  return {
+      {regular, "Noto Sans CJK JP", "ja", 0},
+      {bold, "Noto Sans CJK JP", "ja", 0},
+      {regular, "Noto Sans CJK KR", "ko", 1},
+      {bold, "Noto Sans CJK KR", "ko", 1},
+  };
+}
+
+FontSet::FontSet(const std::vector<std::filesystem::path>& files, std::vector<FallbackFace> fallbacks,
+                 const std::vector<std::string>& preferredLanguages, WarningSink warn)
     : state_(std::make_unique<State>()) {
   State& s = *state_;
+  s.warn = std::move(warn);
+  s.preferredFallbacks = rankFallbacks(fallbacks, preferredLanguages);
+  s.families = familyList(fallbacks);
+  s.fallbacks = std::move(fallbacks);
   s.config = FcConfigCreate();
   FcConfigParseAndLoadFromMemory(s.config, reinterpret_cast<const FcChar8*>(kConfiguration), FcTrue);
   for (const auto& file : files) {
     if (FcConfigAppFontAddFile(s.config, reinterpret_cast<const FcChar8*>(file.c_str())))
       ++loaded_;
-    else if (warn)
-      warn("font file not loaded: " + file.string());
+    else
+      s.warning("font file not loaded: " + file.string());
   }
   if (loaded_ == 0) {
-    if (warn) warn("none of the program's fonts could be loaded; using the system's fonts");
+    s.warning("none of the program's fonts could be loaded; using the system's fonts");
     FcConfigDestroy(s.config);
     s.config = FcInitLoadConfigAndFonts();
   }
@@ -167,37 +326,111 @@ FontSet::FontSet(const std::vector<std::filesystem::path>& files, const WarningS
 
 FontSet::~FontSet() = default;
 
-TextLine FontSet::line(std::string_view text, const Font& font) const {
+int FontSet::loadedFallbackFaceCount() const { return state_->fallbackFaces; }
+
+TextLine FontSet::line(std::string_view text, const Font& font) const { return layOut(text, font, 0.0); }
+
+TextLine FontSet::layOut(std::string_view text, const Font& font, double truncateToWidth) const {
   // A font of no size, or whose em at the largest scale would pass the
   // largest bitmap (and the font engine's limits), sets no text.
   if (text.empty() || !(font.pointSize > 0 && font.pointSize <= kLargestPointSize)) return {};
+  State& s = *state_;
   std::string key;
-  key.reserve(text.size() + 24);
+  key.reserve(text.size() + 32);
   key.append(text).push_back('\0');
   key.append(std::to_string(font.pointSize)).push_back(static_cast<char>('0' + static_cast<int>(font.weight)));
-  auto& lines = state_->lines;
-  if (auto it = lines.find(key); it != lines.end()) return it->second;
+  if (truncateToWidth > 0) key.append("/").append(std::to_string(truncateToWidth));
+  if (auto it = s.lines.find(key); it != s.lines.end()) return it->second;
 
-  FcConfigSetCurrent(state_->config);  // ours again, should another set have taken over
+  FcConfigSetCurrent(s.config);  // ours again, should another set have taken over
 
-  PangoLayout* layout = pango_layout_new(state_->context);
-  PangoFontDescription* description = pango_font_description_new();
-  pango_font_description_set_family_static(description, kFamilies);
-  pango_font_description_set_weight(description, pangoWeight(font.weight));
-  pango_font_description_set_absolute_size(description, font.pointSize * PANGO_SCALE);
-  pango_layout_set_font_description(layout, description);
-  pango_font_description_free(description);
-  pango_layout_set_single_paragraph_mode(layout, TRUE);
-  if (g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr)) {
-    pango_layout_set_text(layout, text.data(), static_cast<int>(text.size()));
-  } else {  // malformed bytes show as replacement characters, as the platform shows them
-    gchar* valid = g_utf8_make_valid(text.data(), static_cast<gssize>(text.size()));
-    pango_layout_set_text(layout, valid, -1);
-    g_free(valid);
+  auto makeLayout = [&] {
+    PangoLayout* layout = pango_layout_new(s.context);
+    PangoFontDescription* description = pango_font_description_new();
+    pango_font_description_set_family(description, s.families.c_str());
+    pango_font_description_set_weight(description, pangoWeight(font.weight));
+    pango_font_description_set_absolute_size(description, font.pointSize * PANGO_SCALE);
+    pango_layout_set_font_description(layout, description);
+    pango_font_description_free(description);
+    pango_layout_set_single_paragraph_mode(layout, TRUE);
+    if (truncateToWidth > 0) {
+      pango_layout_set_width(layout,
+                             static_cast<int>(std::min(truncateToWidth, double{INT_MAX / PANGO_SCALE}) * PANGO_SCALE));
+      pango_layout_set_ellipsize(layout, PANGO_ELLIPSIZE_END);
+    }
+    if (g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr)) {
+      pango_layout_set_text(layout, text.data(), static_cast<int>(text.size()));
+    } else {  // malformed bytes show as replacement characters, as the platform shows them
+      gchar* valid = g_utf8_make_valid(text.data(), static_cast<gssize>(text.size()));
+      pango_layout_set_text(layout, valid, -1);
+      g_free(valid);
+    }
+    return layout;
+  };
+  PangoLayout* layout = makeLayout();
+  // A character the fonts read so far lack: read more faces and lay out again.
+  while (pango_layout_get_unknown_glyphs_count(layout) > 0 && s.readFallbackFaces()) {
+    g_object_unref(layout);
+    layout = makeLayout();
   }
+  if (pango_layout_get_unknown_glyphs_count(layout) > 0 && s.reportedTexts.emplace(text).second)
+    s.warning("no font has " + missingCharacters(layout) + ", in \"" + std::string(text) + "\"");
 
-  if (lines.size() >= kCachedLines) lines.clear();
-  return lines.emplace(std::move(key), TextLine(layout)).first->second;
+  // A line is as tall as the system font's line at its size: a glyph of a
+  // fallback face (a Korean syllable, a symbol, an emoji) sits on the same
+  // baseline without stretching it, so that texts placed by their height, as
+  // the gauges place theirs, sit alike in every language.
+  std::optional<std::pair<double, double>>& perPoint = s.systemLines[static_cast<int>(font.weight)];
+  if (!perPoint) {
+    constexpr double kReadingSize = 100.0;
+    PangoFontDescription* system = pango_font_description_new();
+    pango_font_description_set_family_static(system, kSystemFamily);
+    pango_font_description_set_weight(system, pangoWeight(font.weight));
+    pango_font_description_set_absolute_size(system, kReadingSize * PANGO_SCALE);
+    PangoFontMetrics* metrics = pango_context_get_metrics(s.context, system, pango_language_from_string("en"));
+    perPoint.emplace(pango_font_metrics_get_ascent(metrics) / kReadingSize,
+                     pango_font_metrics_get_descent(metrics) / kReadingSize);
+    pango_font_metrics_unref(metrics);
+    pango_font_description_free(system);
+  }
+  const auto ascent = static_cast<int>(std::lround(perPoint->first * font.pointSize));
+  const auto descent = static_cast<int>(std::lround(perPoint->second * font.pointSize));
+
+  if (s.lines.size() >= kCachedLines) s.lines.clear();
+  return s.lines.emplace(std::move(key), TextLine(layout, ascent, descent)).first->second;
+}
+
+PlacedLine FontSet::placeInFrame(std::string_view text, Rect frame, const LabelStyle& style) const {
+  PlacedLine placed{line(text, style.font), {frame.x, frame.y}, style.font.pointSize};
+  const TextLine natural = placed.line;
+  if (!(frame.width > 0)) return {{}, placed.origin, placed.pointSize};  // no room: nothing shows
+  if (natural.size().width > frame.width) {
+    const double m = style.minimumScaleFactor;
+    const double smallest = m > 0 && m < 1 ? m : 1.0;
+    Font font = style.font;
+    // Widths grow in proportion to the size, but for rounding: a second step
+    // settles the last fraction of a point.
+    double factor = std::max(smallest, frame.width / natural.size().width);
+    bool fits = false;
+    for (int step = 0; step < 3 && factor < 1 && !fits; ++step) {
+      font.pointSize = style.font.pointSize * factor;
+      placed.line = line(text, font);
+      fits = placed.line.size().width <= frame.width;
+      if (!fits && factor == smallest) break;
+      factor = std::max(smallest, factor * frame.width / placed.line.size().width);
+    }
+    if (!fits) {  // at the smallest size, whole if it fits there, else cut
+      font.pointSize = style.font.pointSize * smallest;
+      placed.line = line(text, font);
+      if (placed.line.size().width > frame.width) placed.line = layOut(text, font, frame.width);
+    }
+    placed.pointSize = font.pointSize;
+  }
+  const double width = placed.line.size().width;
+  if (style.alignment == TextAlignment::kCentre) placed.origin.x += (frame.width - width) / 2;
+  if (style.alignment == TextAlignment::kRight) placed.origin.x += frame.width - width;
+  placed.origin.y += (frame.height - natural.size().height) / 2 + natural.baseline() - placed.line.baseline();
+  return placed;
 }
 
 }  // namespace velmora

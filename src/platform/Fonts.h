@@ -55,7 +55,9 @@ struct TextAttributes {
 class TextLine {
  public:
   TextLine() = default;
-  explicit TextLine(PangoLayout* adopted);
+  // Takes the layout; its line is `ascent` above the baseline and `descent`
+  // below it, in Pango units.
+  TextLine(PangoLayout* adopted, int ascent, int descent);
   TextLine(const TextLine& other);
   TextLine& operator=(TextLine other) noexcept;
   ~TextLine();
@@ -64,6 +66,10 @@ class TextLine {
   Size size() const { return size_; }
   // Ink bounds relative to the top-left corner, in points (what a shadow of the text can reach).
   Rect inkBounds() const { return ink_; }
+  // From the top of the line down to its baseline, in points.
+  double baseline() const { return baseline_; }
+  // Whether the tail of the text gave way to an ellipsis to fit a width.
+  bool isTruncated() const { return truncated_; }
   // Paints the text with its top-left corner at the current point of `cr`,
   // in the source that `cr` has set.
   void show(cairo_t* cr) const;
@@ -73,13 +79,50 @@ class TextLine {
   Size size_;
   Rect ink_;
   Point origin_;  // where the layout's own origin lies from the top-left corner
+  double baseline_ = 0.0;
+  bool truncated_ = false;
+};
+
+// `NSTextAlignment` of a label's line within its frame.
+enum class TextAlignment { kLeft, kCentre, kRight };
+
+// How a label shows its one line of text, as the platform's labels do: in
+// its font, aligned within the frame and centred on it vertically; a text too
+// wide for the frame first shrinks, down to `minimumScaleFactor` of the
+// font's size (`adjustsFontSizeToFitWidth`; 1 never shrinks), and then gives
+// up its tail to an ellipsis (`NSLineBreakByTruncatingTail`).
+struct LabelStyle {
+  Font font;
+  TextAlignment alignment = TextAlignment::kLeft;
+  double minimumScaleFactor = 1.0;
+
+  friend bool operator==(const LabelStyle&, const LabelStyle&) = default;
+};
+
+// A label's line as placed in its frame.
+struct PlacedLine {
+  TextLine line;
+  Point origin;            // the line's top-left corner
+  double pointSize = 0.0;  // the size the font took to fit
+};
+
+// One face of a font collection that the set reads only once a text needs it:
+// the faces of Hangul, kana and Han are large, and most runs never draw them.
+struct FallbackFace {
+  std::filesystem::path file;
+  std::string family;    // picks the face out of its collection
+  std::string language;  // the language whose forms of shared characters the face draws ("ko", "ja")
+  long usualIndex = 0;   // where the collection usually holds it (looked at first)
 };
 
 // The fonts of a run: a private font configuration that holds only the named
 // font files (no scan of the system's fonts) and lays out text with them.
 // The system font is Inter (regular, bold and extra-bold for "heavy"); DejaVu
 // Sans and Noto Sans Symbols2 hold the symbols Inter lacks (☾, ⭒); Noto Color
-// Emoji holds the notification's emoji (🛌, 🛏).
+// Emoji holds the notification's emoji (🛌, 🛏). Noto Sans CJK, whose Latin
+// letters never show since every font above has them, holds Korean and
+// Japanese; its faces are read on the first text that has a character none of
+// the others has.
 //
 // Fontconfig keeps one current configuration per process: the set makes its
 // own configuration current whenever it lays out text, and Pango lays out with
@@ -88,10 +131,18 @@ class FontSet {
  public:
   // The font files as Debian's font packages install them, system font first.
   static std::vector<std::filesystem::path> standardFontFiles();
+  // The faces of the scripts those fonts lack, as Debian's packages install them.
+  static std::vector<FallbackFace> standardFallbackFaces();
 
   // Loads `files`; a file that is missing or unreadable is reported to `warn`
   // and left out. When none loads, the system's configuration stands in.
-  explicit FontSet(const std::vector<std::filesystem::path>& files = standardFontFiles(), const WarningSink& warn = {});
+  // `fallbacks` are read when first needed, those of `preferredLanguages`
+  // before the rest; where their characters are shared (Han), the faces of
+  // the earlier preferred languages come first.
+  // A character that no font has is reported to `warn`, once per text.
+  explicit FontSet(const std::vector<std::filesystem::path>& files = standardFontFiles(),
+                   std::vector<FallbackFace> fallbacks = standardFallbackFaces(),
+                   const std::vector<std::string>& preferredLanguages = {}, WarningSink warn = {});
   ~FontSet();
   FontSet(const FontSet&) = delete;
   FontSet& operator=(const FontSet&) = delete;
@@ -105,11 +156,18 @@ class FontSet {
     return line(text, attributes.font).size();
   }
 
-  // How many of the named files were loaded.
+  // A label's line in its frame (see `LabelStyle`). When the font shrinks,
+  // the line keeps the baseline it has at full size, as the platform's
+  // labels keep theirs.
+  PlacedLine placeInFrame(std::string_view text, Rect frame, const LabelStyle& style) const;
+
+  // How many of the named files were loaded, and of the fallback faces.
   int loadedFileCount() const { return loaded_; }
+  int loadedFallbackFaceCount() const;
 
  private:
   struct State;
+  TextLine layOut(std::string_view text, const Font& font, double truncateToWidth) const;
   std::unique_ptr<State> state_;
   int loaded_ = 0;
 };

@@ -200,9 +200,16 @@ bool Image::writePng(const std::filesystem::path& file, std::string* error) cons
 class PictureCache {
  public:
   ImageRef& operator[](const std::string& key) { return pictures_[key]; }
+  void missed(MissingPicture miss) {
+    for (const MissingPicture& m : missing_)
+      if (m.file == miss.file) return;
+    missing_.push_back(std::move(miss));
+  }
+  const std::vector<MissingPicture>& missing() const { return missing_; }
 
  private:
   std::unordered_map<std::string, ImageRef> pictures_;
+  std::vector<MissingPicture> missing_;
 };
 
 std::shared_ptr<PictureCache> makePictureCache() { return std::make_shared<PictureCache>(); }
@@ -217,10 +224,17 @@ ImageRef imageNamed(const Environment& env, std::string_view name) {
   ImageRef& kept = env.pictures()[key];
   if (kept) return kept;
   // A picture that is missing or could not be read is looked for again next time.
-  if (const auto picture = bundle.pathForPicture(name, env.scale))
+  if (const auto picture = bundle.pathForPicture(name, env.scale)) {
     kept = pngPicture(picture->path, name, picture->scale);
+    if (!kept) env.pictures().missed({std::string(name), picture->path, "cannot be read as a PNG picture"});
+  } else {
+    env.pictures().missed(
+        {std::string(name), bundle.renditionFile(name, env.scale), "is missing: the bundle has no rendition of it"});
+  }
   return kept;
 }
+
+std::vector<MissingPicture> missingPictures(const Environment& env) { return env.pictures().missing(); }
 
 ImageRef keptDrawing(const Environment& env, std::string_view key, const std::function<ImageRef()>& draw) {
   // A picture's key starts with the bundle's directory, never with a zero byte.

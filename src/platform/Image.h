@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/Value.h"
 
@@ -50,6 +51,18 @@ class Image {
 // read. As on the platform, a picture is read once and kept for the rest of
 // the run (`Environment::pictures`).
 ImageRef imageNamed(const Environment& env, std::string_view name);
+
+// A named picture a run asked for and could not have: the file it looked for
+// (the rendition for the run's scale) and what is wrong with it.
+struct MissingPicture {
+  std::string name;
+  std::filesystem::path file;
+  std::string problem;  // "is missing: ...", "cannot be read ..."
+};
+// The pictures of this run that `imageNamed` could not give, in the order
+// they were first asked for. An image drawn without its picture is not the
+// image the system draws, so a caller that writes images checks this.
+std::vector<MissingPicture> missingPictures(const Environment& env);
 
 // An image the run draws once and keeps under `key` (which must name all it
 // depends on: size, scale, colours): the part of a drawing that never changes,

@@ -43,8 +43,38 @@ class SleepMetricsUI : public SleepMetricsGraphics {
   ImageRef swiftSleepRingsImage();
   ImageRef swiftSleepRingsAccessoryImage();
 
+  // --- Vital signs ------------------------------------------------------------------
+
+  // The displayable texts of last night's blood oxygen, breathing rate and
+  // wrist temperature with their gauge (and the wrist's rating colour);
+  // nothing when there is no record.
+  std::optional<MetricDictionary> requestSpO2();
+  std::optional<MetricDictionary> requestRespRate();
+  std::optional<MetricDictionary> requestWristTemp();
+  ImageRef swiftSpO2Image();
+  ImageRef swiftRespRateImage();
+  ImageRef swiftWristTempImage();
+  void requestSpO2ForSwift();
+  void requestRespRateForSwift();
+
+  // --- Readiness, sleep fuel and bedtime consistency --------------------------------
+
+  // The readiness (or fuel) dial with the rating, the two measurements' labels
+  // and indicator colours, the copy text, and in widget mode their tints;
+  // nothing without a record.
+  std::optional<MetricDictionary> requestReadiness();
+  std::optional<MetricDictionary> requestOctane();
+  // The consistency gauge with the average bedtime, its trend and the gauge's label.
+  std::optional<MetricDictionary> requestConsistency();
+  ImageRef swiftReadinessImage();
+  ImageRef swiftOctaneImage();
+  // Readiness and fuel publish under the same keys: the later call wins.
+  void requestReadinessForSwift();
+  void requestOctaneForSwift();
+
  private:
   GroupMetrics& groupMetrics();
+  std::optional<MetricDictionary> readinessDisplay(const std::optional<MetricDictionary>& record);
   ImageRef ringsImageOrWait(const std::optional<MetricDictionary>& d) const;
 
   std::unique_ptr<GroupMetrics> groupMetrics_;

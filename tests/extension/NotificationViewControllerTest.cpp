@@ -89,19 +89,36 @@ TEST(NotificationViewController, HeadingsFollowThePreferredLanguage) {
   EXPECT_EQ(controller.slot("bankHeadingLabel").text, "AUFWACHZEIT");
 }
 
-TEST(InterfaceDescription, AMalformedFileFallsBackToPlainSlots) {
-  struct Case {
+// A description that cannot be understood is refused, saying what is wrong; nothing carries on with stand-ins.
+TEST(InterfaceDescription, AMalformedDescriptionIsRefusedSayingWhy) {
+  const struct {
     const char* json;
     const char* complaint;
+  } cases[] = {
+      {"{", "parse error"},
+      {R"({"size": [360, 320]})", "slots"},
+      {R"({"slots": [{"name": "nope", "kind": "label"}]})", "unknown slot \"nope\""},
+      {R"({"slots": [{"name": "ringsImage", "kind": "label"}]})", "is a image"},
+      {R"({"slots": [{"name": "starsLabel", "kind": "label", "font": [15, "light"]}]})", "weight \"light\""},
+      {R"({"slots": [{"name": "starsLabel", "kind": "label", "align": "justified"}]})", "alignment \"justified\""},
+      {R"({"slots": [{"name": "starsLabel", "kind": "label", "minimumScaleFactor": 0}]})", "minimumScaleFactor"},
+      {R"({"slots": [{"name": "starsLabel", "kind": "label", "minimumScaleFactor": 1.5}]})", "minimumScaleFactor"},
+      {R"({"slots": [{"name": "starsLabel", "kind": "label", "colour": [1, 2]}]})", "colour"},
   };
-  for (const Case& c : {Case{"{", "parse"}, Case{R"({"slots": [{"name": "nope", "kind": "label"}]})", "nope"},
-                        Case{R"({"slots": [{"name": "ringsImage", "kind": "label"}]})", "image"}}) {
-    std::string error;
-    const InterfaceDescription d = InterfaceDescription::parse(c.json, &error);
-    EXPECT_NE(error.find(c.complaint), std::string::npos) << error;
-    ASSERT_EQ(d.slots.size(), 27u);
-    EXPECT_FALSE(d.slots[1].text.has_value());
+  for (const auto& c : cases) {
+    try {
+      InterfaceDescription::parse(c.json);
+      ADD_FAILURE() << c.json << " was accepted";
+    } catch (const InterfaceDescription::Error& error) {
+      EXPECT_NE(std::string(error.what()).find(c.complaint), std::string::npos) << c.json << ": " << error.what();
+    }
   }
+  const InterfaceDescription d = InterfaceDescription::parse(
+      R"({"slots": [{"name": "starsLabel", "kind": "label", "font": [17, "heavy"], "align": "right",
+                     "minimumScaleFactor": 0.5}]})");
+  EXPECT_EQ(d.layout[13].text,
+            (LabelStyle{Font::systemFontOfSize(17, FontWeight::kHeavy), TextAlignment::kRight, 0.5}));
+  EXPECT_EQ(d.layout[12].text.minimumScaleFactor, 1.0);  // absent: the label never shrinks
 }
 
 }  // namespace

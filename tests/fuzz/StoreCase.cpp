@@ -110,7 +110,8 @@ enum ValueTag : std::uint8_t {
   kWideInteger,  // 16 bytes
   kValueTags
 };
-// Keys: a byte below kDayKey is one of storeKeys() (a "%d" in it takes the next byte's number).
+// Keys: a byte below kDayKey and the next one are the number of one of
+// storeKeys(), modulo their count (a "%d" in it takes the next byte's number).
 constexpr std::uint8_t kDayKey = 0xFD;    // 1 byte: signed days from today, as "yyyyMMdd"
 constexpr std::uint8_t kShortKey = 0xFE;  // 1 byte of length, then the key
 constexpr std::uint8_t kLongKey = 0xFF;   // 2 bytes of length, then the key
@@ -224,7 +225,8 @@ class CaseDecoder {
       const std::string day = days_->format(onCalendar(now_.seconds + days * 86400.0, now_)).substr(0, 10);
       return day.substr(0, 4) + day.substr(5, 2) + day.substr(8, 2);
     }
-    std::string name(kStoreKeys[tag % std::size(kStoreKeys)]);
+    const std::size_t listed = tag * 256u + in_.byte();
+    std::string name(kStoreKeys[listed % std::size(kStoreKeys)]);
     if (const auto at = name.find("%d"); at != std::string::npos) name.replace(at, 2, std::to_string(in_.byte() % 16));
     return name;
   }
@@ -463,7 +465,7 @@ void runCase(const StoreCase& c, double budgetSeconds) {
     std::vector<std::string> names;
     for (const host::Operation& operation : host::operations()) names.emplace_back(operation.name);
     std::ostringstream requested;
-    host::runRequest(names, std::nullopt, env, requested);
+    host::runRequest(names, std::nullopt, std::nullopt, env, requested);
     const host::Json results = parsedOutput(requested.str(), "request");
     check(results.is_array() && results.size() == names.size(), "request printed another number of results");
     for (const char* category : {"BEDTIME", "TIMEASLEEP"}) {

@@ -30,6 +30,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   process.variables = {{"HOME", fuzz::scratchDirectory().string()}};
   process.clock = [] { return Date{1736173800.0}; };
   process.systemTimeZone = [] { return std::string("UTC"); };
+  process.executable = fuzz::scratchDirectory() / "bin" / "velmora";  // a program in its build tree
+  process.buildTree = fuzz::scratchDirectory();
   process.sourceResources = VELMORA_FUZZ_RESOURCES;
   process.warn = [](std::string_view) {};
   std::optional<Environment> env;

@@ -62,6 +62,7 @@ TEST_F(Program, ExitStatusAndMessageSayWhatHappened) {
       {"PNG unwritable", {"notify", "BEDTIME", "--png", "/no/dir/n.png"}, 1, "--png: /no/dir/n.png: No such"},
       {"version", {"--version"}, 0, "velmora 0."},
       {"help", {"--help"}, 0, "Usage: velmora [OPTIONS] SUBCOMMAND"},
+      {"operations listed", {"request", "--help"}, 0, "\n  GroupMetrics.requestWristTemp\n"},
       {"option after the command", {"defaults", "read", "shared", "--tz", "Asia/Seoul"}, 0, "{}"},
   };
   for (const auto& c : cases) {
@@ -126,6 +127,77 @@ TEST_F(Program, NotifyAndRequestDrawFromTheStoreAndWriteTheirImages) {
   // The image request left the one SleepMetricsUI of the run in widget mode.
   EXPECT_EQ(calls[3]["result"]["ringsImage"]["image"]["width"], 220.0);
   EXPECT_EQ(velmora({"defaults", "read", "shared", "Swift-HasData"}).out, "\"1\"\n");
+}
+
+// Where the output would be wrong, nothing is written and the status is 1, naming the file at fault: a bundle
+// without its interface description, or without a picture the images need. A category the extension does not
+// handle is no error (the slots print as created) but is said.
+TEST_F(Program, AnIncompleteBundleFailsLoudlyAndWritesNothing) {
+  const std::string watch = R"({"watchTrackDict": {"rawSleepTime": 25200.0, "rawSleepBankTime": 27000.0}})";
+  ASSERT_EQ(velmora({"defaults", "import", "shared", "-"}, watch).status, 0);
+  const auto bundle = home() / "bundle";
+  const auto interface = bundle / "NotificationInterface.json", backdrop = bundle / "pictures" / "RechargeBkg@3x.png";
+  using Path = const std::filesystem::path&;
+  const struct {
+    const char* name;
+    void (*spoil)(Path bundle);  // what is wrong with the bundle's copy
+    std::vector<std::string> args;
+    int status;
+    std::string message;
+  } cases[] = {
+      {"no interface description",
+       [](Path b) { std::filesystem::remove(b / "NotificationInterface.json"); },
+       {"notify", "BEDTIME"},
+       1,
+       interface.string() + ": the notification's interface description does not exist"},
+      {"malformed interface description",
+       [](Path b) { host::writeFile(b / "NotificationInterface.json", "{\"slots\": 3"); },
+       {"notify", "TIMEASLEEP"},
+       1,
+       interface.string() + ": not a valid interface description: "},
+      {"picture missing",
+       [](Path b) {
+         for (int scale = 1; scale <= 4; ++scale)
+           std::filesystem::remove(b / "pictures" / ("RechargeBkg@" + std::to_string(scale) + "x.png"));
+       },
+       {"notify", "TIMEASLEEP"},
+       1,
+       backdrop.string() + ": picture \"RechargeBkg.png\" is missing"},
+      {"picture not a PNG",
+       [](Path b) { host::writeFile(b / "pictures" / "RechargeBkg@3x.png", "not a picture"); },
+       {"notify", "TIMEASLEEP"},
+       1,
+       backdrop.string() + ": picture \"RechargeBkg.png\" cannot be read"},
+      {"request without its picture",
+       [](Path b) { host::writeFile(b / "pictures" / "RechargeBkg@3x.png", ""); },
+       {"request", "requestSleepBankRings"},
+       1,
+       backdrop.string() + ": picture \"RechargeBkg.png\" cannot be read"},
+      {"unknown category",
+       [](Path) {},
+       {"notify", "READINESS"},
+       0,
+       "velmora: warning: the extension does not handle the category \"READINESS\""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::filesystem::remove_all(bundle);
+    std::filesystem::copy(VELMORA_TEST_RESOURCES, bundle, std::filesystem::copy_options::recursive);
+    c.spoil(bundle);
+    const auto png = home() / "out.png", images = home() / "images";
+    std::filesystem::remove(png);
+    std::filesystem::remove_all(images);
+    std::vector<std::string> args{"--resources", bundle.string()};
+    args.insert(args.end(), c.args.begin(), c.args.end());
+    args.insert(args.end(), {"--images", images.string()});
+    if (c.args[0] == "notify") args.insert(args.end(), {"--png", png.string()});
+    const ProcessResult result = velmora(args);
+    EXPECT_EQ(result.status, c.status) << result.err;
+    EXPECT_NE(result.err.find(c.message), std::string::npos) << result.err;
+    EXPECT_EQ(std::filesystem::exists(png), c.status == 0);
+    EXPECT_TRUE(c.status == 0 || !std::filesystem::exists(images) || std::filesystem::is_empty(images));
+    EXPECT_EQ(result.out.empty(), c.status != 0);
+  }
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ ProcessContext processWith(Variables variables, std::vector<std::string>* warnin
   process.variables = std::move(variables);
   process.clock = [] { return isoDate("2025-03-01T12:00:00Z"); };
   process.systemTimeZone = [] { return std::string("Europe/Paris"); };
-  process.installedResources = "/nonexistent/share/velmora";
+  process.executable = "/nonexistent/bin/velmora";
   if (warnings) process.warn = [warnings](std::string_view message) { warnings->emplace_back(message); };
   return process;
 }
@@ -104,12 +104,34 @@ TEST(RunEnvironment, NowhereToPutThePreferencesCannotBeDone) {
   EXPECT_THROW(makeEnvironment({}, processWith({})), CommandError);
 }
 
-TEST(RunEnvironment, ResourcesAreTheSourceTreesWhenItExists) {
-  TempDir source;
-  ProcessContext process = processWith({{"HOME", "/h"}});
-  EXPECT_EQ(makeEnvironment({}, process).resourcesDir, "/nonexistent/share/velmora");
-  process.sourceResources = source.path();
-  EXPECT_EQ(makeEnvironment({}, process).resourcesDir, source.path());
+// The installed bundle sits beside the program's own directory, wherever the installation was moved; only a program
+// in its build tree, with no such bundle, uses the source tree's.
+TEST(RunEnvironment, ResourcesAreFoundFromTheProgramsOwnPlace) {
+  TempDir tree;
+  const auto build = tree.path() / "build", source = tree.path() / "source" / "resources";
+  const auto installed = tree.path() / "moved" / "share" / "velmora";
+  for (const auto& dir : {build, source, installed}) std::filesystem::create_directories(dir);
+  const struct {
+    const char* name;
+    std::filesystem::path executable;
+    std::filesystem::path expected;
+  } cases[] = {
+      {"installed, then moved", tree.path() / "moved" / "bin" / "velmora", installed},
+      {"in the build tree", build / "velmora", source},
+      {"a tool deeper in the build tree", build / "bench" / "velmora_bench", source},
+      {"outside the build tree, nothing installed", tree.path() / "elsewhere" / "bin" / "velmora",
+       tree.path() / "elsewhere" / "share" / "velmora"},
+      {"a sibling whose name starts like the build tree's", tree.path() / "build2" / "velmora",
+       tree.path() / "share" / "velmora"},
+      {"unknown", "", ""},
+  };
+  for (const auto& c : cases) {
+    ProcessContext process = processWith({{"HOME", "/h"}});
+    process.executable = c.executable;
+    process.buildTree = build;
+    process.sourceResources = source;
+    EXPECT_EQ(makeEnvironment({}, process).resourcesDir, c.expected) << c.name;
+  }
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "platform/Colour.h"
 #include "platform/Geometry.h"
 #include "platform/Image.h"
@@ -13,6 +15,10 @@ Point onDial(float size, double radius, double turn);
 
 // The straight (not premultiplied) colour of the pixel under a point, in points.
 RGBA pixelAt(const Image& image, Point p);
+
+// The bounding box, in points, of the pixels inside `box` (points) whose colour `select` picks; empty
+// (no width or height, at the box's far corner) when none is.
+Rect inkBounds(const Image& image, Rect box, const std::function<bool(const RGBA&)>& select);
 
 // Whether every channel lies within `tolerance` of the expected colour's.
 ::testing::AssertionResult near(const RGBA& actual, const RGBA& expected, double tolerance);

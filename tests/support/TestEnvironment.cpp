@@ -39,6 +39,12 @@ TestEnvironment::TestEnvironment(std::string_view isoNow, std::string zone, std:
   warn = [this](std::string_view message) { warnings.emplace_back(message); };
 }
 
+std::vector<std::string> keysOf(const MetricDictionary& d) {
+  std::vector<std::string> keys;
+  for (const auto& [key, value] : d) keys.push_back(key);
+  return keys;
+}
+
 void TestEnvironment::setNow(std::string_view isoNow) { now = isoDate(isoNow); }
 
 }  // namespace velmora::testing

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/Environment.h"
+#include "platform/Value.h"
 
 namespace velmora::testing {
 
@@ -42,5 +43,8 @@ class TestEnvironment : public Environment {
 
 // An instant from its ISO 8601 text; the test fails on a malformed text.
 Date isoDate(std::string_view text);
+
+// The keys of a dictionary in the order they were set.
+std::vector<std::string> keysOf(const MetricDictionary& d);
 
 }  // namespace velmora::testing
