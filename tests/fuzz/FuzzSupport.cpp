@@ -59,7 +59,9 @@ bool sameDictionary(const MetricDictionary& a, const MetricDictionary& b) {
 std::string firstDifference(const MetricDictionary& a, const MetricDictionary& b) {
   const host::JsonForms forms;
   auto shown = [&](const Value& v) {
-    return forms.toJson(v).dump(-1, ' ', false, host::Json::error_handler_t::replace);
+    std::string text = host::writeJson(forms.toJson(v));
+    text.pop_back();  // its line end
+    return text;
   };
   auto i = a.begin();
   auto j = b.begin();

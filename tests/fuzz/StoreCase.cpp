@@ -382,7 +382,7 @@ std::string textNamed(const MetricDictionary& fields, std::string_view key) {
 
 host::Json parsedOutput(const std::string& text, const std::string& command) {
   try {
-    return host::Json::parse(text);
+    return host::parseJson(text);
   } catch (const host::Json::exception& error) {
     fail(command + " printed text that is not JSON (" + error.what() + "):\n" + text.substr(0, 2000));
   }
