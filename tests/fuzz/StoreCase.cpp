@@ -11,6 +11,7 @@
 #include <stdexcept>
 
 #include "FuzzSupport.h"
+#include "host/Cli.h"
 #include "host/JsonForms.h"
 #include "host/NotifyCommand.h"
 #include "host/Operations.h"
@@ -476,6 +477,18 @@ void runCase(const StoreCase& c, double budgetSeconds) {
     }
   } catch (const std::exception& error) {
     fail(std::string("a run on the case stopped: ") + error.what());
+  }
+  // What the domains hold now, as `velmora defaults export` prints it.
+  host::ProcessContext process;
+  process.warn = [](std::string_view) {};
+  for (const char* domain : {"shared", "standard"}) {
+    std::istringstream in;
+    std::ostringstream exported, errors;
+    const int status = host::run({"--prefs", prefs.string(), "--tz", c.timeZone, "defaults", "export", domain}, process,
+                                 in, exported, errors);
+    check(status == 0, std::string("defaults export ") + domain + " failed: " + errors.str());
+    check(parsedOutput(exported.str(), std::string("defaults export ") + domain).is_object(),
+          "defaults export printed no object");
   }
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   check(seconds <= budgetSeconds, "the run took " + std::to_string(seconds) + " s");

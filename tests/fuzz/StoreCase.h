@@ -55,10 +55,10 @@ std::vector<std::uint8_t> encodeCase(const StoreCase& c);
 std::vector<std::uint8_t> caseToFile(const StoreCase& c);
 StoreCase caseFromFile(std::span<const std::uint8_t> bytes);
 
-// Runs every request operation in one session and expands both
-// notifications (drawing them as a person sees them) on the case's stores;
-// a fault, output that is not JSON, or a run longer than `budgetSeconds`
-// is a finding (see fail()).
+// Runs every request operation in one session, expands both notifications
+// (drawing them as a person sees them) and exports both domains, on the
+// case's stores; a fault, output that is not JSON, or a run longer than
+// `budgetSeconds` is a finding (see fail()).
 void runCase(const StoreCase& c, double budgetSeconds);
 
 }  // namespace velmora::fuzz
