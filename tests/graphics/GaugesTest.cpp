@@ -9,6 +9,7 @@
 #include "graphics/SleepMetricsGraphics.h"
 #include "palette/Pallet.h"
 #include "platform/Image.h"
+#include "support/OpenGraphics.h"
 #include "support/Pixels.h"
 #include "support/TestEnvironment.h"
 
@@ -22,12 +23,7 @@ using testing::pixelAt;
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInf = std::numeric_limits<float>::infinity();
 
-class Graphics : public SleepMetricsGraphics {
- public:
-  using SleepMetricsGraphics::pallet;
-  using SleepMetricsGraphics::SleepMetricsGraphics;
-  void enterWidgetMode() { setWidgetFlags(true, false); }
-};
+using Graphics = testing::OpenGraphics;
 
 using Draw = ImageRef (SleepMetricsGraphics::*)(float, const MetricDictionary&);
 constexpr Draw kSpO2 = &SleepMetricsGraphics::drawSpO2GaugeWithSize;

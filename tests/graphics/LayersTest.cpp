@@ -14,18 +14,13 @@
 #include "palette/Pallet.h"
 #include "platform/Image.h"
 #include "platform/UserDefaults.h"
+#include "support/OpenGraphics.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {
 namespace {
 
-class Graphics : public SleepMetricsGraphics {
- public:
-  using SleepMetricsGraphics::openStore;
-  using SleepMetricsGraphics::pallet;
-  using SleepMetricsGraphics::SleepMetricsGraphics;
-  void enterWidgetMode() { setWidgetFlags(true, false); }
-};
+using Graphics = testing::OpenGraphics;
 
 struct LayerEnvironment : testing::TestEnvironment {
   LayerEnvironment() : TestEnvironment("2025-01-06T20:00:00+01:00", "Europe/Berlin") {

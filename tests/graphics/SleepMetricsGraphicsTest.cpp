@@ -11,6 +11,7 @@
 #include "palette/Pallet.h"
 #include "platform/Image.h"
 #include "platform/UserDefaults.h"
+#include "support/OpenGraphics.h"
 #include "support/Pixels.h"
 #include "support/TestEnvironment.h"
 
@@ -24,14 +25,7 @@ using testing::pixelAt;
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr RGBA kWhite{1, 1, 1, 1};
 
-// Opens up what the presentation operations do around the drawing.
-class Graphics : public SleepMetricsGraphics {
- public:
-  using SleepMetricsGraphics::openStore;
-  using SleepMetricsGraphics::pallet;
-  using SleepMetricsGraphics::SleepMetricsGraphics;
-  void enterWidgetMode() { setWidgetFlags(true, false); }
-};
+using Graphics = testing::OpenGraphics;
 
 // 2025-01-06 at hh:mm in Berlin (UTC+1 in January), drawing at scale 2.
 struct ClockEnvironment : testing::TestEnvironment {

@@ -10,6 +10,7 @@
 
 #include "graphics/SleepMetricsGraphics.h"
 #include "palette/Pallet.h"
+#include "support/OpenGraphics.h"
 #include "support/Pixels.h"
 #include "support/TestEnvironment.h"
 
@@ -25,11 +26,7 @@ constexpr float kInf = std::numeric_limits<float>::infinity();
 constexpr RGBA kWhite{1, 1, 1, 1};
 constexpr RGBA kClear{0, 0, 0, 0};
 
-class Graphics : public SleepMetricsGraphics {
- public:
-  using SleepMetricsGraphics::pallet;
-  using SleepMetricsGraphics::SleepMetricsGraphics;
-};
+using Graphics = testing::OpenGraphics;
 
 // At 280 points the rings' middles lie at 121, 99, 77 and 55 points from the centre, outside in.
 enum Ring { kSleep, kQuality, kDeep, kHeartRate };
