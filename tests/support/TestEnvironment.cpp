@@ -46,6 +46,19 @@ std::vector<std::string> keysOf(const MetricDictionary& d) {
   return keys;
 }
 
+std::string textOf(const MetricDictionary& d, std::string_view key) {
+  const std::string* text = d.textForKey(key);
+  return text ? *text : "<absent>";
+}
+
+std::shared_ptr<UserDefaults> sharedStore(const Environment& env) {
+  return UserDefaults::suite(env, Environment::kSharedSuite);
+}
+
+void putShared(const Environment& env, std::string_view key, Value value) {
+  EXPECT_TRUE(sharedStore(env)->setObject(std::move(value), key)) << key;
+}
+
 void TestEnvironment::setNow(std::string_view isoNow) { now = isoDate(isoNow); }
 
 }  // namespace velmora::testing

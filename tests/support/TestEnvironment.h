@@ -1,11 +1,13 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/Environment.h"
+#include "platform/UserDefaults.h"
 #include "platform/Value.h"
 
 namespace velmora::testing {
@@ -47,5 +49,14 @@ Date isoDate(std::string_view text);
 
 // The keys of a dictionary in the order they were set.
 std::vector<std::string> keysOf(const MetricDictionary& d);
+
+// The text under `key`, or "<absent>" when the dictionary holds no text there.
+std::string textOf(const MetricDictionary& d, std::string_view key);
+
+// The SharedStore of the run, where the main app leaves its records.
+std::shared_ptr<UserDefaults> sharedStore(const Environment& env);
+
+// Sets `key` of the SharedStore; the test fails when the store cannot be written.
+void putShared(const Environment& env, std::string_view key, Value value);
 
 }  // namespace velmora::testing
