@@ -17,8 +17,7 @@ class VitalSignsPresentationTest : public ::testing::Test {
  protected:
   VitalSignsPresentationTest() : env("2025-01-08T15:00:00+01:00") { env.scale = 1; }
 
-  std::shared_ptr<UserDefaults> store() { return UserDefaults::suite(env, Environment::kSharedSuite); }
-  std::optional<Value> stored(std::string_view key) { return store()->objectForKey(key); }
+  std::shared_ptr<UserDefaults> store() { return testing::sharedStore(env); }
   // Last night's three vital signs under `key`; a blood-oxygen average of 0 is no data.
   void putBank(double spO2, const char* key = "20250108") {
     const auto summary = [&](const char* name, double avg, double min, double max, double avg7) {
@@ -28,13 +27,13 @@ class VitalSignsPresentationTest : public ::testing::Test {
                                     {stringWithFormat("max%@", {name}), Value::real(max)},
                                     {stringWithFormat("average%@7", {name}), Value::real(avg7)}});
     };
-    ASSERT_TRUE(store()->setObject(Value(MetricDictionary{{"spO2Dict", summary("SpO2", spO2, 91, 99, 96.2)},
-                                                          {"respRateDict", summary("RespRate", 14.2, 12.1, 17.8, 0)},
-                                                          {"wristTempKey", Value(key)},
-                                                          {"wristTempScore", Value::real(4.5)},
-                                                          {"wristTempTodayValue", Value::real(36.5)},
-                                                          {"wristTempAverage28", Value::real(36.25)}}),
-                                   "bankDict"));
+    testing::putShared(env, "bankDict",
+                       Value(MetricDictionary{{"spO2Dict", summary("SpO2", spO2, 91, 99, 96.2)},
+                                              {"respRateDict", summary("RespRate", 14.2, 12.1, 17.8, 0)},
+                                              {"wristTempKey", Value(key)},
+                                              {"wristTempScore", Value::real(4.5)},
+                                              {"wristTempTodayValue", Value::real(36.5)},
+                                              {"wristTempAverage28", Value::real(36.25)}}));
   }
 
   TestEnvironment env;
@@ -59,11 +58,11 @@ TEST_F(VitalSignsPresentationTest, DisplayDictionariesAndTheirImages) {
             (std::vector<std::string>{"wristTempTodayLabel", "wristTempAverage28Label", "wristTempDifLabel",
                                       "wristTempScore", "pasteItem", "ratingColour", "ringsImage"}));
   EXPECT_EQ(*wrist->objectForKey("ratingColour")->colour(), Pallet(env).colourForWristTempScore(4.5f));
-  EXPECT_EQ(spO2->objectForKey("ringsImage")->image()->width(), 280.0);
+  EXPECT_EQ(testing::imageWidth(spO2), 280.0);
 
   // Widget images are smaller, and so is everything drawn afterwards; stale data gives the waiting picture.
   EXPECT_EQ(ui.swiftWristTempImage()->width(), 220.0);
-  EXPECT_EQ(ui.requestSpO2()->objectForKey("ringsImage")->image()->width(), 220.0);
+  EXPECT_EQ(testing::imageWidth(ui.requestSpO2()), 220.0);
   putBank(95.0, "20250107");
   EXPECT_FALSE(ui.requestRespRate());
   for (const ImageRef& image : {ui.swiftSpO2Image(), ui.swiftRespRateImage(), ui.swiftWristTempImage()})
@@ -121,7 +120,8 @@ TEST_F(VitalSignsPresentationTest, WidgetTexts) {
     ui.requestSpO2ForSwift();
     if (c.breathing) ui.requestRespRateForSwift();
     for (const auto& [key, value] : c.expected)
-      EXPECT_EQ(stored("Swift-" + key).value_or(none), value) << key << (c.spO2 ? " with a record" : " without");
+      EXPECT_EQ(store()->objectForKey("Swift-" + key).value_or(none), value)
+          << key << (c.spO2 ? " with a record" : " without");
     EXPECT_TRUE(ui.widgetMode());
   }
 }

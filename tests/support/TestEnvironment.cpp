@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdlib>
 
+#include "platform/Image.h"
 #include "platform/IsoDate.h"
 
 namespace velmora::testing {
@@ -57,6 +58,11 @@ std::shared_ptr<UserDefaults> sharedStore(const Environment& env) {
 
 void putShared(const Environment& env, std::string_view key, Value value) {
   EXPECT_TRUE(sharedStore(env)->setObject(std::move(value), key)) << key;
+}
+
+double imageWidth(const std::optional<MetricDictionary>& d, std::string_view key) {
+  const Value* value = d ? d->objectForKey(key) : nullptr;
+  return value && value->image() ? value->image()->width() : -1;
 }
 
 void TestEnvironment::setNow(std::string_view isoNow) { now = isoDate(isoNow); }

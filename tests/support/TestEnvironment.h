@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -58,5 +59,8 @@ std::shared_ptr<UserDefaults> sharedStore(const Environment& env);
 
 // Sets `key` of the SharedStore; the test fails when the store cannot be written.
 void putShared(const Environment& env, std::string_view key, Value value);
+
+// The width in points of the image under `key` of a display dictionary; -1 without one.
+double imageWidth(const std::optional<MetricDictionary>& d, std::string_view key = "ringsImage");
 
 }  // namespace velmora::testing
