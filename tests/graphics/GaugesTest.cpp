@@ -9,25 +9,19 @@
 #include "graphics/SleepMetricsGraphics.h"
 #include "palette/Pallet.h"
 #include "platform/Image.h"
+#include "support/GraphicsAccess.h"
 #include "support/Pixels.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {
 namespace {
 
-using testing::inkBounds;
+using testing::Graphics;
 using testing::near;
 using testing::pixelAt;
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInf = std::numeric_limits<float>::infinity();
-
-class Graphics : public SleepMetricsGraphics {
- public:
-  using SleepMetricsGraphics::pallet;
-  using SleepMetricsGraphics::SleepMetricsGraphics;
-  void enterWidgetMode() { setWidgetFlags(true, false); }
-};
 
 using Draw = ImageRef (SleepMetricsGraphics::*)(float, const MetricDictionary&);
 constexpr Draw kSpO2 = &SleepMetricsGraphics::drawSpO2GaugeWithSize;
@@ -172,16 +166,12 @@ TEST(GaugeTest, IconBelowTheHubAndTextCentredAboveIt) {
     if (c.widget) graphics.enterWidgetMode();
     const ImageRef image = (graphics.*c.draw)(280, c.dict);
     ASSERT_TRUE(image);
-    const Rect icon =
-        inkBounds(*image, {60, 150, 160, 80}, [](const RGBA& p) { return p.red + p.green + p.blue > 1.5; });
+    const Rect icon = testing::lightBounds(*image, {60, 150, 160, 80});
     EXPECT_TRUE(icon.x >= 117 && icon.x + icon.width <= 163 && icon.y >= 165 && icon.y + icon.height <= 211 &&
                 icon.width * icon.height > 400)
         << icon.x << ", " << icon.y << ", " << icon.width << " x " << icon.height;
     // The text is the warm tint; the needle in its way is pure white.
-    const RGBA tint = graphics.pallet().tintColour().rgba();
-    const Rect text = inkBounds(*image, {40, 30, 200, 102}, [&](const RGBA& p) {
-      return std::abs(p.red - tint.red) + std::abs(p.green - tint.green) + std::abs(p.blue - tint.blue) < 0.1;
-    });
+    const Rect text = testing::tintBounds(*image, {40, 30, 200, 102}, graphics.pallet().tintColour().rgba());
     EXPECT_NEAR(text.x + text.width / 2, 140, 2.0);
     EXPECT_TRUE(text.width > 30 && text.y + text.height < 132) << "above the hub";
   }

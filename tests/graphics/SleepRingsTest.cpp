@@ -10,12 +10,14 @@
 
 #include "graphics/SleepMetricsGraphics.h"
 #include "palette/Pallet.h"
+#include "support/GraphicsAccess.h"
 #include "support/Pixels.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {
 namespace {
 
+using testing::Graphics;
 using testing::near;
 using testing::onDial;
 using testing::pixelAt;
@@ -24,12 +26,6 @@ constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInf = std::numeric_limits<float>::infinity();
 constexpr RGBA kWhite{1, 1, 1, 1};
 constexpr RGBA kClear{0, 0, 0, 0};
-
-class Graphics : public SleepMetricsGraphics {
- public:
-  using SleepMetricsGraphics::pallet;
-  using SleepMetricsGraphics::SleepMetricsGraphics;
-};
 
 // At 280 points the rings' middles lie at 121, 99, 77 and 55 points from the centre, outside in.
 enum Ring { kSleep, kQuality, kDeep, kHeartRate };

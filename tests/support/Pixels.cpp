@@ -62,6 +62,16 @@ Rect inkBounds(const Image& image, Rect box, const std::function<bool(const RGBA
   return {left / s, top / s, (right + 1 - left) / s, (bottom + 1 - top) / s};
 }
 
+Rect lightBounds(const Image& image, Rect box) {
+  return inkBounds(image, box, [](const RGBA& p) { return p.red + p.green + p.blue > 1.5; });
+}
+
+Rect tintBounds(const Image& image, Rect box, const RGBA& tint) {
+  return inkBounds(image, box, [&](const RGBA& p) {
+    return std::abs(p.red - tint.red) + std::abs(p.green - tint.green) + std::abs(p.blue - tint.blue) < 0.1;
+  });
+}
+
 ::testing::AssertionResult near(const RGBA& actual, const RGBA& expected, double tolerance) {
   const double worst = std::max({std::abs(actual.red - expected.red), std::abs(actual.green - expected.green),
                                  std::abs(actual.blue - expected.blue), std::abs(actual.alpha - expected.alpha)});
