@@ -3,6 +3,23 @@ add_library(velmora_options INTERFACE)
 target_compile_options(velmora_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion
   -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual)
+# Every product a * b + c is rounded twice, as g++ does in ISO mode: clang would
+# fuse some of them, and a number folded at compile time would then differ in
+# its last bit from the same number computed at run time.
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  target_compile_options(velmora_options INTERFACE -ffp-contract=off)
+endif()
+if(VELMORA_FUZZ)
+  # Every library is built for coverage-guided fuzzing (tests/fuzz): libFuzzer's
+  # coverage counters, AddressSanitizer and UBSan, any report fatal.
+  if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    message(FATAL_ERROR "VELMORA_FUZZ needs clang (CC=clang CXX=clang++): libFuzzer is part of it")
+  endif()
+  target_compile_options(velmora_options INTERFACE -fsanitize=fuzzer-no-link,address,undefined
+                         -fno-sanitize-recover=all -fno-omit-frame-pointer
+                         -fsanitize-coverage-ignorelist=${CMAKE_SOURCE_DIR}/tests/fuzz/coverage-ignorelist.txt)
+  target_link_options(velmora_options INTERFACE -fsanitize=address,undefined)
+endif()
 if(VELMORA_SANITIZE)
   target_compile_options(velmora_options INTERFACE -fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
   target_link_options(velmora_options INTERFACE -fsanitize=address,undefined)

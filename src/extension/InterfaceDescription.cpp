@@ -1,8 +1,8 @@
 #include "extension/InterfaceDescription.h"
 
-#include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
+
+#include "platform/AtomicFile.h"
 
 namespace velmora {
 
@@ -137,16 +137,12 @@ InterfaceDescription InterfaceDescription::parse(std::string_view text) {
 
 InterfaceDescription InterfaceDescription::load(const Environment& env) {
   const auto file = env.resourcesDir / kFileName;
-  std::ifstream in(file);
-  if (!in) {
-    std::error_code ec;
-    const char* why = std::filesystem::exists(file, ec) ? "cannot be read" : "does not exist";
-    throw Error(file.string() + ": the notification's interface description " + why);
-  }
-  std::stringstream text;
-  text << in.rdbuf();
+  const FileSnapshot read = readWholeFile(file);
+  if (!read.identity.exists) throw Error(file.string() + ": the notification's interface description does not exist");
+  if (!read.error.empty())
+    throw Error(file.string() + ": the notification's interface description cannot be read (" + read.error + ")");
   try {
-    return parse(text.str());
+    return parse(std::string(read.bytes.begin(), read.bytes.end()));
   } catch (const Error& error) {
     throw Error(file.string() + ": not a valid interface description: " + error.what());
   }

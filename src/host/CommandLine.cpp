@@ -128,9 +128,7 @@ struct OptionalText {
 
 // The options every command accepts.
 struct GlobalArguments {
-  OptionalText prefs, resources, now, timeZone, locale, languages;
-  int scale = 3;
-  CLI::Option* scaleOption{};
+  OptionalText prefs, resources, now, timeZone, locale, languages, scale;
 
   void add(CLI::App& app, const std::string& resourcesDefault) {
     prefs.add(app, "--prefs",
@@ -152,14 +150,12 @@ struct GlobalArguments {
     languages.add(app, "--languages",
                   "Preferred languages, first first, e.g. de,en (default: $LANGUAGE, else the locale's language)",
                   "L1,L2,...");
-    scaleOption = app.add_option("--scale", scale, "Screen scale of images, 1 to 4 (default: 3)")->type_name("N");
+    scale.add(app, "--scale", "Screen scale of images, 1 to 4 (default: 3)", "N");
   }
 
   GlobalOptions options() const {
-    GlobalOptions o{prefs.value(),  resources.value(), now.value(), timeZone.value(),
-                    locale.value(), languages.value(), std::nullopt};
-    if (scaleOption->count() > 0) o.scale = scale;
-    return o;
+    return {prefs.value(),  resources.value(), now.value(),  timeZone.value(),
+            locale.value(), languages.value(), scale.value()};
   }
 };
 

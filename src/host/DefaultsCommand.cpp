@@ -1,7 +1,6 @@
 #include "host/DefaultsCommand.h"
 
 #include <array>
-#include <iterator>
 #include <memory>
 #include <span>
 #include <vector>
@@ -52,9 +51,9 @@ std::string plainMessage(const Json::exception& error) {
   return std::string(text);
 }
 
-std::string readAll(std::istream& in) { return std::string(std::istreambuf_iterator<char>(in), {}); }
-
-std::string readInput(const std::string& file, std::istream& in) { return file == "-" ? readAll(in) : readFile(file); }
+std::string readInput(const std::string& file, std::istream& in) {
+  return file == "-" ? readStream(in, "standard input") : readFile(file);
+}
 
 bool isPropertyList(const std::string& bytes) {
   const auto first = bytes.find_first_not_of(" \t\r\n");
@@ -66,7 +65,7 @@ MetricDictionary importedJson(const std::string& bytes, const std::string& sourc
   if (auto wide = integerBeyond64Bits(bytes)) throw CommandError(source + ": " + beyond64BitsMessage(*wide));
   Json json;
   try {
-    json = Json::parse(bytes);
+    json = parseJson(bytes);
   } catch (const Json::exception& error) {
     throw CommandError(source + ": not valid JSON: " + plainMessage(error));
   }
@@ -82,7 +81,7 @@ Value jsonValue(const std::string& text) {
   if (auto wide = integerBeyond64Bits(text)) throw UsageError(beyond64BitsMessage(*wide));
   Json json;
   try {
-    json = Json::parse(text);
+    json = parseJson(text);
   } catch (const Json::exception& error) {
     throw UsageError("the value is not JSON (" + plainMessage(error) + "): write a text in quotes, '\"" + text +
                      "\"', or give its type, -string " + text);

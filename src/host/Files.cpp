@@ -1,34 +1,67 @@
 #include "host/Files.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <fstream>
-#include <iterator>
 #include <system_error>
+#include <vector>
 
 #include "host/Errors.h"
+#include "platform/AtomicFile.h"
 
 namespace velmora::host {
 
 namespace {
 
-CommandError fileProblem(const char* what, const std::filesystem::path& file) {
-  const int error = errno;
+CommandError fileProblem(const char* what, const std::filesystem::path& file, int error) {
   return CommandError(std::string(what) + " " + file.string() +
                       (error ? ": " + std::generic_category().message(error) : ""));
 }
 
+CommandError tooLarge(const std::string& name) {
+  return CommandError(name + " is larger than " + std::to_string(kMaxInputMebibytes) +
+                      " MiB, more than any domain or payload holds");
+}
+
+// Closes the descriptor on every way out.
+struct OpenFile {
+  int fd;
+  ~OpenFile() {
+    if (fd >= 0) ::close(fd);
+  }
+};
+
 }  // namespace
 
 std::string readFile(const std::filesystem::path& file) {
-  std::error_code ec;
-  if (std::filesystem::is_directory(file, ec))
-    throw CommandError("cannot read " + file.string() + ": it is a directory");
-  errno = 0;
-  std::ifstream stream(file, std::ios::binary);
-  if (!stream) throw fileProblem("cannot read", file);
-  std::string bytes(std::istreambuf_iterator<char>(stream), {});
-  if (stream.bad()) throw fileProblem("cannot read", file);
-  return bytes;
+  const OpenFile in{openForReading(file)};
+  if (in.fd < 0) throw fileProblem("cannot read", file, errno);
+  struct stat st {};
+  if (::fstat(in.fd, &st) != 0) throw fileProblem("cannot read", file, errno);
+  if (S_ISDIR(st.st_mode)) throw CommandError("cannot read " + file.string() + ": it is a directory");
+  const bool regular = S_ISREG(st.st_mode);
+  const auto size = regular ? static_cast<std::size_t>(std::max<off_t>(st.st_size, 0)) : 0;
+  if (size > kMaxInputBytes) throw tooLarge(file.string());
+  std::vector<std::uint8_t> bytes;
+  if (const int error = readToEnd(in.fd, bytes, size)) {
+    if (error == EFBIG) throw tooLarge(file.string());
+    throw fileProblem("cannot read", file, error);
+  }
+  return std::string(bytes.begin(), bytes.end());
+}
+
+std::string readStream(std::istream& in, const std::string& name) {
+  std::string text;
+  char buffer[65536];
+  while (in.read(buffer, sizeof buffer) || in.gcount() > 0) {
+    if (text.size() + static_cast<std::size_t>(in.gcount()) > kMaxInputBytes) throw tooLarge(name);
+    text.append(buffer, static_cast<std::size_t>(in.gcount()));
+  }
+  if (in.bad()) throw CommandError("cannot read " + name);
+  return text;
 }
 
 void writeFile(const std::filesystem::path& file, std::string_view text) {
@@ -36,7 +69,7 @@ void writeFile(const std::filesystem::path& file, std::string_view text) {
   std::ofstream stream(file, std::ios::binary | std::ios::trunc);
   stream << text;
   stream.close();
-  if (!stream) throw fileProblem("cannot write", file);
+  if (!stream) throw fileProblem("cannot write", file, errno);
 }
 
 }  // namespace velmora::host

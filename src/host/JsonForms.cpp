@@ -9,6 +9,9 @@
 #include <cstdlib>
 #include <limits>
 #include <memory>
+#include <unordered_set>
+#include <utility>
+#include <vector>
 
 #include "platform/Image.h"
 #include "platform/IsoDate.h"
@@ -114,12 +117,13 @@ class Reader {
   MetricDictionary dictionary(const Json& json) {
     if (!json.is_object()) fail("a preferences domain is a JSON object");
     Nested nested(*this);
-    MetricDictionary result;
+    std::vector<MetricDictionary::Entry> entries;
+    entries.reserve(json.size());
     for (const auto& [key, item] : json.items()) {
       Step step(*this, key);
-      result.setObject(key, value(item));
+      entries.emplace_back(key, value(item));
     }
-    return result;
+    return MetricDictionary(std::move(entries));
   }
 
  private:
@@ -152,7 +156,7 @@ class Reader {
       if (tag == "dictionary") return Value(dictionary(inner));
       if (tag == "date") {
         if (!inner.is_string()) fail("a date is written {\"date\": \"2025-01-06T22:30:00+01:00\"}");
-        const auto date = dates_.parse(inner.get<std::string>());
+        const auto date = parseIsoDate(inner.get<std::string>());
         if (!date) fail("\"" + inner.get<std::string>() + "\" is not an ISO 8601 instant with a zone offset");
         if (!date->isOnCalendar()) fail("a property list holds dates of the years 1 to 9999 only");
         return Value(*date);
@@ -176,7 +180,100 @@ class Reader {
 
   std::string place_;
   int depth_ = 0;
-  IsoDateParser dates_;
+};
+
+// Builds the document as the library's own reader does, but appends each
+// member of an object rather than searching the members before it, which
+// would make an object of n members cost n² steps. A hash set of member
+// positions finds a repeated key: it keeps its first place and takes its
+// last value, as the library's reader and the store do.
+class DocumentBuilder : public nlohmann::json_sax<Json> {
+ public:
+  explicit DocumentBuilder(Json& root) : root_(root) {}
+
+  bool null() override { return put(nullptr); }
+  bool boolean(bool value) override { return put(value); }
+  bool number_integer(number_integer_t value) override { return put(value); }
+  bool number_unsigned(number_unsigned_t value) override { return put(value); }
+  bool number_float(number_float_t value, const string_t&) override { return put(value); }
+  bool string(string_t& value) override { return put(std::move(value)); }
+  bool binary(binary_t& value) override { return put(std::move(value)); }
+
+  bool start_object(std::size_t) override {
+    // The members live on the heap, where moving their value leaves them.
+    Json* object = place(Json::object());
+    Json::object_t* members = &object->get_ref<Json::object_t&>();
+    open_.push_back({object, Positions(0, KeyHash{members}, SameKey{members}), members});
+    return true;
+  }
+  bool key(string_t& key) override {
+    Open& object = open_.back();
+    object.members->emplace_back(std::move(key), nullptr);
+    const auto [at, fresh] = object.positions->insert(object.members->size() - 1);
+    if (!fresh) object.members->pop_back();
+    member_ = &object.members->begin()[static_cast<std::ptrdiff_t>(*at)].second;
+    return true;
+  }
+  bool end_object() override { return close(); }
+  bool start_array(std::size_t) override {
+    open_.push_back({place(Json::array()), std::nullopt});
+    return true;
+  }
+  bool end_array() override { return close(); }
+
+  bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception& error) override { throw error; }
+
+ private:
+  static const std::string& keyAt(const Json::object_t* members, std::size_t at) {
+    return members->begin()[static_cast<std::ptrdiff_t>(at)].first;
+  }
+  // Positions in an object's members, hashed and compared by their keys.
+  struct KeyHash {
+    const Json::object_t* members;
+    std::size_t operator()(std::size_t at) const { return std::hash<std::string>()(keyAt(members, at)); }
+  };
+  struct SameKey {
+    const Json::object_t* members;
+    bool operator()(std::size_t a, std::size_t b) const { return keyAt(members, a) == keyAt(members, b); }
+  };
+  using Positions = std::unordered_set<std::size_t, KeyHash, SameKey>;
+  // An array, or an object with its members and their positions by key.
+  struct Open {
+    Json* value;
+    std::optional<Positions> positions;
+    Json::object_t* members = nullptr;
+  };
+
+  // Where the next value goes: the top, the end of the open array, or the
+  // member whose key came last. No container grows while one inside it is
+  // open, so the pointers on the stack stay valid.
+  Json* place(Json value) {
+    if (open_.empty()) {
+      root_ = std::move(value);
+      return &root_;
+    }
+    Json& container = *open_.back().value;
+    if (container.is_array()) {
+      auto& items = container.get_ref<Json::array_t&>();
+      items.push_back(std::move(value));
+      return &items.back();
+    }
+    *member_ = std::move(value);
+    return member_;
+  }
+  template <typename T>
+  bool put(T&& value) {
+    place(Json(std::forward<T>(value)));
+    return true;
+  }
+  bool close() {
+    open_.pop_back();
+    return true;
+  }
+
+  Json& root_;
+  std::vector<Open> open_;
+  Json* member_ = nullptr;
 };
 
 std::string numberText(double number) {
@@ -415,6 +512,13 @@ Json JsonForms::toJson(const DisplaySlot& slot) const {
       break;
   }
   return json;
+}
+
+Json parseJson(std::string_view text) {
+  Json root;
+  DocumentBuilder builder(root);
+  Json::sax_parse(text, &builder);
+  return root;
 }
 
 Value valueFromJson(const Json& json) { return Reader().value(json); }

@@ -58,6 +58,11 @@ struct JsonFormError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// Reads a JSON document (RFC 8259), in time linear in its length. A key
+// repeated in one object keeps its first place and its last value. Throws
+// Json::exception (a parse_error saying where) when the text is not JSON.
+Json parseJson(std::string_view text);
+
 // The reverse, for what a preferences domain can hold: integers, reals,
 // booleans, texts, {"date": ...}, {"data": ...}, arrays and dictionaries.
 // Throws JsonFormError.

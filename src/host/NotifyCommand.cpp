@@ -24,7 +24,7 @@ std::string categoryFromPayload(const std::filesystem::path& file) {
   }
   Json payload;
   try {
-    payload = Json::parse(text);
+    payload = parseJson(text);
   } catch (const Json::exception&) {
     throw CommandError("--payload: " + file.string() + " is not valid JSON");
   }

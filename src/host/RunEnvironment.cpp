@@ -3,8 +3,10 @@
 #include <pwd.h>
 #include <unicode/locid.h>
 #include <unicode/timezone.h>
+#include <unicode/uloc.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 
@@ -59,6 +61,10 @@ std::optional<std::string> homeFromPasswordDatabase() {
 std::filesystem::path preferencesDirectory(const GlobalOptions& options, const ProcessContext& process) {
   if (options.prefs) {
     if (options.prefs->empty()) throw UsageError("--prefs: give a directory (an empty name would be the current one)");
+    // A directory that does not exist yet is an empty one, made by the first write.
+    std::error_code ec;
+    if (std::filesystem::exists(*options.prefs, ec) && !std::filesystem::is_directory(*options.prefs, ec))
+      throw UsageError("--prefs: " + inQuotes(*options.prefs) + " is not a directory");
     return *options.prefs;
   }
   if (auto dir = process.variable("VELMORA_PREFS")) return *dir;
@@ -89,9 +95,22 @@ bool isWithin(const std::filesystem::path& file, const std::filesystem::path& di
 
 Date currentInstant(const GlobalOptions& options, const ProcessContext& process) {
   if (!options.now) return process.clock ? process.clock() : Date{};
-  if (auto date = parseIsoDate(*options.now)) return *date;
-  throw UsageError("--now: " + inQuotes(*options.now) +
-                   " is not an ISO 8601 instant with a zone offset or Z, such as 2025-01-06T22:30:00+01:00");
+  const std::optional<Date> date = parseIsoDate(*options.now);
+  if (!date)
+    throw UsageError("--now: " + inQuotes(*options.now) +
+                     " is not an ISO 8601 instant with a zone offset or Z, such as 2025-01-06T22:30:00+01:00");
+  if (!date->isOnCalendar())
+    throw UsageError("--now: " + inQuotes(*options.now) + " lies outside the years 1 to 9999, which dates can show");
+  return *date;
+}
+
+int screenScale(const std::string& text) {
+  // Digits only: "3", not "3.0", "+3" or " 3".
+  const bool digits = !text.empty() && text.size() <= 2 &&
+                      std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+  const int scale = digits ? std::stoi(text) : 0;
+  if (scale < 1 || scale > 4) throw UsageError("--scale: " + inQuotes(text) + " is not a screen scale from 1 to 4");
+  return scale;
 }
 
 std::string timeZone(const GlobalOptions& options, const ProcessContext& process) {
@@ -112,10 +131,21 @@ std::string timeZone(const GlobalOptions& options, const ProcessContext& process
   return process.systemTimeZone ? process.systemTimeZone() : "UTC";
 }
 
+// A locale ICU knows the language of and can say as a BCP 47 tag. ICU takes
+// nearly any text as a locale id, and some ill-formed ones ("en@calendar\x80=x")
+// stop its date pattern generator with a fault.
+bool isUsableLocale(const icu::Locale& locale) {
+  if (locale.isBogus() || std::string_view(locale.getISO3Language()).empty()) return false;
+  UErrorCode status = U_ZERO_ERROR;
+  char tag[ULOC_FULLNAME_CAPACITY];
+  uloc_toLanguageTag(locale.getName(), tag, sizeof tag, true, &status);
+  return U_SUCCESS(status) && status != U_STRING_NOT_TERMINATED_WARNING;
+}
+
 std::string locale(const GlobalOptions& options, const ProcessContext& process) {
   if (options.locale) {
     const icu::Locale given(options.locale->c_str());
-    if (given.isBogus() || std::string_view(given.getISO3Language()).empty())
+    if (!isUsableLocale(given))
       throw UsageError("--locale: " + inQuotes(*options.locale) +
                        " is not a locale (an ICU id such as de_DE or en_US@hours=h23)");
     return given.getName();
@@ -135,6 +165,12 @@ std::vector<std::string> languages(const GlobalOptions& options, const ProcessCo
   if (options.languages) {
     auto tags = languageTags(*options.languages, ',');
     if (tags.empty()) throw UsageError("--languages: give at least one language, such as de,en");
+    for (const std::string& tag : tags) {
+      UErrorCode status = U_ZERO_ERROR;
+      const icu::Locale language = icu::Locale::forLanguageTag(tag, status);
+      if (U_FAILURE(status) || language.isBogus() || std::string_view(language.getLanguage()).empty())
+        throw UsageError("--languages: " + inQuotes(tag) + " is not a language (a tag such as de, en-GB or zh-Hant)");
+    }
     return tags;
   }
   if (auto list = process.variable("LANGUAGE")) {
@@ -198,11 +234,7 @@ Environment makeEnvironment(const GlobalOptions& options, const ProcessContext& 
   env.timeZone = timeZone(options, process);
   env.locale = locale(options, process);
   env.languages = languages(options, process, env.locale);
-  if (options.scale) {
-    if (*options.scale < 1 || *options.scale > 4)
-      throw UsageError("--scale: " + std::to_string(*options.scale) + " is not a screen scale from 1 to 4");
-    env.scale = *options.scale;
-  }
+  if (options.scale) env.scale = screenScale(*options.scale);
   return env;
 }
 
@@ -212,7 +244,7 @@ std::string icuLocaleFromPosix(std::string_view posixName) {
   if (name == "C" || name == "POSIX") return "en_US";
   if (name.empty()) return {};
   const icu::Locale loc(std::string(name).c_str());
-  if (loc.isBogus() || std::string_view(loc.getISO3Language()).empty()) return {};
+  if (!isUsableLocale(loc)) return {};
   return loc.getName();
 }
 

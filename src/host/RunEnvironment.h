@@ -20,7 +20,7 @@ struct GlobalOptions {
   std::optional<std::string> timeZone;
   std::optional<std::string> locale;
   std::optional<std::string> languages;
-  std::optional<int> scale;
+  std::optional<std::string> scale;
 };
 
 // What the process was started with: its environment variables, the system

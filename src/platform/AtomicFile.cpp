@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 
@@ -75,9 +76,49 @@ FileIdentity FileIdentity::of(const std::filesystem::path& path) {
   return identityOf(st);
 }
 
+int openForReading(const std::filesystem::path& path) {
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (fd < 0) return fd;
+  const int flags = ::fcntl(fd, F_GETFL);
+  if (flags < 0 || ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) != 0) {
+    const int error = errno;
+    ::close(fd);
+    errno = error;
+    return -1;
+  }
+  return fd;
+}
+
+int readToEnd(int fd, std::vector<std::uint8_t>& bytes, std::size_t sizeHint, std::size_t limit) {
+  // One byte past the limit tells a file of exactly `limit` bytes from a longer one.
+  const std::size_t most = bytes.size() + limit + 1;
+  std::size_t filled = bytes.size();
+  bytes.resize(std::min(most, filled + std::max<std::size_t>(sizeHint + 1, 4096)));
+  for (;;) {
+    if (filled == bytes.size()) {
+      if (filled == most) {
+        bytes.resize(filled - 1);
+        return EFBIG;
+      }
+      bytes.resize(std::min(most, bytes.size() * 2));
+    }
+    const ssize_t n = ::read(fd, bytes.data() + filled, bytes.size() - filled);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      const int error = errno;
+      bytes.resize(filled);
+      return error;
+    }
+    if (n == 0) break;
+    filled += static_cast<std::size_t>(n);
+  }
+  bytes.resize(filled);
+  return 0;
+}
+
 FileSnapshot readWholeFile(const std::filesystem::path& path) {
   FileSnapshot snapshot;
-  Descriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  Descriptor fd(openForReading(path));
   if (!fd.valid()) {
     const int error = errno;
     snapshot.identity = failedLook(error);
@@ -100,21 +141,13 @@ FileSnapshot readWholeFile(const std::filesystem::path& path) {
     return snapshot;
   }
   // The size is a hint only: read until the end, however long that is now.
-  snapshot.bytes.resize(static_cast<std::size_t>(st.st_size) + 1);
-  std::size_t filled = 0;
-  for (;;) {
-    if (filled == snapshot.bytes.size()) snapshot.bytes.resize(snapshot.bytes.size() * 2);
-    const ssize_t n = ::read(fd.get(), snapshot.bytes.data() + filled, snapshot.bytes.size() - filled);
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      snapshot.error = osError("cannot read", path, errno);
-      snapshot.bytes.clear();
-      return snapshot;
-    }
-    if (n == 0) break;
-    filled += static_cast<std::size_t>(n);
+  const auto size = static_cast<std::size_t>(std::max<off_t>(st.st_size, 0));
+  const int error = size > kMaxInputBytes ? EFBIG : readToEnd(fd.get(), snapshot.bytes, size);
+  if (error != 0) {
+    snapshot.error = error == EFBIG ? path.string() + " is larger than " + std::to_string(kMaxInputMebibytes) + " MiB"
+                                    : osError("cannot read", path, error);
+    snapshot.bytes.clear();
   }
-  snapshot.bytes.resize(filled);
   return snapshot;
 }
 

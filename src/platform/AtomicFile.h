@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -27,8 +28,25 @@ struct FileIdentity {
   friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
 };
 
+// The most the program reads of any file or stream it is given: a store, a
+// string table, a payload, a domain to import. A year of nightly records is
+// about 1 MB, so 64 MiB holds decades of them, and is still little enough
+// to hold in memory a few times over.
+inline constexpr std::size_t kMaxInputMebibytes = 64;
+inline constexpr std::size_t kMaxInputBytes = kMaxInputMebibytes << 20;
+
+// Opens `path` for reading without waiting for a writer: a FIFO that no one
+// writes to opens at once, and then reads as empty rather than holding the
+// program forever. Reads wait for data as usual. -1, with errno set, when it
+// cannot be opened.
+int openForReading(const std::filesystem::path& path);
+
+// Reads `fd` to its end, appending to `bytes`, but at most `limit` bytes. `sizeHint` (a regular file's size) saves
+// growing the buffer. 0 when all was read; EFBIG when there is more than `limit`; else the errno of the failed read.
+int readToEnd(int fd, std::vector<std::uint8_t>& bytes, std::size_t sizeHint = 0, std::size_t limit = kMaxInputBytes);
+
 // A whole file as read through one descriptor, with the identity of exactly
-// what was read.
+// what was read. Only a regular file is read, and only up to kMaxInputBytes.
 struct FileSnapshot {
   FileIdentity identity;
   mode_t mode = 0;  // permission bits

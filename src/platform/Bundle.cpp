@@ -4,9 +4,8 @@
 #include <unicode/locid.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 
+#include "platform/AtomicFile.h"
 #include "platform/PropertyList.h"
 
 namespace velmora {
@@ -61,18 +60,28 @@ Bundle::Bundle(std::filesystem::path resourcesDir, const std::vector<std::string
     : dir_(std::move(resourcesDir)) {
   language_ = matchLanguage(tableLanguages(dir_), preferredLanguages);
   const auto file = dir_ / (language_ + std::string(kTableSuffix)) / "Localizable.strings";
-  std::ifstream in(file, std::ios::binary);
-  if (!in) return;  // English has no table of its own: every key is its text
-  std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const FileSnapshot read = readWholeFile(file);
+  if (!read.identity.exists) return;  // English has no table of its own: every key is its text
+  std::string error = read.error;
+  std::optional<StringTable> table = error.empty() ? readStringTable(read.bytes, error) : std::nullopt;
+  if (!table) {
+    if (warn) warn(file.string() + ": not a string table (" + error + ")");
+    return;
+  }
+  table_ = std::move(*table);
+}
+
+std::optional<Bundle::StringTable> Bundle::readStringTable(std::span<const std::uint8_t> bytes, std::string& error) {
   PlistReadResult read = parsePropertyList(bytes);
   const MetricDictionary* strings = read.value ? read.value->dictionary() : nullptr;
   if (!strings) {
-    if (warn)
-      warn(file.string() + ": not a string table (" + (read.error.empty() ? "not a dictionary" : read.error) + ")");
-    return;
+    error = read.error.empty() ? "not a dictionary" : read.error;
+    return std::nullopt;
   }
+  StringTable table;
   for (const auto& [key, value] : *strings)
-    if (const std::string* text = value.text()) table_.emplace(key, *text);
+    if (const std::string* text = value.text()) table.emplace(key, *text);
+  return table;
 }
 
 std::string Bundle::localizedStringForKey(std::string_view key, std::string_view value) const {

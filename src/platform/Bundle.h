@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -49,10 +51,16 @@ class Bundle {
 
   const std::filesystem::path& resourcesDir() const { return dir_; }
 
+  // A string table's translations from its file's bytes: every entry of its
+  // dictionary whose value is a text. Nothing, with `error` saying why, when
+  // the bytes are no property-list dictionary.
+  using StringTable = std::unordered_map<std::string, std::string>;
+  static std::optional<StringTable> readStringTable(std::span<const std::uint8_t> bytes, std::string& error);
+
  private:
   std::filesystem::path dir_;
   std::string language_ = "en";
-  std::unordered_map<std::string, std::string> table_;
+  StringTable table_;
 };
 
 }  // namespace velmora

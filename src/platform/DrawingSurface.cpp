@@ -16,7 +16,6 @@ namespace velmora {
 
 namespace {
 
-constexpr double kFullTurn = 2.0 * M_PI;
 constexpr int kLargestSide = 16384;  // pixels; beyond this a surface is not made
 // Cairo keeps coordinates as fixed-point numbers that reach about 8 million
 // device pixels either way; what the surface hands it stays well within.

@@ -5,7 +5,7 @@
 #include <unicode/timezone.h>
 
 #include <cmath>
-#include <iterator>
+#include <cstdint>
 #include <memory>
 
 namespace velmora {
@@ -81,35 +81,141 @@ std::string IsoDateFormatter::format(Date date) const {
 
 std::string formatIsoDate(Date date, std::string_view timeZone) { return IsoDateFormatter(timeZone).format(date); }
 
-// Seconds with or without a fraction, then an offset (hours and minutes,
-// and seconds when it has them) or "Z".
-constexpr const char* kParsePatterns[] = {"yyyy-MM-dd'T'HH:mm:ssXXXXX", "yyyy-MM-dd'T'HH:mm:ss.SSSXXXXX",
-                                          "yyyy-MM-dd'T'HH:mm:ssXX"};
+// The parser is the project's own: ICU's pattern parser takes far more than
+// ISO 8601 (two-digit years, other digits than ASCII) and fails on some
+// inputs outright (a fraction of forty digits stops the process), while the
+// form itself is small and exact.
+namespace {
 
-struct IsoDateParser::Formats {
-  std::unique_ptr<icu::SimpleDateFormat> forms[std::size(kParsePatterns)];
+// Reads the text from left to right; every step either takes what it
+// expects or leaves the text as it was.
+class IsoReader {
+ public:
+  explicit IsoReader(std::string_view text) : text_(text) {}
+
+  bool atEnd() const { return at_ == text_.size(); }
+  bool take(char c) {
+    if (at_ >= text_.size() || text_[at_] != c) return false;
+    ++at_;
+    return true;
+  }
+  std::optional<char> takeOneOf(std::string_view choices) {
+    if (at_ >= text_.size() || choices.find(text_[at_]) == std::string_view::npos) return std::nullopt;
+    return text_[at_++];
+  }
+  // A run of `least` to `most` ASCII digits (as many as there are), and its
+  // number; nothing when there are fewer than `least` or more than `most`.
+  std::optional<std::int64_t> number(std::size_t least, std::size_t most) {
+    std::size_t end = at_;
+    while (end < text_.size() && isDigit(text_[end])) ++end;
+    const std::size_t count = end - at_;
+    if (count < least || count > most) return std::nullopt;
+    std::int64_t value = 0;
+    for (; at_ < end; ++at_) value = value * 10 + (text_[at_] - '0');
+    return value;
+  }
+  // A field of exactly two digits that is at most `largest`.
+  std::optional<int> field(int largest) {
+    if (text_.size() - at_ < 2 || !isDigit(text_[at_]) || !isDigit(text_[at_ + 1])) return std::nullopt;
+    const int value = (text_[at_] - '0') * 10 + (text_[at_ + 1] - '0');
+    if (value > largest) return std::nullopt;
+    at_ += 2;
+    return value;
+  }
+  // The digits of a decimal fraction after its point, as nanoseconds: the
+  // first nine digits count, later ones are below what a date can tell.
+  std::optional<std::int64_t> fractionNanoseconds() {
+    std::int64_t nanoseconds = 0;
+    std::size_t count = 0;
+    for (; at_ < text_.size() && isDigit(text_[at_]); ++at_, ++count)
+      if (count < 9) nanoseconds = nanoseconds * 10 + (text_[at_] - '0');
+    if (count == 0) return std::nullopt;
+    for (; count < 9; ++count) nanoseconds *= 10;
+    return nanoseconds;
+  }
+
+ private:
+  static bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+  std::string_view text_;
+  std::size_t at_ = 0;
 };
 
-IsoDateParser::IsoDateParser() : formats_(std::make_unique<Formats>()) {}
-IsoDateParser::~IsoDateParser() = default;
+constexpr bool isLeapYear(std::int64_t year) { return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0); }
 
-std::optional<Date> IsoDateParser::parse(std::string_view text) const {
-  const icu::UnicodeString input = icu::UnicodeString::fromUTF8(text);
-  for (std::size_t i = 0; i < std::size(kParsePatterns); ++i) {
-    std::unique_ptr<icu::SimpleDateFormat>& format = formats_->forms[i];
-    if (!format) {
-      auto made = isoFormat(kParsePatterns[i], "UTC");
-      if (!made) continue;
-      made->setLenient(false);
-      format = std::move(made);
-    }
-    icu::ParsePosition pos(0);
-    const UDate parsed = format->parse(input, pos);
-    if (pos.getErrorIndex() < 0 && pos.getIndex() == input.length()) return Date::fromIcuMillis(parsed);
-  }
-  return std::nullopt;
+constexpr int daysInMonth(std::int64_t year, int month) {
+  constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  return month == 2 && isLeapYear(year) ? 29 : kDays[month - 1];
 }
 
-std::optional<Date> parseIsoDate(std::string_view text) { return IsoDateParser().parse(text); }
+// Days from 1970-01-01 to a day of the proleptic Gregorian calendar: whole
+// 400-year eras of 146,097 days, counted from a year that begins in March
+// so that the leap day comes last.
+constexpr std::int64_t daysFromCivil(std::int64_t year, int month, int day) {
+  year -= month <= 2 ? 1 : 0;
+  const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
+  const std::int64_t yearOfEra = year - era * 400;
+  const std::int64_t dayOfYear = (153 * (month > 2 ? month - 3 : month + 9) + 2) / 5 + day - 1;
+  const std::int64_t dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
+  return era * 146097 + dayOfEra - 719468;
+}
+static_assert(daysFromCivil(1970, 1, 1) == 0);
+static_assert(daysFromCivil(2001, 1, 1) * 86400 == static_cast<std::int64_t>(Date::kReferenceOffset));
+static_assert(daysFromCivil(1, 1, 1) * 86400 == static_cast<std::int64_t>(Date::kFirstCalendarSeconds));
+
+// "Z", or the zone's offset east of Greenwich in seconds.
+std::optional<std::int64_t> zoneOffset(IsoReader& in) {
+  if (in.take('Z')) return 0;
+  const std::optional<char> sign = in.takeOneOf("+-");
+  if (!sign) return std::nullopt;
+  const auto hours = in.field(23);
+  if (!hours) return std::nullopt;
+  int minutes = 0, seconds = 0;
+  if (in.take(':')) {  // +01:00, and +00:53:28
+    const auto m = in.field(59);
+    if (!m) return std::nullopt;
+    minutes = *m;
+    if (in.take(':')) {
+      const auto s = in.field(59);
+      if (!s) return std::nullopt;
+      seconds = *s;
+    }
+  } else if (auto m = in.field(59)) {  // +0100
+    minutes = *m;
+  }
+  const std::int64_t offset = *hours * 3600 + minutes * 60 + seconds;
+  return *sign == '-' ? -offset : offset;
+}
+
+}  // namespace
+
+std::optional<Date> parseIsoDate(std::string_view text) {
+  IsoReader in(text);
+  const auto year = in.number(4, 9);
+  if (!year || !in.take('-')) return std::nullopt;
+  const auto month = in.field(12);
+  if (!month || *month == 0 || !in.take('-')) return std::nullopt;
+  const auto day = in.field(31);
+  if (!day || *day == 0 || *day > daysInMonth(*year, *month) || !in.take('T')) return std::nullopt;
+  const auto hour = in.field(23);
+  if (!hour || !in.take(':')) return std::nullopt;
+  const auto minute = in.field(59);
+  if (!minute || !in.take(':')) return std::nullopt;
+  const auto second = in.field(59);
+  if (!second) return std::nullopt;
+  std::int64_t nanoseconds = 0;
+  if (in.take('.')) {
+    const auto fraction = in.fractionNanoseconds();
+    if (!fraction) return std::nullopt;
+    nanoseconds = *fraction;
+  }
+  const auto offset = zoneOffset(in);
+  if (!offset || !in.atEnd()) return std::nullopt;
+  const std::int64_t seconds =
+      daysFromCivil(*year, *month, *day) * 86400 + *hour * 3600 + *minute * 60 + *second - *offset;
+  // In milliseconds first, as the formatter counts, so that a text with
+  // milliseconds reads as exactly the instant the formatter wrote it from.
+  return Date::fromIcuMillis(static_cast<double>(seconds) * 1000.0 + static_cast<double>(nanoseconds) / 1e6);
+}
 
 }  // namespace velmora

@@ -29,24 +29,15 @@ class IsoDateFormatter {
   std::unique_ptr<Formats> formats_;
 };
 
-// Reads an ISO 8601 instant with a zone offset or "Z", whole seconds or
-// fractions ("2025-01-06T22:30:00Z", "2025-01-06T22:30:00.5+01:00").
-// Nothing when the text is not such an instant.
+// Reads an ISO 8601 instant in the extended form with a zone: a date of
+// four or more digits of year ("2025-01-06"), "T", the time to the second
+// with or without a decimal fraction of any length ("22:30:00",
+// "22:30:00.5"), and "Z" or an offset ("+01:00", "+0100", "+01", and with
+// seconds, as Berlin's local mean time has them, "+00:53:28"). The calendar
+// is proleptic Gregorian. Nothing when the text is not such an instant, or
+// names a day, hour or offset that does not exist (February 30th, 24:00,
+// +25:00). The instant may lie outside the years 1 to 9999, which the
+// caller decides about (Date::isOnCalendar).
 std::optional<Date> parseIsoDate(std::string_view text);
-
-// The same for many texts: the parsers are set up once.
-class IsoDateParser {
- public:
-  IsoDateParser();
-  ~IsoDateParser();
-  IsoDateParser(const IsoDateParser&) = delete;
-  IsoDateParser& operator=(const IsoDateParser&) = delete;
-
-  std::optional<Date> parse(std::string_view text) const;
-
- private:
-  struct Formats;
-  std::unique_ptr<Formats> formats_;
-};
 
 }  // namespace velmora

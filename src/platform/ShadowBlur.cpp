@@ -126,8 +126,15 @@ void boxPassSse2(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::u
   for (int i = 0; i < steps.leaving; ++i) write(), leave();
 }
 
+// The wide passes, chosen at run time when the processor has AVX2. Each
+// compiler is told in its own way, and clang's attribute also reaches the
+// lambdas inside.
+#if defined(__clang__)
+#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
+#else
 #pragma GCC push_options
 #pragma GCC target("avx2")
+#endif
 void boxPassAvx2(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
                  std::ptrdiff_t targetStride, int length, const ShadowBlur::Box& box) {
   const Stretches steps = Stretches::of(length, box);
@@ -193,7 +200,11 @@ void transpose16PairAvx2(const std::uint8_t* sourceA, const std::uint8_t* source
     _mm_storeu_si128(reinterpret_cast<__m128i*>(targetB + row), _mm256_extracti128_si256(a[i], 1));
   }
 }
+#if defined(__clang__)
+#pragma clang attribute pop
+#else
 #pragma GCC pop_options
+#endif
 
 void transpose16PairSse2(const std::uint8_t* sourceA, const std::uint8_t* sourceB, std::ptrdiff_t sourceStride,
                          std::uint8_t* targetA, std::uint8_t* targetB, std::ptrdiff_t targetStride) {

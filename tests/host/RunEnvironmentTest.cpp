@@ -74,8 +74,10 @@ TEST(RunEnvironment, OptionFirstThenTheVariablesThenTheDefault) {
       {"bad now", given(&Options::now, "2025-01-06 22:30"), {}, timeZone, "--now"},
       {"bad zone", given(&Options::timeZone, "Mars/Olympus_Mons"), {}, timeZone, "--tz"},
       {"bad locale", given(&Options::locale, "qq_ZZ"), {}, locale, "--locale"},
+      {"ill-formed locale keyword", given(&Options::locale, "en_US@calenda\x80=japanese"), {}, locale, "--locale"},
+      {"ill-formed LANG", {}, {{"LANG", "en_Us=h23;x.UTF-8"}}, locale, "en_US"},
       {"no languages", given(&Options::languages, " , "), {}, languages, "--languages"},
-      {"bad scale", given(&Options::scale, 5), {}, timeZone, "--scale"},
+      {"bad scale", given(&Options::scale, "5"), {}, timeZone, "--scale"},
       {"bad resources", given(&Options::resources, "/nonexistent"), {}, prefsDir, "--resources"},
   };
   for (const auto& c : cases) {

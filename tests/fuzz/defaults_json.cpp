@@ -1,0 +1,70 @@
+// The JSON value reader of `velmora defaults` (write, import) on any text:
+// the linear reader builds the same document as the library's own; a value
+// it takes prints in the JSON forms as text that reads back to the same
+// text; and what `defaults write` would store reads back from the file as
+// its stored form.
+#include <cmath>
+
+#include "FuzzSupport.h"
+#include "host/JsonForms.h"
+#include "platform/PropertyList.h"
+
+using namespace velmora;
+using velmora::host::Json;
+
+namespace {
+
+// The library's reader searches an object's members for every key; on
+// inputs this small it is quick enough to compare with.
+constexpr std::size_t kComparedSize = 4096;
+
+std::optional<Json> parsed(std::string_view text) {
+  try {
+    return host::parseJson(text);
+  } catch (const Json::exception&) {
+    return std::nullopt;
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string_view text = fuzz::asText({data, size});
+  const std::optional<Json> json = parsed(text);
+  if (size <= kComparedSize) {
+    const bool libraryTakes = Json::accept(text);
+    fuzz::check(json.has_value() == libraryTakes, "the reader and the library disagree on whether text is JSON");
+    if (json) fuzz::check(*json == Json::parse(text), "the reader builds another document than the library");
+  }
+  if (!json) return 0;
+
+  std::optional<Value> value;
+  try {
+    value = host::valueFromJson(*json);
+  } catch (const host::JsonFormError& error) {
+    fuzz::check(*error.what() != '\0', "a value refused without a reason");
+    return 0;
+  }
+  const host::JsonForms forms("Europe/Berlin");
+  const std::string written = host::writeJson(forms.toJson(*value));
+  const std::optional<Json> again = parsed(written);
+  fuzz::check(again.has_value(), "the JSON forms print text that is not JSON: " + written);
+  std::string rewritten;
+  try {
+    rewritten = host::writeJson(forms.toJson(host::valueFromJson(*again)));
+  } catch (const host::JsonFormError& error) {
+    fuzz::fail(std::string("what the JSON forms print does not read back: ") + error.what());
+  }
+  fuzz::check(rewritten == written, "printed, read and printed again, a value changes:\n" + written + rewritten);
+
+  for (PlistFormat format : {PlistFormat::Binary, PlistFormat::Xml}) {
+    const StoredForm stored = storedEntry("key", *value, format);
+    if (!stored.value) continue;
+    const PlistReadResult back =
+        parsePropertyList(serializePropertyList(Value(MetricDictionary{{"key", *stored.value}}), format));
+    fuzz::check(back.value && back.value->dictionary(), "a stored value does not read back: " + back.error);
+    const Value* read = back.value->dictionary()->objectForKey("key");
+    fuzz::check(read && fuzz::sameValue(*read, *stored.value), "a stored value reads back as another");
+  }
+  return 0;
+}
