@@ -47,6 +47,16 @@ std::vector<std::string> keysOf(const MetricDictionary& d) {
   return keys;
 }
 
+std::vector<std::string> fields(std::string_view text) {
+  std::vector<std::string> parts;
+  for (std::size_t start = 0;;) {
+    const std::size_t end = text.find('|', start);
+    parts.emplace_back(text.substr(start, end - start));
+    if (end == std::string_view::npos) return parts;
+    start = end + 1;
+  }
+}
+
 std::string textOf(const MetricDictionary& d, std::string_view key) {
   const std::string* text = d.textForKey(key);
   return text ? *text : "<absent>";

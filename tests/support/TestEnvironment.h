@@ -51,6 +51,9 @@ Date isoDate(std::string_view text);
 // The keys of a dictionary in the order they were set.
 std::vector<std::string> keysOf(const MetricDictionary& d);
 
+// The "|"-separated fields of a text, for tables that give many short texts in one row.
+std::vector<std::string> fields(std::string_view text);
+
 // The text under `key`, or "<absent>" when the dictionary holds no text there.
 std::string textOf(const MetricDictionary& d, std::string_view key);
 
