@@ -3,12 +3,14 @@
 #include <cmath>
 
 #include "metrics/GroupMetrics.h"
+#include "support/StoreRecords.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {
 namespace {
 
 using testing::isoDate;
+using testing::putBankNights;
 using testing::putShared;
 using testing::sharedStore;
 using testing::textOf;
@@ -24,16 +26,10 @@ Nights every(double seconds) { return {seconds, seconds, seconds, seconds, secon
 void putConfig(const Environment& env, MetricDictionary config) {
   putShared(env, "velmoraConfig", Value(std::move(config)));
 }
-// "bankDict" with seconds for the nights ending on the 2nd to the 8th (kOut leaves one out) and any extra keys.
-void putBank(const Environment& env, const Nights& nights, MetricDictionary extra = {}) {
-  for (std::size_t i = 0; i < 7; ++i)
-    if (nights[i] >= -1) extra.setValue("2025010" + std::to_string(i + 2), Value::real(nights[i]));
-  putShared(env, "bankDict", Value(extra));
-}
 // Nine hours a night at 80 % efficiency, waking at 07:00, at least six hours
 // in bed: the computed night's bedtime is 23:30 on the 7th.
 void putNineHourBank(const Environment& env) {
-  putBank(env, every(32400), {{"medianWake", Value::real(36000)}, {"averageEfficiency", Value::real(80)}});
+  putBankNights(env, every(32400), {{"medianWake", Value::real(36000)}, {"averageEfficiency", Value::real(80)}});
   putConfig(env, {{"minimumHours", Value::real(6)}});
 }
 
@@ -83,7 +79,7 @@ TEST_F(GroupMetricsTest, StartOfNightAndPreviousDay) {
 // Synchronised more than a minute into the night (the 7th, 21:00), the watch's sleep stands in for last night when
 // the bank has none.
 TEST_F(GroupMetricsTest, WatchDataCountsFromAMinuteIntoTheNight) {
-  putBank(env, {28800, 28800, 28800, 28800, 28800, 28800, kOut});
+  putBankNights(env, {28800, 28800, 28800, 28800, 28800, 28800, kOut});
   const std::pair<Value, bool> cases[] = {{Value(isoDate("2025-01-07T21:01:00+01:00")), false},
                                           {Value(isoDate("2025-01-07T21:01:00.001+01:00")), true},
                                           {Value(isoDate("2025-01-07T20:00:00+01:00")), false},
@@ -116,7 +112,7 @@ TEST_F(GroupMetricsTest, WeightedBalanceAndForecast) {
       {{0, 0, kOut, kOut, kOut, kOut, kOut}, 0, 0},
   };
   for (const auto& c : cases) {
-    putBank(env, c.nights, {{"medianWake", Value::real(0)}});
+    putBankNights(env, c.nights, {{"medianWake", Value::real(0)}});
     const auto record = GroupMetrics(env).requestSleepBank();
     ASSERT_EQ(record.has_value(), c.balance > 0) << c.balance;
     if (!record) continue;
@@ -151,8 +147,8 @@ TEST_F(GroupMetricsTest, BedtimeBoundsEfficiencyAndPullUp) {
   };
   auto at = [](const char* dayAndTime) { return isoDate(std::string("2025-01-0") + dayAndTime + "+01:00"); };
   for (const auto& c : cases) {
-    putBank(env, every(c.night),
-            {{"medianWake", Value::real(c.wakeOffset)}, {"averageEfficiency", Value::real(c.efficiency)}});
+    putBankNights(env, every(c.night),
+                  {{"medianWake", Value::real(c.wakeOffset)}, {"averageEfficiency", Value::real(c.efficiency)}});
     putConfig(env, c.config);
     const auto record = GroupMetrics(env).requestSleepBank();
     ASSERT_TRUE(record && record->dateForKey("bedTime")) << c.name;
@@ -198,7 +194,7 @@ TEST_F(GroupMetricsTest, TheCacheMovesOnADayAtTheNightHour) {
   EXPECT_EQ(*cached->dictionary()->dateForKey("bedTime"), *afternoon->dateForKey("bedTime"));
   EXPECT_EQ(sharedStore(env)->objectForKey("cachedSleepBankUpdate"), Value(env.now));
 
-  putBank(env, every(28800), {{"medianWake", Value::real(36000)}});
+  putBankNights(env, every(28800), {{"medianWake", Value::real(36000)}});
   env.setNow("2025-01-08T21:00:00+01:00");
   const auto evening = GroupMetrics(env).requestSleepBank();
   ASSERT_TRUE(evening && evening->dateForKey("adjustedBedTime"));
@@ -233,7 +229,7 @@ TEST_F(GroupMetricsTest, DatesNoCalendarNamesAreNeitherRecordedNorCached) {
        false},
   };
   for (const auto& c : cases) {
-    putBank(env, every(32400), c.bank);
+    putBankNights(env, every(32400), c.bank);
     putConfig(env, c.config);
     const std::optional<MetricDictionary> record = GroupMetrics(env).requestSleepBank();
     const std::optional<Value> cached = sharedStore(env)->objectForKey("cachedSleepBank");

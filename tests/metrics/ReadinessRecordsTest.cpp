@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "metrics/GroupMetrics.h"
+#include "support/StoreRecords.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {
@@ -23,16 +24,10 @@ struct Night {
   double hrv, hrvBaseline, waking, wakingBaseline;
 };
 
-Value summary(const Night& n, const char* key = kTonight) {
-  return Value(MetricDictionary{{"key", Value(key)},
-                                {"hrvAverage", Value::real(n.hrvBaseline)},
-                                {"hrvTodayVal", Value::real(n.hrv)},
-                                {"bpmAverage", Value::real(n.wakingBaseline)},
-                                {"bpmTodayVal", Value::real(n.waking)}});
-}
 // The same night as readiness and as fuel.
 void putNight(const Environment& env, const Night& n, const char* key = kTonight) {
-  putShared(env, "bankDict", Value(MetricDictionary{{"readyDict", summary(n, key)}, {"octaneDict", summary(n, key)}}));
+  const Value summary = testing::readinessSummary(n.hrv, n.hrvBaseline, n.waking, n.wakingBaseline, key);
+  putShared(env, "bankDict", Value(MetricDictionary{{"readyDict", summary}, {"octaneDict", summary}}));
 }
 
 // Readiness and fuel score a night alike and rate it in their own words. HRV at its baseline scores the float just

@@ -3,6 +3,7 @@
 #include "palette/Pallet.h"
 #include "platform/Image.h"
 #include "presentation/SleepMetricsUI.h"
+#include "support/StoreRecords.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {
@@ -12,6 +13,7 @@ using testing::imageWidth;
 using testing::isoDate;
 using testing::keysOf;
 using testing::putShared;
+using testing::readinessSummary;
 using testing::TestEnvironment;
 
 class ReadinessPresentationTest : public ::testing::Test {
@@ -19,19 +21,12 @@ class ReadinessPresentationTest : public ::testing::Test {
   ReadinessPresentationTest() : env("2025-01-08T15:00:00+01:00") { env.scale = 1; }
 
   std::optional<Value> stored(std::string_view key) { return testing::sharedStore(env)->objectForKey(key); }
-  static Value night(double hrv, double hrvBaseline, double waking, double wakingBaseline) {
-    return Value(MetricDictionary{{"key", Value("20250108")},
-                                  {"hrvAverage", Value::real(hrvBaseline)},
-                                  {"hrvTodayVal", Value::real(hrv)},
-                                  {"bpmAverage", Value::real(wakingBaseline)},
-                                  {"bpmTodayVal", Value::real(waking)}});
-  }
   // Readiness with HRV and waking rate at their baselines (0.7 and 0.95 points, which average just under 0.825 in
   // single precision: "OK" with 3 stars); fuel of HRV alone.
   void putBank() {
     putShared(env, "bankDict",
-              Value(MetricDictionary{{"readyDict", night(50, 50, 60, 60)},
-                                     {"octaneDict", night(90, 50, 0, 0)},
+              Value(MetricDictionary{{"readyDict", readinessSummary(50, 50, 60, 60)},
+                                     {"octaneDict", readinessSummary(90, 50, 0, 0)},
                                      {"startDate", Value(isoDate("2025-01-01T00:00:00+01:00"))},
                                      {"averageBedtime", Value::real(81000)},
                                      {"prevAverageBedtime", Value::real(81300)}}));

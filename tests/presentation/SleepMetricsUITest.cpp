@@ -8,6 +8,7 @@
 #include "palette/Pallet.h"
 #include "platform/Image.h"
 #include "presentation/SleepMetricsUI.h"
+#include "support/StoreRecords.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {
@@ -38,9 +39,8 @@ void putWatch(const Environment& env, double sleep, double bank, std::optional<d
 
 // Seven nights of eight hours (ending on the 2nd to the 8th), waking ten hours after 21:00.
 void putBank(const Environment& env, double wakeOffset = 36000) {
-  MetricDictionary bank{{"medianWake", Value::real(wakeOffset)}, {"averageEfficiency", Value::real(100)}};
-  for (int day = 2; day <= 8; ++day) bank.setValue("2025010" + std::to_string(day), Value::real(28800));
-  putShared(env, "bankDict", Value(bank));
+  testing::putBankNights(env, {28800, 28800, 28800, 28800, 28800, 28800, 28800},
+                         {{"medianWake", Value::real(wakeOffset)}, {"averageEfficiency", Value::real(100)}});
 }
 
 class PresentationTest : public ::testing::Test {
