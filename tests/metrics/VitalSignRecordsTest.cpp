@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "metrics/GroupMetrics.h"
+#include "support/StoreRecords.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {
@@ -20,23 +21,10 @@ constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr const char* kAfternoon = "2025-01-08T15:00:00+01:00";
 constexpr const char* kTonight = "20250108";
 
-using Six = std::array<double, 6>;  // average, minimum, maximum, and the same over seven nights
-
-// "bankDict" with a blood-oxygen and a breathing summary of the same six values and a wrist temperature (against
-// a baseline of 36.25), all under one key.
-void putBank(const Environment& env, const Six& values, Value today = Value::real(36.5), Value key = Value(kTonight),
-             std::optional<Value> nightHour = std::nullopt) {
-  MetricDictionary spO2{{"key", key}}, resp{{"key", key}};
-  const char* const names[6] = {"average%@", "min%@", "max%@", "average%@7", "min%@7", "max%@7"};
-  for (std::size_t i = 0; i < 6; ++i) {
-    spO2.setValue(stringWithFormat(names[i], {"SpO2"}), Value::real(values[i]));
-    resp.setValue(stringWithFormat(names[i], {"RespRate"}), Value::real(values[i]));
-  }
-  MetricDictionary bank{{"spO2Dict", Value(spO2)},      {"respRateDict", Value(resp)},
-                        {"wristTempKey", key},          {"wristTempScore", Value::real(4.2)},
-                        {"wristTempTodayValue", today}, {"wristTempAverage28", Value::real(36.25)}};
-  bank.setValue("nightHour", std::move(nightHour));
-  testing::putShared(env, "bankDict", Value(bank));
+// The same summary for blood oxygen and breathing.
+void putBank(const Environment& env, const testing::VitalSummary& values, Value today = Value::real(36.5),
+             Value key = Value(kTonight), std::optional<Value> nightHour = std::nullopt) {
+  testing::putVitalSigns(env, values, values, std::move(today), std::move(key), std::move(nightHour));
 }
 
 // Keys in order, texts and copyable texts, in English and in German (numbers by the locale, names by the language).
@@ -84,7 +72,7 @@ TEST(VitalSignRecordsTest, RecordsAndTheirTextsInTwoLanguages) {
 TEST(VitalSignRecordsTest, ChangeAndTheRecordWithoutData) {
   const struct {
     bool spO2;
-    Six values;
+    testing::VitalSummary values;
     const char *average, *average7, *difLabel;
     std::int64_t difColour;
   } cases[] = {

@@ -2,9 +2,9 @@
 
 #include "palette/Pallet.h"
 #include "platform/Image.h"
-#include "platform/StringFormat.h"
 #include "platform/UserDefaults.h"
 #include "presentation/SleepMetricsUI.h"
+#include "support/StoreRecords.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {
@@ -20,20 +20,8 @@ class VitalSignsPresentationTest : public ::testing::Test {
   std::shared_ptr<UserDefaults> store() { return testing::sharedStore(env); }
   // Last night's three vital signs under `key`; a blood-oxygen average of 0 is no data.
   void putBank(double spO2, const char* key = "20250108") {
-    const auto summary = [&](const char* name, double avg, double min, double max, double avg7) {
-      return Value(MetricDictionary{{"key", Value(key)},
-                                    {stringWithFormat("average%@", {name}), Value::real(avg)},
-                                    {stringWithFormat("min%@", {name}), Value::real(min)},
-                                    {stringWithFormat("max%@", {name}), Value::real(max)},
-                                    {stringWithFormat("average%@7", {name}), Value::real(avg7)}});
-    };
-    testing::putShared(env, "bankDict",
-                       Value(MetricDictionary{{"spO2Dict", summary("SpO2", spO2, 91, 99, 96.2)},
-                                              {"respRateDict", summary("RespRate", 14.2, 12.1, 17.8, 0)},
-                                              {"wristTempKey", Value(key)},
-                                              {"wristTempScore", Value::real(4.5)},
-                                              {"wristTempTodayValue", Value::real(36.5)},
-                                              {"wristTempAverage28", Value::real(36.25)}}));
+    testing::putVitalSigns(env, {spO2, 91, 99, 96.2, 90, 98}, {14.2, 12.1, 17.8, 0, 0, 0}, Value::real(36.5),
+                           Value(key));
   }
 
   TestEnvironment env;
@@ -57,7 +45,7 @@ TEST_F(VitalSignsPresentationTest, DisplayDictionariesAndTheirImages) {
   EXPECT_EQ(keysOf(*wrist),
             (std::vector<std::string>{"wristTempTodayLabel", "wristTempAverage28Label", "wristTempDifLabel",
                                       "wristTempScore", "pasteItem", "ratingColour", "ringsImage"}));
-  EXPECT_EQ(*wrist->objectForKey("ratingColour")->colour(), Pallet(env).colourForWristTempScore(4.5f));
+  EXPECT_EQ(*wrist->objectForKey("ratingColour")->colour(), Pallet(env).colourForWristTempScore(4.2f));
   EXPECT_EQ(testing::imageWidth(spO2), 280.0);
 
   // Widget images are smaller, and so is everything drawn afterwards; stale data gives the waiting picture.

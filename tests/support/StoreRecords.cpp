@@ -20,4 +20,23 @@ void putBankNights(const Environment& env, const std::array<double, 7>& seconds,
   putShared(env, "bankDict", Value(std::move(extra)));
 }
 
+void putVitalSigns(const Environment& env, const VitalSummary& spO2, const VitalSummary& respRate, Value wristToday,
+                   Value key, std::optional<Value> nightHour) {
+  const auto summary = [&](const std::string& name, const VitalSummary& values) {
+    MetricDictionary d{{"key", key}};
+    const std::string keys[6] = {"average" + name,       "min" + name,       "max" + name,
+                                 "average" + name + "7", "min" + name + "7", "max" + name + "7"};
+    for (std::size_t i = 0; i < 6; ++i) d.setValue(keys[i], Value::real(values[i]));
+    return Value(std::move(d));
+  };
+  MetricDictionary bank{{"spO2Dict", summary("SpO2", spO2)},
+                        {"respRateDict", summary("RespRate", respRate)},
+                        {"wristTempKey", key},
+                        {"wristTempScore", Value::real(4.2)},
+                        {"wristTempTodayValue", wristToday},
+                        {"wristTempAverage28", Value::real(36.25)}};
+  bank.setValue("nightHour", std::move(nightHour));
+  putShared(env, "bankDict", Value(std::move(bank)));
+}
+
 }  // namespace velmora::testing
