@@ -39,13 +39,6 @@ double degreesOf(double position) { return gaugeAngle(position) * 180.0 / std::n
 double spO2(double percent) { return degreesOf((percent - 80) / 20); }
 double stars(double s) { return degreesOf(s / 7); }
 
-// A colour painted at its alpha over an opaque one.
-RGBA over(const Colour& top, const RGBA& u) {
-  const RGBA t = top.rgba();
-  const auto mix = [&](double a, double b) { return a * t.alpha + b * (1 - t.alpha); };
-  return {mix(t.red, u.red), mix(t.green, u.green), mix(t.blue, u.blue), 1};
-}
-
 // The drift of the average bedtime in minutes, band by band and at the edges between them.
 TEST(GaugeTest, BedtimeDriftInStars) {
   const std::pair<float, float> drifts[] = {
@@ -85,7 +78,8 @@ TEST(GaugeTest, PaintsWhereTheValuesSay) {
   const Colour bandColour = Colour::hsba(193 / 360.0, 0.92, 0.5);
   const Expect band = fixed(bandColour);
   const auto sevenNights = [&](Expect under) -> Expect {
-    return [=](const Pallet& p) { return over(bandColour.colorWithAlphaComponent(0.5), under(p)); };
+    return
+        [=](const Pallet& p) { return testing::composite(bandColour.colorWithAlphaComponent(0.5).rgba(), under(p)); };
   };
   const MetricDictionary night = numbers({{"averageSpO2", 82},
                                           {"minSpO2", 91},
@@ -127,7 +121,9 @@ TEST(GaugeTest, PaintsWhereTheValuesSay) {
       {"inside it", kSpO2, night, 17, spO2(95), dial, true},
       {"SpO2 seven nights", kSpO2, night, 116, spO2(92), sevenNights(reading(90))},
       {"SpO2 seven nights' mean", kSpO2, night, 116, spO2(96),
-       [&](const Pallet& p) { return over(Colour::hsba(193 / 360.0, 0.92, 0.1, 0.8), sevenNights(reading(95))(p)); }},
+       [&](const Pallet& p) {
+         return testing::composite(Colour::hsba(193 / 360.0, 0.92, 0.1, 0.8).rgba(), sevenNights(reading(95))(p));
+       }},
       {"breathing last night", kRespRate, breathing(15), 70, -90, band},
       {"breathing seven nights", kRespRate, breathing(15), 116, stars(3.5), sevenNights(ready(1.1f))},
       {"no seven nights of 40", kRespRate, breathing(40), 116, stars(3.5), ready(1.1f)},

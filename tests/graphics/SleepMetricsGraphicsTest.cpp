@@ -188,13 +188,6 @@ TEST(RechargeTest, ShadesEveryOtherWholeGoalHour) {
 // --- any number: a stored goal or fraction may be NaN, infinite or 1e308 (a float's infinity) ---
 // Under a CTest time limit: one shaded arc per goal hour once took seconds for a goal of 1e5 and never ended for 1e9.
 
-// `over` painted on `under`, both straight colours.
-RGBA composite(const RGBA& over, const RGBA& under) {
-  const double a = over.alpha + under.alpha * (1 - over.alpha);
-  auto channel = [&](double o, double u) { return (o * over.alpha + u * under.alpha * (1 - over.alpha)) / a; };
-  return {channel(over.red, under.red), channel(over.green, under.green), channel(over.blue, under.blue), a};
-}
-
 TEST(RechargeBounded, AnyGoalShadesItsHoursOrWhatTheyAverageTo) {
   constexpr float kInf = std::numeric_limits<float>::infinity();
   const struct {
@@ -219,7 +212,7 @@ TEST(RechargeBounded, AnyGoalShadesItsHoursOrWhatTheyAverageTo) {
         // Past half a turn round the outer ring (in an eight-hour goal's fifth hour), unless a sleep ring
         // that laps the circle covers it.
         if (!(sleep > 1)) {
-          EXPECT_TRUE(near(pixelAt(*image, onDial(100, 46, 0.53)), composite(shaded, track), 0.02))
+          EXPECT_TRUE(near(pixelAt(*image, onDial(100, 46, 0.53)), testing::composite(shaded, track), 0.02))
               << "goal " << g.goal << ", sleep " << sleep << ", bank " << bank;
         }
       }

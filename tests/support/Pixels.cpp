@@ -72,6 +72,12 @@ Rect tintBounds(const Image& image, Rect box, const RGBA& tint) {
   });
 }
 
+RGBA composite(const RGBA& over, const RGBA& under) {
+  const double a = over.alpha + under.alpha * (1 - over.alpha);
+  auto channel = [&](double o, double u) { return (o * over.alpha + u * under.alpha * (1 - over.alpha)) / a; };
+  return {channel(over.red, under.red), channel(over.green, under.green), channel(over.blue, under.blue), a};
+}
+
 ::testing::AssertionResult near(const RGBA& actual, const RGBA& expected, double tolerance) {
   const double worst = std::max({std::abs(actual.red - expected.red), std::abs(actual.green - expected.green),
                                  std::abs(actual.blue - expected.blue), std::abs(actual.alpha - expected.alpha)});

@@ -24,6 +24,9 @@ Rect inkBounds(const Image& image, Rect box, const std::function<bool(const RGBA
 Rect lightBounds(const Image& image, Rect box);
 Rect tintBounds(const Image& image, Rect box, const RGBA& tint);
 
+// `over` painted on `under`, both straight colours.
+RGBA composite(const RGBA& over, const RGBA& under);
+
 // Whether every channel lies within `tolerance` of the expected colour's.
 ::testing::AssertionResult near(const RGBA& actual, const RGBA& expected, double tolerance);
 
