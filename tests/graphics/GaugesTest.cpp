@@ -81,20 +81,13 @@ TEST(GaugeTest, PaintsWhereTheValuesSay) {
     return
         [=](const Pallet& p) { return testing::composite(bandColour.colorWithAlphaComponent(0.5).rgba(), under(p)); };
   };
-  const MetricDictionary night = numbers({{"averageSpO2", 82},
-                                          {"minSpO2", 91},
-                                          {"maxSpO2", 99},
-                                          {"averageSpO27", 96},
-                                          {"minSpO27", 90},
-                                          {"maxSpO27", 98}});
+  // clang-format off
+  const MetricDictionary night = numbers({{"averageSpO2", 82}, {"minSpO2", 91}, {"maxSpO2", 99},
+                                          {"averageSpO27", 96}, {"minSpO27", 90}, {"maxSpO27", 98}});
   const auto breathing = [](float average7) {
-    return numbers({{"averageRespRate", 2},
-                    {"minRespRate", 14},
-                    {"maxRespRate", 18},
-                    {"averageRespRate7", average7},
-                    {"minRespRate7", 14},
-                    {"maxRespRate7", 18}});
-  };
+    return numbers({{"averageRespRate", 2}, {"minRespRate", 14}, {"maxRespRate", 18},
+                    {"averageRespRate7", average7}, {"minRespRate7", 14}, {"maxRespRate7", 18}});
+  };  // clang-format on
   const MetricDictionary early = numbers({{"bedTrend", -7200}});
   const PixelCase cases[] = {
       {"needle at SpO2 95", kSpO2, numbers({{"averageSpO2", 95}}), 90, -18, white},

@@ -40,20 +40,16 @@ TEST(ReadinessRecordsTest, ScoresRatingsAndStars) {
     float hrvPoints, wakingPoints, stars;
     const char *readiness, *fuel, *changes;  // the HRV's and the waking rate's change and tint
   } cases[] = {
+      // clang-format off
       {{50, 50, 0, 0}, 0.7f, 0, 2, "Low", "Poor", "No change 2| 0"},
       {{0, 0, 60, 60}, 0, 0.95f, 4, "Good", "Plus", " 0|No change 1"},
       {{90, 50, 0, 0}, 1.5f, 0, 6, "Optimal", "Jet fuel", "40 above baseline 2| 0"},
-      {{60, 50, 54, 60},
-       0.90000004f,
-       1.6f,
-       5.1666665f,
-       "Optimal",
-       "Jet fuel",
+      {{60, 50, 54, 60}, 0.90000004f, 1.6f, 5.1666665f, "Optimal", "Jet fuel",
        "10 above baseline 2|6 below baseline 2"},
       {{40, 50, 66, 60}, 0.55f, 0.45f, 1, "Rest", "Bad", "10 below baseline 1|6 above baseline 1"},
       {{50.4, 50, 59.6, 60}, 0.708f, 0.8533338f, 2.6453352f, "OK", "Regular", "No change 2|No change 2"},
       {{10, 50, 0, 0}, -0.05f, 0, 0, nullptr, nullptr, ""},
-  };
+  };  // clang-format on
   TestEnvironment env(kAfternoon);
   for (const auto& c : cases) {
     putNight(env, c.night);

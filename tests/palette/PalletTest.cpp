@@ -169,16 +169,11 @@ TEST_F(PalletTest, RatingBandsUseStrictOrInclusiveEdgesAsNamed) {
   } rules[] = {
       {&Pallet::colourForReadyScore,
        {{1.5001f, 160}, {1.5f, 140}, {1.2f, 120}, {0.95f, 110}, {0.825f, 99}, {0.7f, 75}, {0.5f, 50}}},
+      // clang-format off
       {&Pallet::colourForWristTempScore,
-       {{6.0f, 70},
-        {5.0f, 90},
-        {4.99f, 105},
-        {4.0f, 105},
-        {3.0f, 120},
-        {2.99f, 105},
-        {2.0f, 105},
-        {1.0f, 90},
+       {{6.0f, 70}, {5.0f, 90}, {4.99f, 105}, {4.0f, 105}, {3.0f, 120}, {2.99f, 105}, {2.0f, 105}, {1.0f, 90},
         {0.99f, 70}}},
+      // clang-format on
       {&Pallet::colourForSpO2Reading, {{95.0f, 110}, {94.9f, 99}, {90.0f, 99}, {89.9f, 50}}},
       {&Pallet::colourForRespRateReading, {{11.99f, 50}, {11.999f, 110}, {20.4f, 110}, {20.499f, 50}}},
   };
