@@ -216,16 +216,6 @@ TEST(PropertyListRoundTrip, DatesKeepTheirFormatsPrecisionOnTheCalendar) {
               std::string::npos)
         << c.xmlText;
   }
-  // A date off the calendar has no place in a property list, on its own or in a container.
-  for (double seconds : {double{NAN}, double{INFINITY}, 1e12, -1e12, 9.2e18}) {
-    const MetricDictionary off{{"k", Value::integer(1)}};
-    Array dates{Value(Date::fromReferenceSeconds(seconds))};
-    for (PlistFormat format : {PlistFormat::Binary, PlistFormat::Xml}) {
-      EXPECT_TRUE(serializePropertyList(Value(MetricDictionary{{"d", Value(Array(dates))}}), format).empty())
-          << seconds;
-      EXPECT_TRUE(serializePropertyList(dates[0], format).empty()) << seconds;
-    }
-  }
 }
 
 // ---- what the readers refuse -------------------------------------------------
@@ -373,40 +363,6 @@ TEST(PropertyListText, ReadsAsValidUtf8) {
                               {"lone", Value("\xef\xbf\xbd")}}));
 }
 
-// Random damage to valid files: every result is a value or an error, never a crash.
-TEST(PlistReaders, SurviveRandomDamage) {
-  const MetricDictionary sample{
-      {"a", Value::integer(1)},
-      {"list", Value(Array{Value::real(2.5), Value("x"), Value(MetricDictionary{{"t", Value::boolean(true)}})})},
-      {"when", Value(Date::fromReferenceSeconds(1e8))},
-      {"ünï", Value(Data{{1, 2, 3}})}};
-  std::mt19937 random(11);
-  for (PlistFormat format : {PlistFormat::Binary, PlistFormat::Xml}) {
-    const auto valid = serializePropertyList(Value(sample), format);
-    int parsed = 0;
-    for (int round = 0; round < 1500; ++round) {
-      auto bytes = valid;
-      for (int m = 0, n = 1 + static_cast<int>(random() % 6); m < n; ++m) {
-        const auto at = bytes.begin() + static_cast<std::ptrdiff_t>(random() % bytes.size());
-        switch (random() % 3) {
-          case 0:
-            *at = static_cast<std::uint8_t>(random());
-            break;
-          case 1:
-            bytes.erase(at);
-            break;
-          default:
-            bytes.insert(at, static_cast<std::uint8_t>(random()));
-        }
-      }
-      const PlistReadResult read = parsePropertyList(bytes);
-      EXPECT_NE(read.value.has_value(), !read.error.empty());
-      parsed += read.value.has_value();
-    }
-    EXPECT_GT(parsed, 0) << "no damaged file read at all: the damage does not reach the parser";
-  }
-}
-
 TEST(PropertyListWriting, RefusesWhatAReaderCouldNotTakeBack) {
   Value nested = Value::integer(1);
   for (int i = 0; i < kMaxPlistDepth; ++i) nested = Value(Array{nested});
@@ -430,6 +386,13 @@ TEST(PropertyListWriting, RefusesWhatAReaderCouldNotTakeBack) {
       {"UID", Value::uid(3), PlistFormat::Xml, "no form for a UID"},
       {"beyond 128 bits", Value::wideInteger("-" + std::string(40, '9')), PlistFormat::Binary, "beyond 128 bits"},
       {"date off the calendar", Value(Date{INFINITY}), {}, "outside the years 1 to 9999"},
+      {"date of no number, in a dictionary",
+       Value(MetricDictionary{{"d", Value(Array{Value(Date{NAN})})}}),
+       {},
+       "1 to 9999"},
+      {"date after 9999, in an array", Value(Array{Value(Date::fromReferenceSeconds(1e12))}), {}, "1 to 9999"},
+      {"date before year 1", Value(Date::fromReferenceSeconds(-1e12)), {}, "1 to 9999"},
+      {"date of 9.2e18", Value(Date::fromReferenceSeconds(9.2e18)), {}, "1 to 9999"},
   };
   for (const auto& c : cases) {
     for (PlistFormat format : {PlistFormat::Binary, PlistFormat::Xml}) {
