@@ -45,6 +45,44 @@ Point onCircle(double radius, double degrees) {
   return {kCentre + radius * std::cos(a), kCentre + radius * std::sin(a)};
 }
 
+using Draw = std::function<void(DrawingSurface&)>;
+
+// Drawings for the cases below, each painted as it is made.
+Draw line(Point from, Point to) {
+  return [=](DrawingSurface& s) { s.moveToPoint(from.x, from.y), s.addLineToPoint(to.x, to.y), s.strokePath(); };
+}
+Draw triangle(Point a, Point b, Point c) {
+  return [=](DrawingSurface& s) {
+    s.moveToPoint(a.x, a.y), s.addLineToPoint(b.x, b.y), s.addLineToPoint(c.x, c.y);
+    s.fillPath();
+  };
+}
+Draw arc(Point centre, double radius, double start, double end, int clockwise = 0) {
+  return [=](DrawingSurface& s) { s.addArc(centre.x, centre.y, radius, start, end, clockwise), s.strokePath(); };
+}
+Draw circle(double radius, bool fill, Point centre = {kCentre, kCentre}) {
+  return [=](DrawingSurface& s) {
+    s.addArc(centre.x, centre.y, radius, 0, 2 * M_PI, 0);
+    fill ? s.fillPath() : s.strokePath();
+  };
+}
+// A short line across the middle, in a pen the case sets.
+Draw lineWith(const Draw& pen) {
+  return [=](DrawingSurface& s) { pen(s), line({20, 50}, {80, 50})(s); };
+}
+Draw width(double w, LineCap cap = LineCap::kButt) {
+  return [=](DrawingSurface& s) { s.setLineWidth(w), s.setLineCap(cap); };
+}
+Draw dash(double phase, std::vector<double> lengths) {
+  return [=](DrawingSurface& s) { s.setLineDash(phase, lengths); };
+}
+Draw text(Point at, double size) {
+  return [=](DrawingSurface& s) { s.drawAtPoint("7", at, {Font::systemFontOfSize(size), Colour::whiteColor()}); };
+}
+Draw picture(Rect into) {
+  return [=](DrawingSurface& s) { s.drawInRect(*imageNamed(testing::TestEnvironment(), "SpO2Icon"), into); };
+}
+
 class DrawingSurfaceTest : public ::testing::Test {
  protected:
   DrawingSurface begin(double side = kSide, int scale = 0) {
@@ -76,8 +114,7 @@ TEST_P(ArcTest, PaintsExactlyItsSweep) {
   DrawingSurface s = begin();
   s.setLineWidth(6);
   s.setStrokeColor(Colour::whiteColor());
-  s.addArc(kCentre, kCentre, 40, c.start, c.end, c.clockwise);
-  s.strokePath();
+  arc({kCentre, kCentre}, 40, c.start, c.end, c.clockwise)(s);
   const ImageRef image = s.getImage();
   for (double a : c.painted) EXPECT_GT(alphaAt(image, onCircle(40, a)), 0.99) << c.name << " at " << a << "°";
   for (double a : c.clear) EXPECT_EQ(alphaAt(image, onCircle(40, a)), 0.0) << c.name << " at " << a << "°";
@@ -115,8 +152,7 @@ TEST_F(DrawingSurfaceTest, ASweepOfMoreThanATurnPaintsOneCircleNotTwo) {
   DrawingSurface s = begin();
   s.setLineWidth(6);
   s.setStrokeColor(Colour::whiteColor().colorWithAlphaComponent(0.5));
-  s.addArc(kCentre, kCentre, 40, 0, 3 * M_PI, 0);
-  s.strokePath();
+  arc({kCentre, kCentre}, 40, 0, 3 * M_PI)(s);
   EXPECT_NEAR(alphaAt(s.getImage(), onCircle(40, 45)), 0.5, 0.01);
 }
 
@@ -124,8 +160,7 @@ TEST_F(DrawingSurfaceTest, ACurrentPointIsJoinedToTheArcStart) {
   DrawingSurface s = begin();
   s.setLineWidth(4);
   s.moveToPoint(kCentre, kCentre);
-  s.addArc(kCentre, kCentre, 40, 0, M_PI / 4, 0);
-  s.strokePath();
+  arc({kCentre, kCentre}, 40, 0, M_PI / 4)(s);
   EXPECT_GT(alphaAt(s.getImage(), {kCentre + 20, kCentre}), 0.99);
 }
 
@@ -134,11 +169,7 @@ TEST_F(DrawingSurfaceTest, ACurrentPointIsJoinedToTheArcStart) {
 TEST_F(DrawingSurfaceTest, RoundCapsReachPastTheEndsAndButtCapsDoNot) {
   for (LineCap cap : {LineCap::kButt, LineCap::kRound}) {
     DrawingSurface s = begin();
-    s.setLineCap(cap);
-    s.setLineWidth(10);
-    s.moveToPoint(20, 50);
-    s.addLineToPoint(80, 50);
-    s.strokePath();
+    width(10, cap)(s), line({20, 50}, {80, 50})(s);
     const ImageRef image = s.getImage();
     const double expected = cap == LineCap::kRound ? 1.0 : 0.0;
     EXPECT_NEAR(alphaAt(image, {83, 50}), expected, 0.01) << "cap " << static_cast<int>(cap);
@@ -173,9 +204,7 @@ TEST_F(DrawingSurfaceTest, PaintingConsumesThePath) {
   DrawingSurface s = begin();
   s.setLineWidth(4);
   s.setStrokeColor(Colour::whiteColor());
-  s.moveToPoint(10, 50);
-  s.addLineToPoint(90, 50);
-  s.strokePath();
+  line({10, 50}, {90, 50})(s);
   s.setStrokeColor(Colour::hsba(0, 1, 1));
   s.strokePath();
   s.setFillColor(Colour::hsba(0, 1, 1));
@@ -201,13 +230,11 @@ TEST_F(DrawingSurfaceTest, RestoringTheStateBringsBackColoursWidthCapAndShadow) 
   EXPECT_EQ(s.state().strokeColour, saved.strokeColour);
   EXPECT_EQ(s.state().fillColour, saved.fillColour);
   EXPECT_EQ(s.state().shadow, saved.shadow);
-  s.moveToPoint(20, 30);
-  s.addLineToPoint(80, 30);
-  s.strokePath();
+  line({20, 30}, {80, 30})(s);
   const ImageRef image = s.getImage();
-  const RGBA line = pixelAt(*image, {50, 30});
-  EXPECT_EQ(line.red, 1.0);
-  EXPECT_EQ(line.green, 0.0);
+  const RGBA stroke = pixelAt(*image, {50, 30});
+  EXPECT_EQ(stroke.red, 1.0);
+  EXPECT_EQ(stroke.green, 0.0);
   EXPECT_EQ(alphaAt(image, {50, 33}), 0.0) << "width 2 again";
   EXPECT_EQ(alphaAt(image, {82, 30}), 0.0) << "butt cap again";
   EXPECT_GT(alphaAt(image, {50, 36}), 0.99) << "the shadow again, 6 points down";
@@ -431,11 +458,9 @@ TEST_F(DrawingSurfaceTest, SurfacesAreSquareAtTheirScaleOrNotMadeAtAll) {
 TEST_F(DrawingSurfaceTest, AnImageKeepsWhatTheSurfaceHeldWhenItWasTaken) {
   DrawingSurface s = begin();
   s.setFillColor(Colour::whiteColor());
-  s.moveToPoint(0, 0), s.addLineToPoint(50, 0), s.addLineToPoint(50, 50), s.closePath();
-  s.fillPath();
+  triangle({0, 0}, {50, 0}, {50, 50})(s);
   const ImageRef first = s.getImage();
-  s.moveToPoint(60, 60), s.addLineToPoint(90, 60), s.addLineToPoint(90, 90), s.closePath();
-  s.fillPath();
+  triangle({60, 60}, {90, 60}, {90, 90})(s);
   EXPECT_EQ(alphaAt(first, {85, 70}), 0.0);
   EXPECT_GT(alphaAt(s.getImage(), {85, 70}), 0.99);
 }
@@ -521,44 +546,6 @@ Painted paintedPixels(const Image& image) {
     for (int x = 0; x < side; ++x) p.any += (row[x] >> 24) != 0, p.full += (row[x] >> 24) == 0xff;
   }
   return p;
-}
-
-using Draw = std::function<void(DrawingSurface&)>;
-
-// Drawings for the cases below, each painted as it is made.
-Draw line(Point from, Point to) {
-  return [=](DrawingSurface& s) { s.moveToPoint(from.x, from.y), s.addLineToPoint(to.x, to.y), s.strokePath(); };
-}
-Draw triangle(Point a, Point b, Point c) {
-  return [=](DrawingSurface& s) {
-    s.moveToPoint(a.x, a.y), s.addLineToPoint(b.x, b.y), s.addLineToPoint(c.x, c.y);
-    s.fillPath();
-  };
-}
-Draw arc(Point centre, double radius, double start, double end, int clockwise = 0) {
-  return [=](DrawingSurface& s) { s.addArc(centre.x, centre.y, radius, start, end, clockwise), s.strokePath(); };
-}
-Draw circle(double radius, bool fill, Point centre = {kCentre, kCentre}) {
-  return [=](DrawingSurface& s) {
-    s.addArc(centre.x, centre.y, radius, 0, 2 * M_PI, 0);
-    fill ? s.fillPath() : s.strokePath();
-  };
-}
-// A short line across the middle, in a pen the case sets.
-Draw lineWith(const Draw& pen) {
-  return [=](DrawingSurface& s) { pen(s), line({20, 50}, {80, 50})(s); };
-}
-Draw width(double w, LineCap cap = LineCap::kButt) {
-  return [=](DrawingSurface& s) { s.setLineWidth(w), s.setLineCap(cap); };
-}
-Draw dash(double phase, std::vector<double> lengths) {
-  return [=](DrawingSurface& s) { s.setLineDash(phase, lengths); };
-}
-Draw text(Point at, double size) {
-  return [=](DrawingSurface& s) { s.drawAtPoint("7", at, {Font::systemFontOfSize(size), Colour::whiteColor()}); };
-}
-Draw picture(Rect into) {
-  return [=](DrawingSurface& s) { s.drawInRect(*imageNamed(testing::TestEnvironment(), "SpO2Icon"), into); };
 }
 
 class DrawingSurfaceBounded : public DrawingSurfaceTest {
@@ -732,9 +719,7 @@ TEST_F(DrawingSurfaceTest, ADashPaintsItsLengthsInTurnFromItsPhase) {
     s.saveGState();
     s.setLineDash(0, {});
     s.restoreGState();  // the dash is part of the saved state
-    s.moveToPoint(0, 50);
-    s.addLineToPoint(100, 50);
-    s.strokePath();
+    line({0, 50}, {100, 50})(s);
     const ImageRef image = s.getImage();
     for (double x : c.painted) EXPECT_GT(alphaAt(image, {x, 50}), 0.99) << "phase " << c.phase << " at " << x;
     for (double x : c.clear) EXPECT_EQ(alphaAt(image, {x, 50}), 0.0) << "phase " << c.phase << " at " << x;
@@ -758,8 +743,7 @@ TEST_F(DrawingSurfaceTest, ADashFinerThanAPixelPaintsItsShareOfTheLine) {
     s.setLineWidth(6);
     s.setLineCap(c.cap);
     s.setLineDash(0, c.lengths);
-    s.addArc(kCentre, kCentre, 40, 0, 2 * M_PI, 0);
-    s.strokePath();
+    circle(40, false)(s);
     const ImageRef image = s.getImage();
     for (double a : {0.0, 90.0, 200.0}) EXPECT_NEAR(alphaAt(image, onCircle(40, a)), c.alpha, 0.01) << c.lengths[0];
   }
@@ -779,14 +763,12 @@ TEST_F(DrawingSurfaceTest, ADashedArcPaintsWhatItsDashesPaintOneByOne) {
     DrawingSurface apart = begin(kSide, 3);
     start(apart);
     for (int i = 0; i < shaded; ++i) {
-      apart.addArc(kCentre, kCentre, radius, -M_PI / 2 + 2 * i * length, -M_PI / 2 + (2 * i + 1) * length, 0);
-      apart.strokePath();
+      arc({kCentre, kCentre}, radius, -M_PI / 2 + 2 * i * length, -M_PI / 2 + (2 * i + 1) * length)(apart);
     }
     DrawingSurface together = begin(kSide, 3);
     start(together);
     together.setLineDash(0, {radius * length, radius * length});
-    together.addArc(kCentre, kCentre, radius, -M_PI / 2, -M_PI / 2 + (2 * shaded - 1) * length, 0);
-    together.strokePath();
+    arc({kCentre, kCentre}, radius, -M_PI / 2, -M_PI / 2 + (2 * shaded - 1) * length)(together);
 
     EXPECT_EQ(differingPixels(*apart.getImage(), *together.getImage(), 0), 0) << parts << " parts";
   }
