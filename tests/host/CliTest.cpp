@@ -51,6 +51,7 @@ TEST_F(Program, ExitStatusAndMessageSayWhatHappened) {
       {"not a language", {"--languages", "de,123", "notify", "BEDTIME"}, 2, "--languages: \"123\" is not a language"},
       {"preferences in a file", {"--prefs", notAPayload, "notify", "BEDTIME"}, 2, "--prefs: \""},
       {"category and payload", {"notify", "BEDTIME", "--payload", "p.json"}, 2, "not both"},
+      {"unknown operation", {"request", "sleepNow"}, 2, "unknown operation \"sleepNow\"; valid operations:"},
       {"operation mistyped",
        {"request", "requestQualty"},
        2,
@@ -173,12 +174,14 @@ TEST_F(Program, DiagnosticsAreLabelledByWhatTheyAre) {
 
 // A category the extension does not know leaves every slot as the interface created it; BEDTIME, here taken
 // from a notification payload, shows the no-data face on an empty store. Either way the program prints the
-// controller's slots in declaration order.
+// controller's slots in declaration order, and draws the notification.
 TEST_F(Program, NotifyPrintsTheSlotsTheControllerHolds) {
   const auto payload = file("payload.json", R"({"aps": {"alert": "Bed soon", "category": "BEDTIME"}})");
   const std::pair<const char*, std::vector<std::string>> runs[] = {{"bedtime", {"notify", "bedtime"}},
                                                                    {"BEDTIME", {"notify", "--payload", payload}}};
-  for (const auto& [category, args] : runs) {
+  for (auto [category, args] : runs) {
+    const auto png = home() / (std::string(category) + ".png");
+    args.insert(args.end(), {"--png", png.string()});
     TestEnvironment env;
     NotificationViewController controller(env);
     controller.viewDidLoad();
@@ -193,6 +196,7 @@ TEST_F(Program, NotifyPrintsTheSlotsTheControllerHolds) {
       EXPECT_EQ(slot, host::JsonForms(env.timeZone).toJson(controller.slot(name))) << category << ": " << name;
     }
     EXPECT_EQ(names, kSlotNames) << category;
+    EXPECT_TRUE(std::filesystem::exists(png)) << "the notification is drawn, whatever its category";
   }
 }
 
