@@ -194,7 +194,7 @@ const std::vector<std::string>& DefaultsCommand::formatNames() {
 const std::vector<std::string>& DefaultsCommand::domainNames() {
   static const std::vector<std::string> names = [] {
     std::vector<std::string> list;
-    for (const Domain& domain : kDomains) list.emplace_back(domain.name);
+    for (const Domain& known : kDomains) list.emplace_back(known.name);
     return list;
   }();
   return names;

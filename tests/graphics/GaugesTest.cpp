@@ -9,21 +9,19 @@
 #include "graphics/SleepMetricsGraphics.h"
 #include "palette/Pallet.h"
 #include "platform/Image.h"
-#include "support/OpenGraphics.h"
+#include "support/GraphicsAccess.h"
 #include "support/Pixels.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {
 namespace {
 
-using testing::inkBounds;
+using testing::Graphics;
 using testing::near;
 using testing::pixelAt;
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInf = std::numeric_limits<float>::infinity();
-
-using Graphics = testing::OpenGraphics;
 
 using Draw = ImageRef (SleepMetricsGraphics::*)(float, const MetricDictionary&);
 constexpr Draw kSpO2 = &SleepMetricsGraphics::drawSpO2GaugeWithSize;
@@ -40,13 +38,6 @@ MetricDictionary numbers(std::initializer_list<std::pair<const char*, float>> en
 double degreesOf(double position) { return gaugeAngle(position) * 180.0 / std::numbers::pi; }
 double spO2(double percent) { return degreesOf((percent - 80) / 20); }
 double stars(double s) { return degreesOf(s / 7); }
-
-// A colour painted at its alpha over an opaque one.
-RGBA over(const Colour& top, const RGBA& u) {
-  const RGBA t = top.rgba();
-  const auto mix = [&](double a, double b) { return a * t.alpha + b * (1 - t.alpha); };
-  return {mix(t.red, u.red), mix(t.green, u.green), mix(t.blue, u.blue), 1};
-}
 
 // The drift of the average bedtime in minutes, band by band and at the edges between them.
 TEST(GaugeTest, BedtimeDriftInStars) {
@@ -87,22 +78,16 @@ TEST(GaugeTest, PaintsWhereTheValuesSay) {
   const Colour bandColour = Colour::hsba(193 / 360.0, 0.92, 0.5);
   const Expect band = fixed(bandColour);
   const auto sevenNights = [&](Expect under) -> Expect {
-    return [=](const Pallet& p) { return over(bandColour.colorWithAlphaComponent(0.5), under(p)); };
+    return
+        [=](const Pallet& p) { return testing::composite(bandColour.colorWithAlphaComponent(0.5).rgba(), under(p)); };
   };
-  const MetricDictionary night = numbers({{"averageSpO2", 82},
-                                          {"minSpO2", 91},
-                                          {"maxSpO2", 99},
-                                          {"averageSpO27", 96},
-                                          {"minSpO27", 90},
-                                          {"maxSpO27", 98}});
+  // clang-format off
+  const MetricDictionary night = numbers({{"averageSpO2", 82}, {"minSpO2", 91}, {"maxSpO2", 99},
+                                          {"averageSpO27", 96}, {"minSpO27", 90}, {"maxSpO27", 98}});
   const auto breathing = [](float average7) {
-    return numbers({{"averageRespRate", 2},
-                    {"minRespRate", 14},
-                    {"maxRespRate", 18},
-                    {"averageRespRate7", average7},
-                    {"minRespRate7", 14},
-                    {"maxRespRate7", 18}});
-  };
+    return numbers({{"averageRespRate", 2}, {"minRespRate", 14}, {"maxRespRate", 18},
+                    {"averageRespRate7", average7}, {"minRespRate7", 14}, {"maxRespRate7", 18}});
+  };  // clang-format on
   const MetricDictionary early = numbers({{"bedTrend", -7200}});
   const PixelCase cases[] = {
       {"needle at SpO2 95", kSpO2, numbers({{"averageSpO2", 95}}), 90, -18, white},
@@ -129,7 +114,9 @@ TEST(GaugeTest, PaintsWhereTheValuesSay) {
       {"inside it", kSpO2, night, 17, spO2(95), dial, true},
       {"SpO2 seven nights", kSpO2, night, 116, spO2(92), sevenNights(reading(90))},
       {"SpO2 seven nights' mean", kSpO2, night, 116, spO2(96),
-       [&](const Pallet& p) { return over(Colour::hsba(193 / 360.0, 0.92, 0.1, 0.8), sevenNights(reading(95))(p)); }},
+       [&](const Pallet& p) {
+         return testing::composite(Colour::hsba(193 / 360.0, 0.92, 0.1, 0.8).rgba(), sevenNights(reading(95))(p));
+       }},
       {"breathing last night", kRespRate, breathing(15), 70, -90, band},
       {"breathing seven nights", kRespRate, breathing(15), 116, stars(3.5), sevenNights(ready(1.1f))},
       {"no seven nights of 40", kRespRate, breathing(40), 116, stars(3.5), ready(1.1f)},
@@ -168,16 +155,12 @@ TEST(GaugeTest, IconBelowTheHubAndTextCentredAboveIt) {
     if (c.widget) graphics.enterWidgetMode();
     const ImageRef image = (graphics.*c.draw)(280, c.dict);
     ASSERT_TRUE(image);
-    const Rect icon =
-        inkBounds(*image, {60, 150, 160, 80}, [](const RGBA& p) { return p.red + p.green + p.blue > 1.5; });
+    const Rect icon = testing::lightBounds(*image, {60, 150, 160, 80});
     EXPECT_TRUE(icon.x >= 117 && icon.x + icon.width <= 163 && icon.y >= 165 && icon.y + icon.height <= 211 &&
                 icon.width * icon.height > 400)
         << icon.x << ", " << icon.y << ", " << icon.width << " x " << icon.height;
     // The text is the warm tint; the needle in its way is pure white.
-    const RGBA tint = graphics.pallet().tintColour().rgba();
-    const Rect text = inkBounds(*image, {40, 30, 200, 102}, [&](const RGBA& p) {
-      return std::abs(p.red - tint.red) + std::abs(p.green - tint.green) + std::abs(p.blue - tint.blue) < 0.1;
-    });
+    const Rect text = testing::tintBounds(*image, {40, 30, 200, 102}, graphics.pallet().tintColour().rgba());
     EXPECT_NEAR(text.x + text.width / 2, 140, 2.0);
     EXPECT_TRUE(text.width > 30 && text.y + text.height < 132) << "above the hub";
   }

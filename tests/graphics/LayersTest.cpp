@@ -14,13 +14,13 @@
 #include "palette/Pallet.h"
 #include "platform/Image.h"
 #include "platform/UserDefaults.h"
-#include "support/OpenGraphics.h"
+#include "support/GraphicsAccess.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {
 namespace {
 
-using Graphics = testing::OpenGraphics;
+using testing::Graphics;
 
 struct LayerEnvironment : testing::TestEnvironment {
   LayerEnvironment() : TestEnvironment("2025-01-06T20:00:00+01:00", "Europe/Berlin") {

@@ -13,7 +13,6 @@
 namespace velmora {
 namespace {
 
-using testing::inkBounds;
 using testing::near;
 using testing::pixelAt;
 
@@ -76,8 +75,7 @@ TEST(ReadiRingsTest, IconByLegendAndLabel) {
     SleepMetricsGraphics graphics(env);
     const ImageRef image = graphics.drawReadiRingsWithSize(280, 0.8875f, c.label, c.legend);
     ASSERT_TRUE(image);
-    const Rect icon =
-        inkBounds(*image, {100, 150, 80, 70}, [](const RGBA& p) { return p.red + p.green + p.blue > 1.5; });
+    const Rect icon = testing::lightBounds(*image, {100, 150, 80, 70});
     if (c.legend == 0) {
       EXPECT_EQ(icon.width * icon.height, 0) << "no icon";
     } else {
@@ -85,10 +83,7 @@ TEST(ReadiRingsTest, IconByLegendAndLabel) {
                   icon.y + icon.height <= c.square.y + c.square.height && icon.width * icon.height > 300)
           << c.legend << ": " << icon.x << ", " << icon.y << ", " << icon.width << " x " << icon.height;
     }
-    const RGBA tint = Pallet(env).tintColour().rgba();
-    const Rect text = inkBounds(*image, {40, 30, 200, 102}, [&](const RGBA& p) {
-      return std::abs(p.red - tint.red) + std::abs(p.green - tint.green) + std::abs(p.blue - tint.blue) < 0.1;
-    });
+    const Rect text = testing::tintBounds(*image, {40, 30, 200, 102}, Pallet(env).tintColour().rgba());
     EXPECT_EQ(text.width > 30, c.label.has_value()) << c.legend;
   }
 }

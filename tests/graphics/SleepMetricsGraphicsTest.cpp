@@ -11,21 +11,20 @@
 #include "palette/Pallet.h"
 #include "platform/Image.h"
 #include "platform/UserDefaults.h"
-#include "support/OpenGraphics.h"
+#include "support/GraphicsAccess.h"
 #include "support/Pixels.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {
 namespace {
 
+using testing::Graphics;
 using testing::near;
 using testing::onDial;
 using testing::pixelAt;
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr RGBA kWhite{1, 1, 1, 1};
-
-using Graphics = testing::OpenGraphics;
 
 // 2025-01-06 at hh:mm in Berlin (UTC+1 in January), drawing at scale 2.
 struct ClockEnvironment : testing::TestEnvironment {
@@ -171,7 +170,7 @@ TEST(RechargeTest, ShadesEveryOtherWholeGoalHour) {
   };
   for (const auto& c : cases) {
     ClockEnvironment env;
-    if (c.config) UserDefaults::suite(env, Environment::kSharedSuite)->setObject(*c.config, "velmoraConfig");
+    if (c.config) testing::putShared(env, "velmoraConfig", *c.config);
     Graphics graphics(env);
     if (c.openStore) graphics.openStore();
     const ImageRef image = graphics.drawTheRechargeWithSize(100, 0.0f, 0.0f);
@@ -189,13 +188,6 @@ TEST(RechargeTest, ShadesEveryOtherWholeGoalHour) {
 // --- any number: a stored goal or fraction may be NaN, infinite or 1e308 (a float's infinity) ---
 // Under a CTest time limit: one shaded arc per goal hour once took seconds for a goal of 1e5 and never ended for 1e9.
 
-// `over` painted on `under`, both straight colours.
-RGBA composite(const RGBA& over, const RGBA& under) {
-  const double a = over.alpha + under.alpha * (1 - over.alpha);
-  auto channel = [&](double o, double u) { return (o * over.alpha + u * under.alpha * (1 - over.alpha)) / a; };
-  return {channel(over.red, under.red), channel(over.green, under.green), channel(over.blue, under.blue), a};
-}
-
 TEST(RechargeBounded, AnyGoalShadesItsHoursOrWhatTheyAverageTo) {
   constexpr float kInf = std::numeric_limits<float>::infinity();
   const struct {
@@ -206,8 +198,7 @@ TEST(RechargeBounded, AnyGoalShadesItsHoursOrWhatTheyAverageTo) {
   const float fractions[] = {kNaN, kInf, -kInf, static_cast<float>(1e308), 3e38f, 0.0f};
   for (const auto& g : goals) {
     ClockEnvironment env;
-    UserDefaults::suite(env, Environment::kSharedSuite)
-        ->setObject(Value(MetricDictionary{{"requiredHours", Value::number(g.goal)}}), "velmoraConfig");
+    testing::putShared(env, "velmoraConfig", Value(MetricDictionary{{"requiredHours", Value::number(g.goal)}}));
     Graphics graphics(env);
     graphics.openStore();
     for (float sleep : fractions) {
@@ -221,7 +212,7 @@ TEST(RechargeBounded, AnyGoalShadesItsHoursOrWhatTheyAverageTo) {
         // Past half a turn round the outer ring (in an eight-hour goal's fifth hour), unless a sleep ring
         // that laps the circle covers it.
         if (!(sleep > 1)) {
-          EXPECT_TRUE(near(pixelAt(*image, onDial(100, 46, 0.53)), composite(shaded, track), 0.02))
+          EXPECT_TRUE(near(pixelAt(*image, onDial(100, 46, 0.53)), testing::composite(shaded, track), 0.02))
               << "goal " << g.goal << ", sleep " << sleep << ", bank " << bank;
         }
       }

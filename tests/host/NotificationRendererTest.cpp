@@ -78,37 +78,6 @@ TEST(NotificationRenderer, EveryLanguageDrawsItsOwnGlyphsInsideTheLabelsFrames) 
   }
 }
 
-// The widest text of each table, put into each label of the interface, stays inside the label's frame: shrunk no
-// further than the label allows, then cut with an ellipsis.
-TEST(NotificationRenderer, TheWidestTextOfEveryTableStaysInsideEveryLabel) {
-  TestEnvironment env;
-  const InterfaceDescription layout = InterfaceDescription::load(env);
-  for (const std::string& language : bundleLanguages()) {
-    const Bundle bundle(VELMORA_TEST_RESOURCES, {language});
-    for (std::size_t i = 0; i < layout.slots.size(); ++i) {
-      if (layout.slots[i].kind != DisplaySlot::Kind::kLabel) continue;
-      const LabelStyle& style = layout.layout[i].text;
-      std::string widest;
-      double widestWidth = 0;
-      for (const auto& [key, translation] : bundle.table())
-        for (const std::string* text : {&key, &translation})
-          if (const double width = env.fonts().line(*text, style.font).size().width; width > widestWidth)
-            widest = *text, widestWidth = width;
-      const Rect frame{0, 0, layout.layout[i].frame[2], layout.layout[i].frame[3]};
-      const PlacedLine line = env.fonts().placeInFrame(widest, frame, style);
-      SCOPED_TRACE(language + " " + layout.slots[i].name + ": " + widest);
-      EXPECT_GE(line.origin.x, 0);
-      EXPECT_LE(line.origin.x + line.line.size().width, frame.width + 1e-9);
-      EXPECT_GE(line.pointSize, style.font.pointSize * style.minimumScaleFactor);
-      EXPECT_EQ(
-          line.line.isTruncated(),
-          env.fonts().line(widest, {style.font.pointSize * style.minimumScaleFactor, style.font.weight}).size().width >
-              frame.width);
-    }
-  }
-  EXPECT_EQ(env.warnings, std::vector<std::string>{});
-}
-
 // The header's "now" is the system's, in the device's language (the first preferred one, not the locale of
 // formats, nor the tables the bundle happens to have); the app's name stays as it is.
 TEST(NotificationRenderer, TheHeaderSaysNowInTheDevicesLanguage) {

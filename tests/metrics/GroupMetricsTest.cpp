@@ -3,158 +3,133 @@
 #include <cmath>
 
 #include "metrics/GroupMetrics.h"
-#include "platform/UserDefaults.h"
+#include "support/StoreRecords.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {
 namespace {
 
 using testing::isoDate;
-using testing::TestEnvironment;
+using testing::putBankNights;
+using testing::putShared;
+using testing::sharedStore;
+using testing::textOf;
 
 // Wednesday 8 January 2025, 15:00 in Berlin: the current night began on the
 // 7th at 21:00 and ends on the morning of the 8th, the last of the seven nights.
 constexpr const char* kAfternoon = "2025-01-08T15:00:00+01:00";
-const char* const kNightKeys[7] = {"20250102", "20250103", "20250104", "20250105", "20250106", "20250107", "20250108"};
 constexpr double kOut = -2;  // a night with no entry at all
 
 using Nights = std::array<double, 7>;
 Nights every(double seconds) { return {seconds, seconds, seconds, seconds, seconds, seconds, seconds}; }
 
+void putConfig(const Environment& env, MetricDictionary config) {
+  putShared(env, "velmoraConfig", Value(std::move(config)));
+}
+// Nine hours a night at 80 % efficiency, waking at 07:00, at least six hours
+// in bed: the computed night's bedtime is 23:30 on the 7th.
+void putNineHourBank(const Environment& env) {
+  putBankNights(env, every(32400), {{"medianWake", Value::real(36000)}, {"averageEfficiency", Value::real(80)}});
+  putConfig(env, {{"minimumHours", Value::real(6)}});
+}
+
 class GroupMetricsTest : public ::testing::Test {
  protected:
-  std::shared_ptr<UserDefaults> store() { return UserDefaults::suite(env, Environment::kSharedSuite); }
-  void put(std::string_view key, Value value) { ASSERT_TRUE(store()->setObject(std::move(value), key)); }
-  void putConfig(MetricDictionary config) { put("velmoraConfig", Value(std::move(config))); }
-  // "bankDict" with the given seconds for the seven nights (kOut leaves a night out) and any extra keys.
-  void putBank(const Nights& nights, MetricDictionary extra = {}) {
-    for (std::size_t i = 0; i < 7; ++i)
-      if (nights[i] >= -1) extra.setValue(kNightKeys[i], Value::real(nights[i]));
-    put("bankDict", Value(extra));
-  }
-  // Nine hours a night at 80 % efficiency, waking at 07:00, at least six hours
-  // in bed: the computed night's bedtime is 23:30 on the 7th.
-  void putNineHourBank() {
-    putBank(every(32400), {{"medianWake", Value::real(36000)}, {"averageEfficiency", Value::real(80)}});
-    putConfig({{"minimumHours", Value::real(6)}});
-  }
-
-  TestEnvironment env{kAfternoon};
+  testing::TestEnvironment env{kAfternoon};
 };
 
-// --- Configuration and night boundaries -----------------------------------------
-
 TEST_F(GroupMetricsTest, ConfigurationLookupsOnceTheStoreIsOpen) {
-  GroupMetrics empty(env);
-  empty.watchDictIsValid();  // opens the store
-  EXPECT_EQ(empty.getVelmoraConfigValueForKey("requiredHours"), -1.0f) << "no configuration";
-  EXPECT_FALSE(empty.getVelmoraSwitchValueForKey("WakeFixed3")) << "no configuration";
-
-  putConfig({{"requiredHours", Value::real(7.5)}, {"WakeFixed3", Value::integer(0)}});
+  putConfig(env, {{"requiredHours", Value::real(7.5)}, {"WakeFixed3", Value::integer(0)}});
   GroupMetrics metrics(env);
   EXPECT_EQ(metrics.getVelmoraConfigValueForKey("requiredHours"), -1.0f) << "store not opened yet";
-  metrics.watchDictIsValid();
+  metrics.watchDictIsValid();  // opens the store
   EXPECT_EQ(metrics.getVelmoraConfigValueForKey("requiredHours"), 7.5f);
-  EXPECT_TRUE(metrics.getVelmoraSwitchValueForKey("WakeFixed3")) << "a stored 0 still switches on";
   EXPECT_EQ(metrics.getVelmoraConfigValueForKey("missing"), -1.0f);
+  EXPECT_TRUE(metrics.getVelmoraSwitchValueForKey("WakeFixed3")) << "a stored 0 still switches on";
+  EXPECT_FALSE(metrics.getVelmoraSwitchValueForKey("WakeFixed4"));
 }
 
 TEST_F(GroupMetricsTest, StartOfNightAndPreviousDay) {
+  // The stored "nightHour" of the configuration and the hour it stands for.
   const struct {
-    const char *name, *now;
-    double nightHour;   // stored "nightHour" of the configuration
-    int effectiveHour;  // the hour that configuration stands for
-    const char* nightStart;
+    const char *now, *nightStart;
+    double nightHour;
+    int effectiveHour;
     bool reportPreviousDay;
   } cases[] = {
-      {"justBeforeTheNightHour", "2025-01-08T20:59:00+01:00", 21, 21, "2025-01-07T21:00:00+01:00", false},
-      {"atTheNightHour", "2025-01-08T21:00:00+01:00", 21, 21, "2025-01-08T21:00:00+01:00", true},
-      {"negativeMeansTheDefault", "2025-01-08T21:00:00+01:00", -3, 21, "2025-01-08T21:00:00+01:00", true},
-      {"midnightIsNeverThePreviousDay", "2025-01-08T23:30:00+01:00", 0, 0, "2025-01-08T00:00:00+01:00", false},
-      {"fractionTruncated", "2025-01-08T20:30:00+01:00", 20.9, 20, "2025-01-08T20:00:00+01:00", true},
-      {"clockChangeDay", "2025-03-30T10:00:00+02:00", 21, 21, "2025-03-29T21:00:00+01:00", false},
-      // Truncated as the phone converts a number to a whole one: NaN is 0.
-      {"notANumberIsMidnight", "2025-01-08T23:30:00+01:00", std::nan(""), 0, "2025-01-08T00:00:00+01:00", false},
+      {"2025-01-08T20:59:00+01:00", "2025-01-07T21:00:00+01:00", 21, 21, false},
+      {"2025-01-08T21:00:00+01:00", "2025-01-08T21:00:00+01:00", 21, 21, true},
+      {"2025-01-08T21:00:00+01:00", "2025-01-08T21:00:00+01:00", -3, 21, true},    // negative: the default
+      {"2025-01-08T23:30:00+01:00", "2025-01-08T00:00:00+01:00", 0, 0, false},     // midnight never reports
+      {"2025-01-08T20:30:00+01:00", "2025-01-08T20:00:00+01:00", 20.9, 20, true},  // truncated
+      {"2025-03-30T10:00:00+02:00", "2025-03-29T21:00:00+01:00", 21, 21, false},   // the clock changes
+      {"2025-01-08T23:30:00+01:00", "2025-01-08T00:00:00+01:00", NAN, 0, false},   // no number reads as 0
   };
   for (const auto& c : cases) {
     env.setNow(c.now);
-    putConfig({{"nightHour", Value::real(c.nightHour)}});
+    putConfig(env, {{"nightHour", Value::real(c.nightHour)}});
     GroupMetrics metrics(env);
     metrics.watchDictIsValid();  // opens the store and the formatting tools
-    EXPECT_EQ(metrics.shouldReportPreviousDay(), c.reportPreviousDay) << c.name;
-    EXPECT_EQ(metrics.getFromDateForNightHour(c.effectiveHour), isoDate(c.nightStart)) << c.name;
+    EXPECT_EQ(metrics.shouldReportPreviousDay(), c.reportPreviousDay) << c.now << " " << c.nightHour;
+    EXPECT_EQ(metrics.getFromDateForNightHour(c.effectiveHour), isoDate(c.nightStart)) << c.now << " " << c.nightHour;
   }
   EXPECT_FALSE(GroupMetrics(env).getFromDateForNightHour(-1));
 }
 
-TEST_F(GroupMetricsTest, WatchDataMustBeSynchronisedMoreThanAMinuteIntoTheNight) {
-  const struct {
-    const char* synched;
-    bool valid;
-  } cases[] = {{"2025-01-07T21:01:00+01:00", false},
-               {"2025-01-07T21:01:00.001+01:00", true},
-               {"2025-01-07T20:00:00+01:00", false}};
-  for (const auto& c : cases) {
-    put("watchTrackDict", Value(MetricDictionary{{"rawSynchTime", Value(isoDate(c.synched))}}));
-    EXPECT_EQ(GroupMetrics(env).watchDictIsValid(), c.valid) << c.synched;
+// Synchronised more than a minute into the night (the 7th, 21:00), the watch's sleep stands in for last night when
+// the bank has none.
+TEST_F(GroupMetricsTest, WatchDataCountsFromAMinuteIntoTheNight) {
+  putBankNights(env, {28800, 28800, 28800, 28800, 28800, 28800, kOut});
+  const std::pair<Value, bool> cases[] = {{Value(isoDate("2025-01-07T21:01:00+01:00")), false},
+                                          {Value(isoDate("2025-01-07T21:01:00.001+01:00")), true},
+                                          {Value(isoDate("2025-01-07T20:00:00+01:00")), false},
+                                          {Value("yesterday"), false}};
+  for (const auto& [synched, valid] : cases) {
+    putShared(env, "watchTrackDict",
+              Value(MetricDictionary{{"rawSynchTime", synched}, {"rawSleepTime", Value::real(25200)}}));
+    GroupMetrics metrics(env);
+    EXPECT_EQ(metrics.watchDictIsValid(), valid);
+    const auto record = metrics.requestSleepBank();
+    ASSERT_TRUE(record);
+    EXPECT_FLOAT_EQ(record->floatForKey("bankBalance"), valid ? (21 * 28800.0f + 7 * 25200.0f) / 28 : 28800.0f);
   }
-  put("watchTrackDict", Value(MetricDictionary{{"rawSynchTime", Value("yesterday")}}));
-  EXPECT_FALSE(GroupMetrics(env).watchDictIsValid());
 }
 
-// --- Sleep bank -------------------------------------------------------------------
-
+// Without a wake moment the record is the bank's three figures alone, and nothing is cached; without a present
+// night or a positive balance there is none.
 TEST_F(GroupMetricsTest, WeightedBalanceAndForecast) {
+  EXPECT_FALSE(GroupMetrics(env).requestSleepBank()) << "no bankDict";
   const struct {
-    const char* name;
     Nights nights;
-    float balance, forecast;  // seconds
+    float balance, forecast;  // seconds; no record for a balance of 0
   } cases[] = {
-      {"allOnGoal", every(28800), 28800, 28800},
-      // One night alone: twice the goal less the balance.
-      {"onlyTheOldest", {21600, kOut, kOut, kOut, kOut, kOut, kOut}, 21600, 36000},
-      {"firstAndLast", {21600, kOut, kOut, kOut, kOut, kOut, 21600}, 21600, 34971.43f},
-      {"negativeIsMissing", {28800, 28800, 28800, -1, 28800, 28800, 28800}, 28800, 28800},
-      {"zeroIsPresent", {28800, 28800, 28800, 0, 28800, 28800, 28800}, 28800 * 24 / 28.0f, 28800 + 3 * 28800 / 7.0f},
+      {every(28800), 28800, 28800},
+      {{21600, kOut, kOut, kOut, kOut, kOut, kOut}, 21600, 36000},  // one night alone: twice the goal less it
+      {{21600, kOut, kOut, kOut, kOut, kOut, 21600}, 21600, 34971.43f},
+      {{28800, 28800, 28800, -1, 28800, 28800, 28800}, 28800, 28800},                                 // negative
+      {{28800, 28800, 28800, 0, 28800, 28800, 28800}, 28800 * 24 / 28.0f, 28800 + 3 * 28800 / 7.0f},  // zero
+      {every(kOut), 0, 0},
+      {{0, 0, kOut, kOut, kOut, kOut, kOut}, 0, 0},
   };
   for (const auto& c : cases) {
-    putBank(c.nights, {{"medianWake", Value::real(0)}});  // no wake moment: the bank figures alone
+    putBankNights(env, c.nights, {{"medianWake", Value::real(0)}});
     const auto record = GroupMetrics(env).requestSleepBank();
-    ASSERT_TRUE(record) << c.name;
-    EXPECT_FLOAT_EQ(record->floatForKey("bankBalance"), c.balance) << c.name;
-    EXPECT_FLOAT_EQ(record->floatForKey("bankForecast"), c.forecast) << c.name;
-    EXPECT_FLOAT_EQ(record->floatForKey("bankPercent"), c.balance / 28800.0f) << c.name;
-    EXPECT_EQ(record->size(), 3u) << c.name;
+    ASSERT_EQ(record.has_value(), c.balance > 0) << c.balance;
+    if (!record) continue;
+    EXPECT_FLOAT_EQ(record->floatForKey("bankBalance"), c.balance);
+    EXPECT_FLOAT_EQ(record->floatForKey("bankForecast"), c.forecast) << c.balance;
+    EXPECT_FLOAT_EQ(record->floatForKey("bankPercent"), c.balance / 28800.0f);
+    EXPECT_EQ(record->size(), 3u);
   }
-  EXPECT_FALSE(store()->objectForKey("cachedSleepBank")) << "nothing cached without a wake moment";
-  EXPECT_FALSE(store()->objectForKey("cachedSleepBankUpdate"));
-}
-
-TEST_F(GroupMetricsTest, NoRecordWithoutPresentNightsOrPositiveBalance) {
-  EXPECT_FALSE(GroupMetrics(env).requestSleepBank()) << "no bankDict";
-  putBank(every(kOut));
-  EXPECT_FALSE(GroupMetrics(env).requestSleepBank()) << "no night present";
-  putBank({0, 0, kOut, kOut, kOut, kOut, kOut});
-  EXPECT_FALSE(GroupMetrics(env).requestSleepBank()) << "balance zero";
-}
-
-TEST_F(GroupMetricsTest, ValidWatchDataStandsInForLastNight) {
-  putBank({28800, 28800, 28800, 28800, 28800, 28800, kOut});
-  put("watchTrackDict", Value(MetricDictionary{{"rawSynchTime", Value(isoDate("2025-01-08T07:30:00+01:00"))},
-                                               {"rawSleepTime", Value::real(25200)}}));
-  const auto record = GroupMetrics(env).requestSleepBank();
-  ASSERT_TRUE(record);
-  EXPECT_FLOAT_EQ(record->floatForKey("bankBalance"), (21 * 28800.0f + 7 * 25200.0f) / 28);
+  EXPECT_FALSE(sharedStore(env)->objectForKey("cachedSleepBank"));
 }
 
 TEST_F(GroupMetricsTest, BedtimeBoundsEfficiencyAndPullUp) {
   const MetricDictionary fixedThursday{{"WakeFixed3", Value::integer(0)}, {"WakeTime3", Value::real(23400)}};
   const struct {
     const char* name;
-    double night;            // seconds slept on each of the seven nights
-    double wakeOffset;       // "medianWake"
-    double efficiency;       // "averageEfficiency"
-    const char *bed, *wake;  // day of January and Berlin time
+    double night, wakeOffset, efficiency;  // seconds slept each night, "medianWake", "averageEfficiency"
+    const char *bed, *wake;                // day of January and Berlin time
     MetricDictionary config;
   } cases[] = {
       // Nine hours a night: 5 h needed, below the 6 h minimum: 6 h / 90 % = 24000 s in bed.
@@ -172,9 +147,9 @@ TEST_F(GroupMetricsTest, BedtimeBoundsEfficiencyAndPullUp) {
   };
   auto at = [](const char* dayAndTime) { return isoDate(std::string("2025-01-0") + dayAndTime + "+01:00"); };
   for (const auto& c : cases) {
-    putBank(every(c.night),
-            {{"medianWake", Value::real(c.wakeOffset)}, {"averageEfficiency", Value::real(c.efficiency)}});
-    putConfig(c.config);
+    putBankNights(env, every(c.night),
+                  {{"medianWake", Value::real(c.wakeOffset)}, {"averageEfficiency", Value::real(c.efficiency)}});
+    putConfig(env, c.config);
     const auto record = GroupMetrics(env).requestSleepBank();
     ASSERT_TRUE(record && record->dateForKey("bedTime")) << c.name;
     EXPECT_NEAR(record->dateForKey("bedTime")->seconds, at(c.bed).seconds, 0.01) << c.name;
@@ -184,104 +159,88 @@ TEST_F(GroupMetricsTest, BedtimeBoundsEfficiencyAndPullUp) {
   }
 }
 
-TEST_F(GroupMetricsTest, RecordTextsAndCacheThatMovesOnADayAfterTheNightHour) {
-  putNineHourBank();
-  const auto afternoon = GroupMetrics(env).requestSleepBank();
-  ASSERT_TRUE(afternoon);
-  EXPECT_FLOAT_EQ(afternoon->floatForKey("timeUntilBed"), 30600.0f);  // 15:00 until 23:30 tonight
-  EXPECT_EQ(*afternoon->textForKey("latestBedTime"), "11:30\u202FPM");
-  EXPECT_EQ(*afternoon->textForKey("latestBedLabel"), "Try to be in bed by 11:30\u202FPM");
-  EXPECT_EQ(*afternoon->textForKey("wakeTimeLabel"), "7:00\u202FAM");
-  EXPECT_EQ(*afternoon->textForKey("pasteItem"),
-            "{\"Tonight'sBedtime\":\"11:30\u202FPM\", \"Waketime\":\"7:00\u202FAM\", \"TimeUntilBed\": \"8.50\", "
-            "\"RequiredHours\":\"5.00\"}");
-  const std::optional<Value> cached = store()->objectForKey("cachedSleepBank");
-  ASSERT_TRUE(cached && cached->dictionary());
-  EXPECT_EQ(cached->dictionary()->size(), afternoon->size());
-  EXPECT_EQ(*cached->dictionary()->textForKey("pasteItem"), *afternoon->textForKey("pasteItem"));
-  EXPECT_EQ(*cached->dictionary()->dateForKey("bedTime"), *afternoon->dateForKey("bedTime"));
-  EXPECT_EQ(store()->objectForKey("cachedSleepBankUpdate"), Value(env.now));
-
-  // The main app changes the data in the evening; the cached bedtime still holds.
-  putBank(every(28800));
-  env.setNow("2025-01-08T22:00:00+01:00");
-  const auto evening = GroupMetrics(env).requestSleepBank();
-  ASSERT_TRUE(evening);
-  EXPECT_EQ(evening->floatForKey("bankBalance"), afternoon->floatForKey("bankBalance"));
-  EXPECT_EQ(*evening->dateForKey("bedTime"), *afternoon->dateForKey("bedTime"));
-  EXPECT_EQ(evening->dateForKey("adjustedBedTime")->seconds, afternoon->dateForKey("bedTime")->seconds + 86400);
-  EXPECT_FLOAT_EQ(evening->floatForKey("timeUntilBed"), 5400.0f);  // 22:00 until 23:30
-  EXPECT_EQ(*evening->textForKey("latestBedLabel"), "Try to be in bed by 11:30\u202FPM");
-  EXPECT_EQ(*store()->objectForKey("cachedSleepBankUpdate")->date(), isoDate(kAfternoon)) << "no write on this path";
+// The copy text's names follow the language, its numbers the locale.
+TEST_F(GroupMetricsTest, TextsInEnglishAndGerman) {
+  const struct {
+    const char *locale, *language, *label, *pasteItem;
+  } cases[] = {
+      {"en_US", "en", "Try to be in bed by 11:30\u202FPM",
+       "{\"Tonight'sBedtime\":\"11:30\u202FPM\", \"Waketime\":\"7:00\u202FAM\", \"TimeUntilBed\": \"8.50\", "
+       "\"RequiredHours\":\"5.00\"}"},
+      {"de_DE", "de", "Versuche, bis 23:30 im Bett zu sein",
+       R"({"HeutigeSchlafenszeit":"23:30", "Aufwachzeit":"07:00", "ZeitBisZumSchlafengehen": "8,50", )"
+       R"("BenötigteStunden":"5,00"})"},
+  };
+  for (const auto& c : cases) {
+    testing::TestEnvironment run(kAfternoon, "Europe/Berlin", c.locale);  // a run's bundle is of its languages
+    run.languages = {c.language};
+    putNineHourBank(run);
+    const auto record = GroupMetrics(run).requestSleepBank();
+    ASSERT_TRUE(record);
+    EXPECT_FLOAT_EQ(record->floatForKey("timeUntilBed"), 30600.0f);  // 15:00 until 23:30 tonight
+    EXPECT_EQ(textOf(*record, "latestBedLabel"), c.label);
+    EXPECT_EQ(textOf(*record, "pasteItem"), c.pasteItem);
+  }
 }
 
-// Wake moments and bounds that put the bedtime beyond any calendar (infinite,
-// 1e308 or 2^63-1 seconds, not a number): the record has the bank but no
-// bedtime or wake date, and the cache another reader takes in holds none.
+// Computed in the afternoon and cached with its moment. From the night hour on the cached record holds, a day
+// on, whatever the main app has changed since; a cache from before the last night is recomputed, for tonight.
+TEST_F(GroupMetricsTest, TheCacheMovesOnADayAtTheNightHour) {
+  putNineHourBank(env);
+  const auto afternoon = GroupMetrics(env).requestSleepBank();
+  const std::optional<Value> cached = sharedStore(env)->objectForKey("cachedSleepBank");
+  ASSERT_TRUE(afternoon && cached && cached->dictionary());
+  EXPECT_EQ(testing::keysOf(*cached->dictionary()), testing::keysOf(*afternoon));
+  EXPECT_EQ(*cached->dictionary()->dateForKey("bedTime"), *afternoon->dateForKey("bedTime"));
+  EXPECT_EQ(sharedStore(env)->objectForKey("cachedSleepBankUpdate"), Value(env.now));
+
+  putBankNights(env, every(28800), {{"medianWake", Value::real(36000)}});
+  env.setNow("2025-01-08T21:00:00+01:00");
+  const auto evening = GroupMetrics(env).requestSleepBank();
+  ASSERT_TRUE(evening && evening->dateForKey("adjustedBedTime"));
+  EXPECT_EQ(evening->floatForKey("bankBalance"), afternoon->floatForKey("bankBalance"));
+  EXPECT_EQ(evening->dateForKey("adjustedBedTime")->seconds, afternoon->dateForKey("bedTime")->seconds + 86400);
+  EXPECT_FLOAT_EQ(evening->floatForKey("timeUntilBed"), 9000.0f);  // 21:00 until 23:30
+  EXPECT_EQ(textOf(*evening, "latestBedLabel"), "Try to be in bed by 11:30\u202FPM");
+  EXPECT_EQ(*sharedStore(env)->objectForKey("cachedSleepBankUpdate")->date(), isoDate(kAfternoon));
+
+  putShared(env, "cachedSleepBankUpdate", Value(isoDate("2025-01-07T20:00:00+01:00")));
+  const auto tonight = GroupMetrics(env).requestSleepBank();
+  ASSERT_TRUE(tonight && tonight->dateForKey("bedTime"));
+  EXPECT_EQ(tonight->floatForKey("bankBalance"), 28800.0f);
+  EXPECT_EQ(*tonight->dateForKey("adjustedBedTime"), *tonight->dateForKey("bedTime")) << "tonight's: no day added";
+}
+
+// Wake moments and bounds that put the bedtime beyond any calendar: the record has the bank but no bedtime (nor
+// wake date, when that is beyond it too), and the cache another reader takes in holds none either.
 TEST_F(GroupMetricsTest, DatesNoCalendarNamesAreNeitherRecordedNorCached) {
-  MetricDictionary fixedWake;
-  for (int day = 0; day < 7; ++day) {
-    fixedWake.setValue("WakeFixed" + std::to_string(day), Value::integer(1));
-    fixedWake.setValue("WakeTime" + std::to_string(day), Value::real(INFINITY));
-  }
   const struct {
-    const char* name;
-    MetricDictionary bank;
-    MetricDictionary config;
-    bool wakeGone;  // else only the bedtime is beyond the calendar
+    MetricDictionary bank, config;
+    bool wakeGone;
   } cases[] = {
-      {"medianWake infinite", {{"medianWake", Value::real(INFINITY)}}, {}, true},
-      {"medianWake 1e308", {{"medianWake", Value::real(1e308)}}, {}, true},
-      {"medianWake 2^63-1", {{"medianWake", Value::integer(INT64_MAX)}}, {}, true},
-      {"fixed wake infinite", {{"medianWake", Value::real(36000)}}, fixedWake, true},
-      {"maximumHours NaN",
-       {{"medianWake", Value::real(36000)}},
+      {{{"medianWake", Value::real(1e308)}}, {}, true},
+      {{{"medianWake", Value::integer(INT64_MAX)}}, {}, true},
+      {{{"medianWake", Value::real(36000)}},
+       {{"WakeFixed3", Value::integer(1)}, {"WakeTime3", Value::real(INFINITY)}},
+       true},
+      {{{"medianWake", Value::real(36000)}, {"averageEfficiency", Value::real(NAN)}}, {}, false},
+      {{{"medianWake", Value::real(36000)}},
        {{"minimumHours", Value::real(1)}, {"maximumHours", Value::real(NAN)}},
-       false},
-      {"averageEfficiency NaN",
-       {{"medianWake", Value::real(36000)}, {"averageEfficiency", Value::real(NAN)}},
-       {},
        false},
   };
   for (const auto& c : cases) {
-    putBank(every(32400), c.bank);
-    putConfig(c.config);
+    putBankNights(env, every(32400), c.bank);
+    putConfig(env, c.config);
     const std::optional<MetricDictionary> record = GroupMetrics(env).requestSleepBank();
-    ASSERT_TRUE(record) << c.name;
-    EXPECT_TRUE(record->contains("bankBalance")) << c.name;
-    const std::optional<Value> cached = store()->objectForKey("cachedSleepBank");
-    ASSERT_TRUE(cached && cached->dictionary()) << c.name;
-    for (const char* key : {"bedTime", "adjustedBedTime"}) {
-      EXPECT_FALSE(record->contains(key)) << c.name << ": " << key;
-      EXPECT_FALSE(cached->dictionary()->contains(key)) << c.name << ": " << key;
+    const std::optional<Value> cached = sharedStore(env)->objectForKey("cachedSleepBank");
+    ASSERT_TRUE(record && cached && cached->dictionary());
+    for (const MetricDictionary* d : {&*record, cached->dictionary()}) {
+      EXPECT_TRUE(d->contains("bankBalance"));
+      EXPECT_FALSE(d->contains("bedTime") || d->contains("adjustedBedTime"));
+      EXPECT_EQ(d->contains("wakeTime"), !c.wakeGone);
     }
-    EXPECT_EQ(record->contains("wakeTime"), !c.wakeGone) << c.name;
-    EXPECT_EQ(store()->objectForKey("cachedSleepBankUpdate"), Value(env.now)) << c.name;
   }
   EXPECT_TRUE(env.warnings.empty());
-}
-
-TEST_F(GroupMetricsTest, PasteItemFollowsTheLocaleAndLanguage) {
-  env.locale = "de_DE";
-  env.languages = {"de"};
-  putNineHourBank();
-  const auto record = GroupMetrics(env).requestSleepBank();
-  ASSERT_TRUE(record);
-  EXPECT_EQ(*record->textForKey("pasteItem"),
-            R"({"HeutigeSchlafenszeit":"23:30", "Aufwachzeit":"07:00", "ZeitBisZumSchlafengehen": "8,50", )"
-            R"("BenötigteStunden":"5,00"})");
-}
-
-TEST_F(GroupMetricsTest, AStaleCacheIsRecomputedForTonight) {
-  put("cachedSleepBankUpdate", Value(isoDate("2025-01-07T20:00:00+01:00")));  // before the previous night began
-  put("cachedSleepBank", Value(MetricDictionary{{"bankBalance", Value::real(1)}}));
-  putBank(every(28800), {{"medianWake", Value::real(36000)}});
-  env.setNow("2025-01-08T21:00:00+01:00");  // tonight's night has just begun
-  const auto record = GroupMetrics(env).requestSleepBank();
-  ASSERT_TRUE(record);
-  EXPECT_EQ(record->floatForKey("bankBalance"), 28800.0f);
-  // The night computed is tonight's, so no day is added.
-  EXPECT_EQ(*record->dateForKey("adjustedBedTime"), *record->dateForKey("bedTime"));
 }
 
 }  // namespace

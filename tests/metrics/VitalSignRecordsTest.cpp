@@ -3,7 +3,7 @@
 #include <limits>
 
 #include "metrics/GroupMetrics.h"
-#include "platform/UserDefaults.h"
+#include "support/StoreRecords.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {
@@ -11,6 +11,7 @@ namespace {
 
 using testing::keysOf;
 using testing::TestEnvironment;
+using testing::textOf;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInf = std::numeric_limits<double>::infinity();
@@ -20,31 +21,10 @@ constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr const char* kAfternoon = "2025-01-08T15:00:00+01:00";
 constexpr const char* kTonight = "20250108";
 
-std::string text(const MetricDictionary& d, std::string_view key) {
-  const std::string* t = d.textForKey(key);
-  return t ? *t : "<absent>";
-}
-
-// "bankDict" with a blood-oxygen and a breathing summary of the same six values (average, minimum, maximum,
-// and the same over seven nights) and a wrist temperature, all under one key.
-void putBank(const Environment& env, std::array<Value, 6> values, Value today = Value::real(36.5),
+// The same summary for blood oxygen and breathing.
+void putBank(const Environment& env, const testing::VitalSummary& values, Value today = Value::real(36.5),
              Value key = Value(kTonight), std::optional<Value> nightHour = std::nullopt) {
-  MetricDictionary spO2{{"key", key}}, resp{{"key", key}};
-  const char* const names[6] = {"average%@", "min%@", "max%@", "average%@7", "min%@7", "max%@7"};
-  for (std::size_t i = 0; i < 6; ++i) {
-    spO2.setValue(stringWithFormat(names[i], {"SpO2"}), values[i]);
-    resp.setValue(stringWithFormat(names[i], {"RespRate"}), values[i]);
-  }
-  MetricDictionary bank{{"spO2Dict", Value(spO2)},      {"respRateDict", Value(resp)},
-                        {"wristTempKey", key},          {"wristTempScore", Value::real(4.2)},
-                        {"wristTempTodayValue", today}, {"wristTempAverage28", Value::real(36.25)}};
-  bank.setValue("nightHour", std::move(nightHour));
-  ASSERT_TRUE(UserDefaults::suite(env, Environment::kSharedSuite)->setObject(Value(bank), "bankDict"));
-}
-
-std::array<Value, 6> reals(double avg, double min, double max, double avg7, double min7, double max7) {
-  return {Value::real(avg),  Value::real(min),  Value::real(max),
-          Value::real(avg7), Value::real(min7), Value::real(max7)};
+  testing::putVitalSigns(env, values, values, std::move(today), std::move(key), std::move(nightHour));
 }
 
 // Keys in order, texts and copyable texts, in English and in German (numbers by the locale, names by the language).
@@ -66,7 +46,7 @@ TEST(VitalSignRecordsTest, RecordsAndTheirTextsInTwoLanguages) {
   for (const auto& c : cases) {
     TestEnvironment env(kAfternoon, "Europe/Berlin", c.locale);
     env.languages = {c.language};
-    putBank(env, reals(95.6, 91, 99, 95.5, 90, 98));
+    putBank(env, {95.6, 91, 99, 95.5, 90, 98});
     GroupMetrics metrics(env);
     const auto spO2 = metrics.requestSpO2();
     const auto resp = metrics.requestRespRate();
@@ -77,39 +57,33 @@ TEST(VitalSignRecordsTest, RecordsAndTheirTextsInTwoLanguages) {
                                         "difLabel", "difColour", "averageSpO2", "minSpO2", "maxSpO2", "averageSpO27",
                                         "minSpO27", "maxSpO27", "pasteItem"}));
     EXPECT_EQ(keysOf(*resp)[3], "averageRespRateWidgetLabel");
-    EXPECT_EQ(text(*spO2, "todaysSpO2Info"), c.spO2Info);
-    EXPECT_EQ(text(*spO2, "pasteItem"), c.spO2Paste);
-    EXPECT_EQ(text(*spO2, "averageSpO2RangeLabel7"), "\u2466 90% - 98%");
-    EXPECT_EQ(text(*resp, "averageRespRateLabel"), c.respLabel);
-    EXPECT_EQ(text(*resp, "averageRespRateWidgetLabel"), std::string(c.respLabel, 5));  // with its trailing space
-    EXPECT_EQ(text(*resp, "pasteItem"), c.respPaste);
+    EXPECT_EQ(textOf(*spO2, "todaysSpO2Info"), c.spO2Info);
+    EXPECT_EQ(textOf(*spO2, "pasteItem"), c.spO2Paste);
+    EXPECT_EQ(textOf(*spO2, "averageSpO2RangeLabel7"), "\u2466 90% - 98%");
+    EXPECT_EQ(textOf(*resp, "averageRespRateLabel"), c.respLabel);
+    EXPECT_EQ(textOf(*resp, "averageRespRateWidgetLabel"), std::string(c.respLabel, 5));  // with its trailing space
+    EXPECT_EQ(textOf(*resp, "pasteItem"), c.respPaste);
   }
 }
 
-// The change against seven nights is taken in single precision and judged in double; no positive average makes
-// the "--" record, without a range and with the values as read.
+// The change against seven nights is taken in single precision and judged in double, so 95.6 against 95.5
+// (0.0999985) is no rise and 15.1 against 15.0 (0.1000004) is; no positive average makes the "--" record, without a
+// range and with the values as read.
 TEST(VitalSignRecordsTest, ChangeAndTheRecordWithoutData) {
   const struct {
     bool spO2;
-    std::array<Value, 6> values;
+    testing::VitalSummary values;
     const char *average, *average7, *difLabel;
     std::int64_t difColour;
   } cases[] = {
-      {true, reals(95.6, 91, 99, 95.5, 90, 98), "95.6%", "\u2466 95.5%", "", 0},  // 0.0999985: no arrow
-      {true, reals(94.0, 91, 99, 95.2, 90, 98), "94.0%", "\u2466 95.2%", "1.2%\u2198", 2},
-      {true, reals(96.0, 91, 99, 0, 0, 0), "96.0%", "\u2466 0.0%", "", 0},
-      {false, reals(15.1, 12, 18, 15.0, 12, 18), "15.1 BrPM", "\u2466 15.0", "0.1\u2197", 1},  // 0.1000004
-      {true, reals(kInf, 91, 99, kNaN, 90, 98), "inf%", "\u2466 nan%", "", 0},
-      {false, reals(15.0, 12, 18, kInf, 12, 18), "15.0 BrPM", "\u2466 inf", "inf\u2198", 2},
-      {true, reals(0, 91, 99, 95.5, 90, 98), "--", "--", "", 0},
-      {false, reals(-2, 12, 18, 15, 12, 18), "--", "--", "", 0},
-      {true, reals(kNaN, 91, 99, 95.5, 90, 98), "--", "--", "", 0},
-      {false,
-       {Value("none"), Value::real(12), Value::real(18), Value::real(15), Value::real(12), Value::real(18)},
-       "--",
-       "--",
-       "",
-       0},
+      {true, {95.6, 91, 99, 95.5, 90, 98}, "95.6%", "\u2466 95.5%", "", 0},
+      {true, {94.0, 91, 99, 95.2, 90, 98}, "94.0%", "\u2466 95.2%", "1.2%\u2198", 2},
+      {true, {96.0, 91, 99, 0, 0, 0}, "96.0%", "\u2466 0.0%", "", 0},
+      {false, {15.1, 12, 18, 15.0, 12, 18}, "15.1 BrPM", "\u2466 15.0", "0.1\u2197", 1},
+      {true, {kInf, 91, 99, kNaN, 90, 98}, "inf%", "\u2466 nan%", "", 0},
+      {false, {15.0, 12, 18, kInf, 12, 18}, "15.0 BrPM", "\u2466 inf", "inf\u2198", 2},
+      {true, {0, 91, 99, 95.5, 90, 98}, "--", "--", "", 0},
+      {false, {kNaN, 12, 18, 15, 12, 18}, "--", "--", "", 0},
   };
   TestEnvironment env(kAfternoon);
   for (const auto& c : cases) {
@@ -118,43 +92,42 @@ TEST(VitalSignRecordsTest, ChangeAndTheRecordWithoutData) {
     const auto record = c.spO2 ? metrics.requestSpO2() : metrics.requestRespRate();
     ASSERT_TRUE(record) << c.average;
     const std::string name = c.spO2 ? "SpO2" : "RespRate";
-    EXPECT_EQ(text(*record, "average" + name + "Label"), c.average);
-    EXPECT_EQ(text(*record, "average" + name + "Label7"), c.average7);
-    EXPECT_EQ(text(*record, "difLabel"), c.difLabel) << c.average;
+    EXPECT_EQ(textOf(*record, "average" + name + "Label") + "|" + textOf(*record, "average" + name + "Label7") + "|" +
+                  textOf(*record, "difLabel"),
+              std::string(c.average) + "|" + c.average7 + "|" + c.difLabel);
     EXPECT_EQ(record->integerForKey("difColour"), c.difColour) << c.average;
-    const bool data = std::string(c.average) != "--";
-    EXPECT_EQ(record->contains("average" + name + "RangeLabel"), data) << c.average;
-    EXPECT_EQ(record->floatForKey("max" + name), c.spO2 ? 99.0f : 18.0f) << "the values as read";
+    EXPECT_EQ(record->contains("average" + name + "RangeLabel"), std::string(c.average) != "--") << c.average;
+    EXPECT_EQ(record->floatForKey("max" + name), c.values[2]) << "the values as read";
   }
 }
 
 // Every record must be of the current night, by the bank's own night hour (21 when it has none).
 TEST(VitalSignRecordsTest, OnlyTheCurrentNightCounts) {
   const struct {
-    const char *name, *now;
+    const char* now;
     Value key;
     std::optional<Value> nightHour;
     bool present;
   } cases[] = {
-      {"tonight", kAfternoon, Value(kTonight), std::nullopt, true},
-      {"the night before", kAfternoon, Value("20250107"), std::nullopt, false},
-      {"a key that is a number", kAfternoon, Value::integer(20250108), std::nullopt, false},
-      {"after 21:00, no night hour", "2025-01-08T22:00:00+01:00", Value("20250109"), std::nullopt, true},
-      {"after 21:00, the bank's 23", "2025-01-08T22:00:00+01:00", Value(kTonight), Value::integer(23), true},
-      {"a negative night hour", kAfternoon, Value(kTonight), Value::integer(-1), false},
-      {"no number reads as midnight", kAfternoon, Value(kTonight), Value::real(kNaN), true},
-      {"beyond the day's hours", kAfternoon, Value(kTonight), Value::real(1e300), false},
+      {kAfternoon, Value(kTonight), std::nullopt, true},
+      {kAfternoon, Value("20250107"), std::nullopt, false},
+      {kAfternoon, Value::integer(20250108), std::nullopt, false},  // a key that is a number
+      {"2025-01-08T22:00:00+01:00", Value("20250109"), std::nullopt, true},
+      {"2025-01-08T22:00:00+01:00", Value(kTonight), Value::integer(23), true},
+      {kAfternoon, Value(kTonight), Value::integer(-1), false},
+      {kAfternoon, Value(kTonight), Value::real(kNaN), true},    // no number reads as midnight
+      {kAfternoon, Value(kTonight), Value::real(1e300), false},  // beyond the day's hours
   };
   TestEnvironment env;
+  EXPECT_FALSE(GroupMetrics(env).requestSpO2()) << "no bank";
   for (const auto& c : cases) {
     env.setNow(c.now);
-    putBank(env, reals(96, 91, 99, 95, 90, 98), Value::real(36.5), c.key, c.nightHour);
+    putBank(env, {96, 91, 99, 95, 90, 98}, Value::real(36.5), c.key, c.nightHour);
     GroupMetrics metrics(env);
-    EXPECT_EQ(metrics.requestSpO2().has_value(), c.present) << c.name;
-    EXPECT_EQ(metrics.requestRespRate().has_value(), c.present) << c.name;
-    EXPECT_EQ(metrics.requestWristTemp().has_value(), c.present) << c.name;
+    EXPECT_EQ(metrics.requestSpO2().has_value(), c.present) << c.now;
+    EXPECT_EQ(metrics.requestRespRate().has_value(), c.present) << c.now;
+    EXPECT_EQ(metrics.requestWristTemp().has_value(), c.present) << c.now;
   }
-  EXPECT_FALSE(GroupMetrics(TestEnvironment()).requestSpO2()) << "no bank";
 }
 
 // Against a baseline of 36.25: up, down (spoken with its sign), and no change (36.24 is 0.0099983 below in single
@@ -178,16 +151,16 @@ TEST(VitalSignRecordsTest, WristTemperatureAgainstItsBaseline) {
   };
   TestEnvironment env(kAfternoon);
   for (const auto& c : cases) {
-    putBank(env, reals(96, 91, 99, 95, 90, 98), c.today);
+    putBank(env, {96, 91, 99, 95, 90, 98}, c.today);
     const auto record = GroupMetrics(env).requestWristTemp();
     ASSERT_EQ(record.has_value(), c.difLabel != nullptr) << (c.info ? c.info : "no record");
     if (!record) continue;
     EXPECT_EQ(keysOf(*record),
               (std::vector<std::string>{"wristTempTodayLabel", "wristTempAverage28Label", "wristTempDifLabel",
                                         "wristTempTodayInfo", "wristTempScore", "pasteItem"}));
-    EXPECT_EQ(text(*record, "wristTempDifLabel"), c.difLabel);
-    EXPECT_EQ(text(*record, "wristTempTodayInfo"), c.info);
-    EXPECT_EQ(text(*record, "pasteItem"), c.pasteItem);
+    EXPECT_EQ(textOf(*record, "wristTempDifLabel"), c.difLabel);
+    EXPECT_EQ(textOf(*record, "wristTempTodayInfo"), c.info);
+    EXPECT_EQ(textOf(*record, "pasteItem"), c.pasteItem);
     EXPECT_EQ(record->floatForKey("wristTempScore"), 4.2f);
   }
 }

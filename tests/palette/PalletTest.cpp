@@ -20,29 +20,29 @@ constexpr double kHue1 = 357, kHue2 = 34, kHue3 = 44, kHue4 = 128, kHue5 = 207;
 using Hues = std::array<float, 5>;
 Hues huesOf(const Pallet& p) { return {p.hue1(), p.hue2(), p.hue3(), p.hue4(), p.hue5()}; }
 
-struct Hsb {
-  double degrees, saturation, brightness;
-};
-
-void expectHsb(const Colour& colour, const Hsb& want, const std::string& name) {
-  EXPECT_DOUBLE_EQ(colour.hue, want.degrees / 360.0) << name;
-  EXPECT_DOUBLE_EQ(colour.saturation, want.saturation) << name;
-  EXPECT_NEAR(colour.brightness, want.brightness, 1e-6) << name;
-  EXPECT_EQ(colour.alpha, 1.0) << name;
-}
-
-// A rule's expected colour at one input.
+// A rule's expected colour at one input: hue in degrees, saturation and brightness, opaque.
 struct Band {
   float input;
   double degrees, saturation, brightness;
 };
 
-void expectBands(const char* rule, const std::function<Colour(float)>& colour, std::span<const Band> bands) {
-  for (const Band& b : bands)
-    expectHsb(colour(b.input), {b.degrees, b.saturation, b.brightness}, rule + (" at " + std::to_string(b.input)));
+void expectBands(const std::string& rule, const std::function<Colour(float)>& colour, std::span<const Band> bands) {
+  for (const Band& b : bands) {
+    const Colour c = colour(b.input);
+    const std::string at = rule + " at " + std::to_string(b.input);
+    EXPECT_DOUBLE_EQ(c.hue, b.degrees / 360.0) << at;
+    EXPECT_DOUBLE_EQ(c.saturation, b.saturation) << at;
+    EXPECT_NEAR(c.brightness, b.brightness, 1e-6) << at;
+    EXPECT_EQ(c.alpha, 1.0) << at;
+  }
 }
-void expectBands(const char* rule, const std::function<Colour(float)>& colour, std::initializer_list<Band> bands) {
+void expectBands(const std::string& rule, const std::function<Colour(float)>& colour,
+                 std::initializer_list<Band> bands) {
   expectBands(rule, colour, std::span(bands.begin(), bands.size()));
+}
+// A fixed colour, as a band of no input.
+void expectHsb(const std::string& name, const Colour& colour, double degrees, double saturation, double brightness) {
+  expectBands(name, [&](float) { return colour; }, {{0, degrees, saturation, brightness}});
 }
 
 class PalletTest : public ::testing::Test {
@@ -57,22 +57,17 @@ class PalletTest : public ::testing::Test {
   }
 };
 
-// --- Theme, hues and preferences ---
-
 TEST_F(PalletTest, FirstUseIsDarkAndATemporaryDarkIsRestored) {
   Pallet first(env);
   EXPECT_TRUE(first.isDarkTheme());
-  EXPECT_FALSE(first.isTemporaryDark());
   EXPECT_EQ(standard->objectForKey("darkTheme6"), Value::boolean(true)) << "the first choice is written back";
 
   Pallet light = lightPallet();
   EXPECT_FALSE(light.isDarkTheme());
   light.setDarkTheme(true);
-  EXPECT_TRUE(light.isDarkTheme());
-  EXPECT_TRUE(light.isTemporaryDark());
+  EXPECT_TRUE(light.isDarkTheme() && light.isTemporaryDark());
   light.restoreTheme();
-  EXPECT_FALSE(light.isDarkTheme());
-  EXPECT_FALSE(light.isTemporaryDark());
+  EXPECT_FALSE(light.isDarkTheme() || light.isTemporaryDark());
 
   standard->setBool(true, "darkTheme6");
   Pallet dark(env);
@@ -91,12 +86,9 @@ TEST_F(PalletTest, HuesComeFromOwnDefaultsThenTheSharedStoreOrFromAnArrayOfFive)
   shared->setObject(Value::integer(300), "Hue3");
   standard->setObject(Value("not a number"), "Hue5");  // present, so the shared store is not asked
   shared->setObject(Value::number(250), "Hue5");
-  Pallet pallet(env);
-  EXPECT_EQ(huesOf(pallet), (Hues{100, 34, 300, 128, 0}));
-  // A full battery takes the fourth hue, as passed.
   shared->setObject(Value::real(90.5), "Hue4");
-  pallet.loadCustomHues();
-  EXPECT_DOUBLE_EQ(pallet.colourForBatteryChargePercent(1.0f).hue, 90.5 / 360.0);
+  Pallet pallet(env);
+  EXPECT_EQ(huesOf(pallet), (Hues{100, 34, 300, 90.5, 0}));
 
   const Array four{Value::number(1), Value::number(2), Value::number(3), Value::number(4)};
   pallet.loadCustomHuesFromArray(&four);
@@ -123,12 +115,10 @@ TEST_F(PalletTest, SharedStoreIsOpenedOnlyForMissingHuesAndOncePerLoad) {
   EXPECT_EQ(env.warnings.size(), 1u);
 }
 
-// --- Value-to-colour rules ---
-
+// Each band at its lower edge and just below it; below the lowest band the brightness keeps falling, above the
+// top one it stops at full.
 TEST_F(PalletTest, HueBasedRules) {
   Pallet pallet(env);
-  // Each band at its lower edge and just below it; below the lowest band the
-  // brightness keeps falling, above the top one it stops at full.
   const Band charge[] = {{-0.75f, kHue1, 0.69, 0.5}, {0.7499f, kHue1, 0.69, 0.89997333},
                          {0.75f, kHue2, 0.8, 0.75},  {0.8499f, kHue2, 0.8, 0.89985},
                          {0.85f, kHue3, 0.94, 0.8},  {0.9999f, kHue3, 0.94, 0.9499},
@@ -136,56 +126,60 @@ TEST_F(PalletTest, HueBasedRules) {
                          {1.5f, kHue5, 0.8, 0.8},    {1.75f, kHue5, 0.8, 0.9},
                          {2.5f, kHue5, 0.8, 1.0}};
   expectBands("charge", std::bind_front(&Pallet::colourForBatteryChargePercent, &pallet), charge);
-  expectHsb(pallet.lightRatingColour(110), {kHue4, 0.8, 0.66}, "rating 110");
+  expectBands("rating", std::bind_front(&Pallet::lightRatingColour, &pallet), {{110, kHue4, 0.8, 0.66}});
   const Band efficiency[] = {{90, kHue4, 0.8, 0.84},      {89.9f, kHue3, 0.94, 0.8894}, {85, kHue3, 0.94, 0.86},
                              {84.9f, kHue2, 0.8, 0.8994}, {80, kHue2, 0.8, 0.87},       {79.9f, kHue1, 0.69, 0.8996}};
   expectBands("efficiency", std::bind_front(&Pallet::efficiencyRatingColour, &pallet), efficiency);
-  const Band heart[] = {{59.5f, kHue4, 0.8, 0.8}, {60, kHue4, 0.8, 0.7},    {61, kHue3, 0.94, 0.9},
-                        {62, kHue3, 0.94, 0.8},   {63.5f, kHue2, 0.8, 0.8}, {64.5f, kHue1, 0.69, 0.7}};
+  const Band heartOver[] = {{59.5f, kHue4, 0.8, 0.8}, {60, kHue4, 0.8, 0.7},    {61, kHue3, 0.94, 0.9},
+                            {62, kHue3, 0.94, 0.8},   {63.5f, kHue2, 0.8, 0.8}, {64.5f, kHue1, 0.69, 0.7}};
   expectBands(
-      "heart over 60", [&](float bpm) { return pallet.heartRatingColourForBPM(bpm, 60); }, heart);
-  expectHsb(pallet.colourForRespRateLineBad(), {kHue1, 1.0, 1.0}, "line bad");
+      "heart over 60", [&](float bpm) { return pallet.heartRatingColourForBPM(bpm, 60); }, heartOver);
+  expectHsb("line bad", pallet.colourForRespRateLineBad(), kHue1, 1.0, 1.0);
 }
 
 TEST_F(PalletTest, ShadesDependOnTheTheme) {
   Pallet dark(env);
   expectBands("dark quality", std::bind_front(&Pallet::colourForQualityWithPercent, &dark),
               {{0.2f, 256, 0.55, 0.7}, {0.75f, 256, 0.55, 0.85}, {1.2f, 256, 0.55, 1.0}});
-  expectBands("dark HR average", std::bind_front(&Pallet::colourForHRAverage, &dark),
-              {{1.0f, 340, 0.1, 0.4}, {0.8f, 340, 1.0, 1.0}, {0.85f, 340, 1.0, 0.95}, {0.99f, 340, 1.0, 0.7}});
-  expectHsb(dark.colourForRestfulSleep(), {256, 0.75, 0.82}, "dark restful");
-  expectHsb(dark.innerShadeForType(3), {193, 0.92, 0.1}, "dark inner shade 3");
-  expectHsb(dark.colourForHRDipZone(2.0f), {340, 1.0, 0.675}, "dark HR dip 2");
-  expectHsb(dark.colourForRespRateLineGood(), {kHue4, 1.0, 0.9}, "dark line good");
-  expectHsb(dark.colourForRespRateLine(), {65, 1.0, 0.9}, "dark line");
+  const Band darkHrAverage[] = {
+      {1.0f, 340, 0.1, 0.4}, {0.8f, 340, 1.0, 1.0}, {0.85f, 340, 1.0, 0.95}, {0.99f, 340, 1.0, 0.7}};
+  expectBands("dark HR average", std::bind_front(&Pallet::colourForHRAverage, &dark), darkHrAverage);
+  expectBands("dark inner shade", std::bind_front(&Pallet::innerShadeForType, &dark), {{3, 193, 0.92, 0.1}});
+  expectBands("dark HR dip", std::bind_front(&Pallet::colourForHRDipZone, &dark), {{2, 340, 1.0, 0.675}});
+  expectHsb("dark restful", dark.colourForRestfulSleep(), 256, 0.75, 0.82);
+  expectHsb("dark line good", dark.colourForRespRateLineGood(), kHue4, 1.0, 0.9);
+  expectHsb("dark line", dark.colourForRespRateLine(), 65, 1.0, 0.9);
 
   Pallet light = lightPallet();
-  expectHsb(light.colourForQualityWithPercent(0.5f), {256, 0.55, 0.5}, "light quality 0.5");
-  expectHsb(light.colourForDeepSleepWithPercent(0.75f), {256, 0.75, 0.75}, "light deep 0.75");
-  expectHsb(light.colourForHRAverage(0.85f), {340, 1.0, 0.75}, "light HR average 0.85");
-  expectHsb(light.innerShadeForType(1), {193, 0.0, 1.0}, "light inner shade 1");
-  expectHsb(light.colourForRespRateLineGood(), {kHue4, 1.0, 0.75}, "light line good");
-  expectHsb(light.colourForRespRateLine(), {55, 1.0, 0.1}, "light line");
+  expectBands("light quality", std::bind_front(&Pallet::colourForQualityWithPercent, &light), {{0.5f, 256, 0.55, 0.5}});
+  expectBands("light deep", std::bind_front(&Pallet::colourForDeepSleepWithPercent, &light),
+              {{0.75f, 256, 0.75, 0.75}});
+  expectBands("light HR average", std::bind_front(&Pallet::colourForHRAverage, &light), {{0.85f, 340, 1.0, 0.75}});
+  expectBands("light inner shade", std::bind_front(&Pallet::innerShadeForType, &light), {{1, 193, 0.0, 1.0}});
+  expectHsb("light line good", light.colourForRespRateLineGood(), kHue4, 1.0, 0.75);
+  expectHsb("light line", light.colourForRespRateLine(), 55, 1.0, 0.1);
 }
 
+// Each input and the rating whose charge colour it takes, on both sides of the band edges.
 TEST_F(PalletTest, RatingBandsUseStrictOrInclusiveEdgesAsNamed) {
   Pallet pallet(env);
-  // Input and the rating whose charge colour it takes.
-  using Rated = std::pair<float, float>;
-  const Rated ready[] = {{1.5001f, 160}, {1.5f, 140}, {1.2f, 120}, {0.95f, 110}, {0.825f, 99}, {0.7f, 75}, {0.5f, 50}};
-  const Rated wrist[] = {{6.0f, 70},   {5.0f, 90},  {4.99f, 105}, {4.0f, 105}, {3.0f, 120},
-                         {2.99f, 105}, {2.0f, 105}, {1.0f, 90},   {0.99f, 70}};
-  const Rated oxygen[] = {{95.0f, 110}, {94.9f, 99}, {90.0f, 99}, {89.9f, 50}};
-  const Rated breathing[] = {{11.99f, 50}, {11.999f, 110}, {20.4f, 110}, {20.499f, 50}};
-  auto expectRatings = [&](const char* rule, Colour (Pallet::*colour)(float) const, std::span<const Rated> cases) {
-    for (auto [input, rating] : cases)
-      EXPECT_EQ((pallet.*colour)(input), pallet.lightRatingColour(rating))
-          << rule << " " << input << " rates " << rating;
+  const struct {
+    Colour (Pallet::*colour)(float) const;
+    std::initializer_list<std::pair<float, float>> ratings;
+  } rules[] = {
+      {&Pallet::colourForReadyScore,
+       {{1.5001f, 160}, {1.5f, 140}, {1.2f, 120}, {0.95f, 110}, {0.825f, 99}, {0.7f, 75}, {0.5f, 50}}},
+      // clang-format off
+      {&Pallet::colourForWristTempScore,
+       {{6.0f, 70}, {5.0f, 90}, {4.99f, 105}, {4.0f, 105}, {3.0f, 120}, {2.99f, 105}, {2.0f, 105}, {1.0f, 90},
+        {0.99f, 70}}},
+      // clang-format on
+      {&Pallet::colourForSpO2Reading, {{95.0f, 110}, {94.9f, 99}, {90.0f, 99}, {89.9f, 50}}},
+      {&Pallet::colourForRespRateReading, {{11.99f, 50}, {11.999f, 110}, {20.4f, 110}, {20.499f, 50}}},
   };
-  expectRatings("ready", &Pallet::colourForReadyScore, ready);
-  expectRatings("wrist temperature", &Pallet::colourForWristTempScore, wrist);
-  expectRatings("oxygen", &Pallet::colourForSpO2Reading, oxygen);
-  expectRatings("breathing", &Pallet::colourForRespRateReading, breathing);
+  for (const auto& rule : rules)
+    for (auto [input, rating] : rule.ratings)
+      EXPECT_EQ((pallet.*rule.colour)(input), pallet.lightRatingColour(rating)) << input << " rates " << rating;
   EXPECT_EQ(pallet.colourForRespRateGraphReading(12.0f), pallet.colourForRespRateLineGood());
   EXPECT_EQ(pallet.colourForRespRateGraphReading(20.5f), pallet.colourForRespRateLineBad());
 }
@@ -201,24 +195,11 @@ TEST_F(PalletTest, WristTemperatureScore) {
                {35.5f, 36, false, 2.6666667f}, {34.75f, 36, false, 1.5f},       {34.25f, 36, false, 0.5f},
                {33.0f, 36, false, 0.0f},       {97.7f, 96.8f, true, 4.3333333f}};  // 0.9 °F is 0.5 °C
   for (const auto& c : cases) {
-    const std::string name = std::to_string(c.value) + " against " + std::to_string(c.baseline);
     standard->setBool(c.fahrenheit, "tempF");
     Pallet pallet(env);
-    EXPECT_NEAR(pallet.wristTempScoreForValue(c.value, c.baseline), c.score, 1e-4) << name;
-    EXPECT_EQ(pallet.wristTempColourForValue(c.value, c.baseline), pallet.colourForWristTempScore(c.score)) << name;
+    EXPECT_NEAR(pallet.wristTempScoreForValue(c.value, c.baseline), c.score, 1e-4) << c.value << " on " << c.baseline;
+    EXPECT_EQ(pallet.wristTempColourForValue(c.value, c.baseline), pallet.colourForWristTempScore(c.score));
   }
-}
-
-// The faces are a fixed table; these rows pin its first entry, the one whose
-// lighter hue differs from its darker one, and the fallback.
-TEST_F(PalletTest, ClockFaces) {
-  Pallet pallet(env);
-  expectHsb(pallet.colourForClockFace(1, true), {193, 0.92, 0.15}, "face 1 darker");
-  expectHsb(pallet.colourForClockFace(1, false), {193, 0.1, 0.95}, "face 1 lighter");
-  expectHsb(pallet.colourForClockFace(5, true), {193, 0.92, 0.25}, "face 5 darker");
-  expectHsb(pallet.colourForClockFace(5, false), {192, 0.92, 0.3}, "face 5 lighter");
-  expectHsb(pallet.colourForClockFace(0, true), {0, 0, 0}, "no face darker");
-  expectHsb(pallet.colourForClockFace(0, false), {193, 0, 0.98}, "no face lighter");
 }
 
 // The thresholds are read on demand: zero until a heart-rate rule (or loadPrefs) reads them.
@@ -240,49 +221,47 @@ TEST_F(PalletTest, HeartRateZonesReadThePreferencesOnDemand) {
                                            {69.9f, 3}, {60, 3},    {59.9f, 4}, {50, 4}};
   for (auto [bpm, zone] : workout)
     EXPECT_EQ(pallet.colourForWorkoutBPM(bpm), pallet.colourForWorkoutZone(zone)) << bpm << " bpm";
-  expectHsb(pallet.colourForWorkoutBPM(49.9f), {354, 0.4, 0.75}, "below every zone the resting rule decides");
+  EXPECT_EQ(pallet.colourForWorkoutBPM(49.9f), pallet.colourForRestingBPM(49.9f)) << "below every zone";
 
   standard->removeObjectForKey("maxHeartRate");
-  EXPECT_EQ(pallet.colourForWorkoutBPM(171), pallet.colourForWorkoutZone(0));  // 95 % of 180
-  expectHsb(pallet.colourForWorkoutBPM(80), {270, 0.4, 0.67}, "44 % of 180: the resting rule");
+  EXPECT_EQ(pallet.colourForWorkoutBPM(163), pallet.colourForWorkoutZone(0)) << "over 90 % of 180";
 }
 
-TEST_F(PalletTest, FitnessBands) {
+// Fixed tables: clock faces (the first, the one whose lighter hue differs, the fallback) and zones.
+TEST_F(PalletTest, FixedTablesAndFitnessBands) {
   Pallet pallet(env);
-  expectHsb(pallet.colourForRestingZone(3), {354, 0.4, 0.75}, "resting zone 3");
-  expectHsb(pallet.colourForRestingZone(4), {354, 0.4, 0.5}, "resting zone 4");
-  expectHsb(pallet.colourForWorkoutZone(3), {139, 0.82, 0.65}, "workout zone 3");
-  expectHsb(pallet.colourForWorkoutZone(-1), {171, 0.82, 0.55}, "workout zone -1");
-  expectHsb(pallet.colourForSpeedZone(6), {139, 0.82, 0.55}, "speed zone 6");
-  expectHsb(pallet.colourForSpeedZone(7), {139, 0.82, 0.35}, "speed zone 7");
+  expectBands("darker face", [&](float face) { return pallet.colourForClockFace(static_cast<int>(face), true); },
+              {{1, 193, 0.92, 0.15}, {5, 193, 0.92, 0.25}, {0, 0, 0, 0}});
+  expectBands("lighter face", [&](float face) { return pallet.colourForClockFace(static_cast<int>(face), false); },
+              {{1, 193, 0.1, 0.95}, {5, 192, 0.92, 0.3}, {0, 193, 0, 0.98}});
+  expectBands("resting zone", [&](float zone) { return pallet.colourForRestingZone(static_cast<int>(zone)); },
+              {{3, 354, 0.4, 0.75}, {4, 354, 0.4, 0.5}});
+  expectBands("workout zone", [&](float zone) { return pallet.colourForWorkoutZone(static_cast<int>(zone)); },
+              {{3, 139, 0.82, 0.65}, {-1, 171, 0.82, 0.55}});
+  expectBands("speed zone", [&](float zone) { return pallet.colourForSpeedZone(static_cast<int>(zone)); },
+              {{6, 139, 0.82, 0.55}, {7, 139, 0.82, 0.35}});
   expectBands("feeling", std::bind_front(&Pallet::colourForFeelingPercent, &pallet),
               {{0.28f, 356, 0.79, 0.84}, {0.29f, 200, 0.6, 0.8}, {0.69f, 134, 0.85, 0.6}});
-  expectBands("soreness", std::bind_front(&Pallet::colourForSorenessPercent, &pallet),
-              {{0.29f, 134, 0.85, 0.6}, {0.49f, 42, 0.96, 0.89}, {0.79f, 356, 0.79, 0.84}, {0.8f, 354, 0.92, 0.98}});
+  const Band soreness[] = {
+      {0.29f, 134, 0.85, 0.6}, {0.49f, 42, 0.96, 0.89}, {0.79f, 356, 0.79, 0.84}, {0.8f, 354, 0.92, 0.98}};
+  expectBands("soreness", std::bind_front(&Pallet::colourForSorenessPercent, &pallet), soreness);
   expectBands("week", std::bind_front(&Pallet::colourForWeekBatteryChargePercent, &pallet),
               {{0.86f, 128, 0.8, 0.5}, {0.85f, 44, 0.94, 0.8}, {0.65f, 357, 0.69, 0.7}});
-  expectBands("energy", std::bind_front(&Pallet::colourForEnergy, &pallet),
-              {{5, 133, 0.85, 0.2}, {25, 133, 0.85, 0.25}, {1000, 133, 0.85, 0.3}, {1000.5f, 133, 0.85, 0.61}});
+  const Band energy[] = {
+      {5, 133, 0.85, 0.2}, {25, 133, 0.85, 0.25}, {1000, 133, 0.85, 0.3}, {1000.5f, 133, 0.85, 0.61}};
+  expectBands("energy", std::bind_front(&Pallet::colourForEnergy, &pallet), energy);
   EXPECT_EQ(pallet.colourForEnergy(-1), Colour::blackColor());
 }
 
-TEST_F(PalletTest, Labels) {
+TEST_F(PalletTest, LabelsAndStars) {
   Pallet pallet(env);
-  EXPECT_EQ(pallet.emojiForFeeling(2.9f), "💩");
-  EXPECT_EQ(pallet.emojiForFeeling(3), "😐");
-  EXPECT_EQ(pallet.emojiForFeeling(7), "😄");
-  EXPECT_EQ(pallet.textForSpeedZone(0), "Bolting");
-  EXPECT_EQ(pallet.textForSpeedZone(8), "Minimal");
-  EXPECT_EQ(pallet.textForSpeedZone(9), "Nothing");
-  EXPECT_EQ(pallet.textForSpeedZone(-1), "Nothing");
-
+  EXPECT_EQ(pallet.emojiForFeeling(2.9f) + pallet.emojiForFeeling(3) + pallet.emojiForFeeling(7), "💩😐😄");
+  for (auto [zone, text] : {std::pair{0, "Bolting"}, {8, "Minimal"}, {9, "Nothing"}, {-1, "Nothing"}})
+    EXPECT_EQ(pallet.textForSpeedZone(zone), text);
   testing::TestEnvironment german;
   german.languages = {"de"};
   EXPECT_EQ(Pallet(german).textForSpeedZone(4), "Gehen");
-}
 
-TEST_F(PalletTest, StarValues) {
-  Pallet pallet(env);
   // Input and stars; from 11.99 breaths a minute the clamp at 2 stars, not b / 6.
   const std::pair<float, float> ready[] = {{2.0f, 6.99f}, {1.99f, 6.98f}, {1.5f, 6.0f}, {1.35f, 5.5f},  {1.2f, 5.0f},
                                            {1.0f, 4.2f},  {0.95f, 4.0f},  {0.9f, 3.6f}, {0.825f, 3.0f}, {0.75f, 2.4f},
@@ -294,9 +273,8 @@ TEST_F(PalletTest, StarValues) {
   for (auto [b, stars] : breathing) EXPECT_NEAR(pallet.starsValueForRespRate(b), stars, 1e-5) << "breathing " << b;
 }
 
-// --- Named colours ---
-
-// One of each kind: themed, black in the dark, borrowed from another colour, and the same in both themes.
+// One of each kind: themed, black in the dark, borrowed from another colour; the light theme's greys keep the
+// hue, the heading tints change hue between themes.
 TEST_F(PalletTest, NamedColoursInBothThemes) {
   const struct {
     Colour (Pallet::*colour)() const;
@@ -305,9 +283,7 @@ TEST_F(PalletTest, NamedColoursInBothThemes) {
       {&Pallet::backgroundColour, "#021014FF", "#FAFAFAFF"},
       {&Pallet::subtleHeadingColour, "#E6E6CFFF", "#262626FF"},
       {&Pallet::colourWhenAwake, "#1BB53DFF", "#179933FF"},
-      {&Pallet::clockOutlineColour, "#000000FF", "#F2F2F2FF"},
       {&Pallet::colourForSectionHeaderLine, "#000000FF", "#F2F2F2FF"},
-      {&Pallet::darkModeSelectedTint, "#5B646BFF", "#5B646BFF"},
   };
   Pallet dark(env);
   Pallet light = lightPallet();
@@ -315,10 +291,9 @@ TEST_F(PalletTest, NamedColoursInBothThemes) {
     EXPECT_EQ((dark.*c.colour)().hexRGBA(), c.dark) << c.dark;
     EXPECT_EQ((light.*c.colour)().hexRGBA(), c.light) << c.light;
   }
-  // The light theme's greys keep the hue; the heading tints change hue between themes.
-  expectHsb(light.backgroundColour(), {193, 0, 0.98}, "light background");
-  expectHsb(dark.highTintColour(), {60, 0.34, 1.0}, "dark high tint");
-  expectHsb(light.highTintColour(), {55, 0, 0.1}, "light high tint");
+  expectHsb("light background", light.backgroundColour(), 193, 0, 0.98);
+  expectHsb("dark high tint", dark.highTintColour(), 60, 0.34, 1.0);
+  expectHsb("light high tint", light.highTintColour(), 55, 0, 0.1);
   EXPECT_EQ(dark.clockOutlineColour(), Colour::blackColor());
 }
 

@@ -32,43 +32,39 @@ class StylingTest : public ::testing::TestWithParam<bool> {
 INSTANTIATE_TEST_SUITE_P(Themes, StylingTest, ::testing::Bool(),
                          [](const auto& theme) { return theme.param ? "Dark" : "Light"; });
 
+// Beneath the content; again after a resize, and as a child: still one gradient, with the new frame and colours.
+// Only a first sublayer named "gradient" is taken for the old one.
 TEST_P(StylingTest, GradientIsReplacedNotStacked) {
   View view;
   view.bounds = {0, 0, 320, 180};
   view.layer.sublayers = {named("content")};
   Pallet theme = pallet();
-
-  theme.applyGradientToView(view);  // beneath the content
+  theme.applyGradientToView(view);
   ASSERT_EQ(view.layer.sublayers.size(), 2u);
   EXPECT_EQ(view.layer.sublayers[1].name, "content");
-  const Layer& gradient = view.layer.sublayers[0];
-  EXPECT_EQ(gradient.name, "gradient");
-  EXPECT_EQ(gradient.frame, view.bounds);
+  EXPECT_EQ(view.layer.sublayers[0].name, "gradient");
+  EXPECT_EQ(view.layer.sublayers[0].frame, view.bounds);
   const std::vector<Colour> want =
       dark() ? std::vector{hsb(193, 0.8, 0.08), hsb(193, 0.8, 0.05)} : std::vector{hsb(193, 0, 1.0), hsb(193, 0, 0.98)};
-  EXPECT_EQ(gradient.colours, want);
+  EXPECT_EQ(view.layer.sublayers[0].colours, want);
 
-  // Again after a resize, and as a child: still one gradient, with the new frame and colours.
   view.bounds = {0, 0, 320, 240};
   theme.applyChildGradientToView(view);
   ASSERT_EQ(view.layer.sublayers.size(), 2u);
   EXPECT_EQ(view.layer.sublayers[0].frame, view.bounds);
   const std::vector<Colour> child = dark() ? want : std::vector{hsb(193, 0, 0.99), hsb(193, 0, 0.96)};
   EXPECT_EQ(view.layer.sublayers[0].colours, child);
-  EXPECT_EQ(view.layer.sublayers[1].name, "content");
-}
 
-TEST_P(StylingTest, OnlyTheFirstSublayerIsRecognisedAsTheGradient) {
-  View view;
   view.layer.sublayers = {named("content"), named("gradient")};
-  pallet().applyGradientToView(view);
+  theme.applyGradientToView(view);
   ASSERT_EQ(view.layer.sublayers.size(), 3u);
-  EXPECT_EQ(view.layer.sublayers[0].name, "gradient");
-  EXPECT_FALSE(view.layer.sublayers[0].colours.empty());
+  EXPECT_EQ(view.layer.sublayers[0].colours, want);
   EXPECT_EQ(view.layer.sublayers[1].name, "content");
 }
 
-TEST_P(StylingTest, TitleBackgrounds) {
+// Title backgrounds in the dark blue or the light grey; control titles in the tint, the selected segment a muted
+// blue on dark and plain white on light.
+TEST_P(StylingTest, BackgroundsAndTints) {
   Pallet theme = pallet();
   const double saturation = dark() ? 0.8 : 0.0;
   View title, lower, lowerChild;
@@ -79,20 +75,16 @@ TEST_P(StylingTest, TitleBackgrounds) {
   EXPECT_EQ(lower.backgroundColour, hsb(193, saturation, dark() ? 0.05 : 0.9));
   EXPECT_EQ(lowerChild.backgroundColour, hsb(193, saturation, dark() ? 0.05 : 0.98));
   EXPECT_TRUE(title.layer.sublayers.empty());
-}
 
-TEST_P(StylingTest, ControlTints) {
-  Pallet theme = pallet();
   SegmentedControl segments;
   theme.applyTintToSegmentedControl(segments);
   EXPECT_EQ(segments.normalTitleColour, theme.tintColour());
   EXPECT_EQ(segments.selectedTitleColour, theme.tintColour());
   EXPECT_EQ(segments.selectedSegmentTintColour, dark() ? hsb(208, 0.15, 0.42) : Colour::whiteColor());
   EXPECT_FALSE(segments.tintColour.has_value());
-
   Stepper stepper;
   theme.applyTintToStepperControl(stepper);
-  EXPECT_EQ(stepper.tintColour, theme.tintColour());
+  ASSERT_TRUE(stepper.tintColour);
   EXPECT_EQ(stepper.tintColour->hexRGBA(), dark() ? "#FFFBCCFF" : "#1A1A1AFF");
 }
 

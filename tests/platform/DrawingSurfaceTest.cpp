@@ -11,6 +11,7 @@
 
 #include "platform/DrawingSurface.h"
 #include "platform/ShadowBlur.h"
+#include "support/Pixels.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {
@@ -18,24 +19,27 @@ namespace {
 
 constexpr double kSide = 100.0;
 constexpr double kCentre = kSide / 2;
+constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-// A pixel of an image, straight (not premultiplied), at a point in points.
-struct Pixel {
-  double red = 0, green = 0, blue = 0, alpha = 0;
-};
+using testing::pixelAt;
 
-Pixel pixelAt(const Image& image, double x, double y) {
-  cairo_surface_t* surface = image.surface();
-  cairo_surface_flush(surface);
-  const int px = static_cast<int>(std::floor(x * image.scale()));
-  const int py = static_cast<int>(std::floor(y * image.scale()));
-  if (px < 0 || py < 0 || px >= cairo_image_surface_get_width(surface) || py >= cairo_image_surface_get_height(surface))
-    return {};
-  const unsigned char* row = cairo_image_surface_get_data(surface) + py * cairo_image_surface_get_stride(surface);
-  const std::uint32_t p = reinterpret_cast<const std::uint32_t*>(row)[px];
-  const double a = (p >> 24) / 255.0;
-  if (a == 0) return {};
-  return {((p >> 16) & 0xff) / 255.0 / a, ((p >> 8) & 0xff) / 255.0 / a, (p & 0xff) / 255.0 / a, a};
+double alphaAt(const ImageRef& image, Point p) { return pixelAt(*image, p).alpha; }
+
+// How many pixels of `part` differ from those of `whole` that lie `offset` pixels right of and below them.
+int differingPixels(const Image& part, const Image& whole, int offset) {
+  cairo_surface_t* a = part.surface();
+  cairo_surface_t* b = whole.surface();
+  cairo_surface_flush(a), cairo_surface_flush(b);
+  int differing = 0;
+  for (int y = 0; y < cairo_image_surface_get_height(a); ++y) {
+    const auto* from =
+        reinterpret_cast<const std::uint32_t*>(cairo_image_surface_get_data(a) + y * cairo_image_surface_get_stride(a));
+    const auto* to = reinterpret_cast<const std::uint32_t*>(cairo_image_surface_get_data(b) +
+                                                            (y + offset) * cairo_image_surface_get_stride(b));
+    for (int x = 0; x < cairo_image_surface_get_width(a); ++x) differing += from[x] != to[x + offset];
+  }
+  return differing;
 }
 
 Point onCircle(double radius, double degrees) {
@@ -43,12 +47,49 @@ Point onCircle(double radius, double degrees) {
   return {kCentre + radius * std::cos(a), kCentre + radius * std::sin(a)};
 }
 
+using Draw = std::function<void(DrawingSurface&)>;
+
+// Drawings for the cases below, each painted as it is made.
+Draw line(Point from, Point to) {
+  return [=](DrawingSurface& s) { s.moveToPoint(from.x, from.y), s.addLineToPoint(to.x, to.y), s.strokePath(); };
+}
+Draw triangle(Point a, Point b, Point c) {
+  return [=](DrawingSurface& s) {
+    s.moveToPoint(a.x, a.y), s.addLineToPoint(b.x, b.y), s.addLineToPoint(c.x, c.y);
+    s.fillPath();
+  };
+}
+Draw arc(Point centre, double radius, double start, double end, int clockwise = 0) {
+  return [=](DrawingSurface& s) { s.addArc(centre.x, centre.y, radius, start, end, clockwise), s.strokePath(); };
+}
+Draw circle(double radius, bool fill, Point centre = {kCentre, kCentre}) {
+  return [=](DrawingSurface& s) {
+    s.addArc(centre.x, centre.y, radius, 0, 2 * M_PI, 0);
+    fill ? s.fillPath() : s.strokePath();
+  };
+}
+// A short line across the middle, in a pen the case sets.
+Draw lineWith(const Draw& pen) {
+  return [=](DrawingSurface& s) { pen(s), line({20, 50}, {80, 50})(s); };
+}
+Draw width(double w, LineCap cap = LineCap::kButt) {
+  return [=](DrawingSurface& s) { s.setLineWidth(w), s.setLineCap(cap); };
+}
+Draw dash(double phase, std::vector<double> lengths) {
+  return [=](DrawingSurface& s) { s.setLineDash(phase, lengths); };
+}
+Draw text(Point at, double size) {
+  return [=](DrawingSurface& s) { s.drawAtPoint("7", at, {Font::systemFontOfSize(size), Colour::whiteColor()}); };
+}
+Draw picture(Rect into) {
+  return [=](DrawingSurface& s) { s.drawInRect(*imageNamed(testing::TestEnvironment(), "SpO2Icon"), into); };
+}
+
 class DrawingSurfaceTest : public ::testing::Test {
  protected:
   DrawingSurface begin(double side = kSide, int scale = 0) {
     return DrawingSurface::beginImageContext(env, side, scale);
   }
-  double alphaAt(const ImageRef& image, Point p) { return pixelAt(*image, p.x, p.y).alpha; }
   static void fillRect(DrawingSurface& s, Rect r, const Colour& colour) {
     s.setFillColor(colour);
     s.moveToPoint(r.x, r.y), s.addLineToPoint(r.x + r.width, r.y);
@@ -70,15 +111,15 @@ struct ArcCase {
 
 class ArcTest : public DrawingSurfaceTest, public ::testing::WithParamInterface<ArcCase> {};
 
-TEST_P(ArcTest, PaintsExactlyItsSweep) {
+// In half-transparent paint: no part of the ring is painted twice, however far the sweep goes.
+TEST_P(ArcTest, PaintsExactlyItsSweepOnce) {
   const ArcCase& c = GetParam();
   DrawingSurface s = begin();
   s.setLineWidth(6);
-  s.setStrokeColor(Colour::whiteColor());
-  s.addArc(kCentre, kCentre, 40, c.start, c.end, c.clockwise);
-  s.strokePath();
+  s.setStrokeColor(Colour::whiteColor().colorWithAlphaComponent(0.5));
+  arc({kCentre, kCentre}, 40, c.start, c.end, c.clockwise)(s);
   const ImageRef image = s.getImage();
-  for (double a : c.painted) EXPECT_GT(alphaAt(image, onCircle(40, a)), 0.99) << c.name << " at " << a << "°";
+  for (double a : c.painted) EXPECT_NEAR(alphaAt(image, onCircle(40, a)), 0.5, 0.01) << c.name << " at " << a << "°";
   for (double a : c.clear) EXPECT_EQ(alphaAt(image, onCircle(40, a)), 0.0) << c.name << " at " << a << "°";
   EXPECT_EQ(alphaAt(image, onCircle(30, 45)), 0.0) << "inside the ring";
   EXPECT_EQ(alphaAt(image, onCircle(50, 45)), 0.0) << "outside the ring";
@@ -94,37 +135,18 @@ INSTANTIATE_TEST_SUITE_P(
         ArcCase{"shrinking, end after start, wraps past 0", 0, M_PI / 2, 1, {135, 225, 315}, {45}},
         ArcCase{"shrinking full turn", 0, -2 * M_PI, 1, {0, 90, 180, 270}, {}},
         ArcCase{"exactly a turn", 0, 2 * M_PI, 0, {0, 90, 180, 270}, {}},
-        ArcCase{"growing to an endless angle: a turn",
-                0,
-                std::numeric_limits<double>::infinity(),
-                0,
-                {0, 90, 180, 270},
-                {}},
-        ArcCase{"shrinking to an endless angle: a turn",
-                0,
-                -std::numeric_limits<double>::infinity(),
-                1,
-                {0, 90, 180, 270},
-                {}},
+        ArcCase{"more than a turn: one circle, not two", 0, 3 * M_PI, 0, {45, 200}, {}},
+        ArcCase{"growing to an endless angle: a turn", 0, kInf, 0, {0, 90, 180, 270}, {}},
+        ArcCase{"shrinking to an endless angle: a turn", 0, -kInf, 1, {0, 90, 180, 270}, {}},
         ArcCase{
             "end three quarters below the start: a quarter, modulo a turn", 3 * M_PI / 2, 0, 0, {-45}, {45, 135, 225}}),
     [](const ::testing::TestParamInfo<ArcCase>& param) { return "Case" + std::to_string(param.index); });
-
-TEST_F(DrawingSurfaceTest, ASweepOfMoreThanATurnPaintsOneCircleNotTwo) {
-  DrawingSurface s = begin();
-  s.setLineWidth(6);
-  s.setStrokeColor(Colour::whiteColor().colorWithAlphaComponent(0.5));
-  s.addArc(kCentre, kCentre, 40, 0, 3 * M_PI, 0);
-  s.strokePath();
-  EXPECT_NEAR(alphaAt(s.getImage(), onCircle(40, 45)), 0.5, 0.01);
-}
 
 TEST_F(DrawingSurfaceTest, ACurrentPointIsJoinedToTheArcStart) {
   DrawingSurface s = begin();
   s.setLineWidth(4);
   s.moveToPoint(kCentre, kCentre);
-  s.addArc(kCentre, kCentre, 40, 0, M_PI / 4, 0);
-  s.strokePath();
+  arc({kCentre, kCentre}, 40, 0, M_PI / 4)(s);
   EXPECT_GT(alphaAt(s.getImage(), {kCentre + 20, kCentre}), 0.99);
 }
 
@@ -133,11 +155,7 @@ TEST_F(DrawingSurfaceTest, ACurrentPointIsJoinedToTheArcStart) {
 TEST_F(DrawingSurfaceTest, RoundCapsReachPastTheEndsAndButtCapsDoNot) {
   for (LineCap cap : {LineCap::kButt, LineCap::kRound}) {
     DrawingSurface s = begin();
-    s.setLineCap(cap);
-    s.setLineWidth(10);
-    s.moveToPoint(20, 50);
-    s.addLineToPoint(80, 50);
-    s.strokePath();
+    width(10, cap)(s), line({20, 50}, {80, 50})(s);
     const ImageRef image = s.getImage();
     const double expected = cap == LineCap::kRound ? 1.0 : 0.0;
     EXPECT_NEAR(alphaAt(image, {83, 50}), expected, 0.01) << "cap " << static_cast<int>(cap);
@@ -172,14 +190,12 @@ TEST_F(DrawingSurfaceTest, PaintingConsumesThePath) {
   DrawingSurface s = begin();
   s.setLineWidth(4);
   s.setStrokeColor(Colour::whiteColor());
-  s.moveToPoint(10, 50);
-  s.addLineToPoint(90, 50);
-  s.strokePath();
+  line({10, 50}, {90, 50})(s);
   s.setStrokeColor(Colour::hsba(0, 1, 1));
   s.strokePath();
   s.setFillColor(Colour::hsba(0, 1, 1));
   s.fillPath();
-  const Pixel p = pixelAt(*s.getImage(), 50, 50);
+  const RGBA p = pixelAt(*s.getImage(), {50, 50});
   EXPECT_EQ(p.green, 1.0) << "the second stroke found no path to paint";
 }
 
@@ -200,13 +216,11 @@ TEST_F(DrawingSurfaceTest, RestoringTheStateBringsBackColoursWidthCapAndShadow) 
   EXPECT_EQ(s.state().strokeColour, saved.strokeColour);
   EXPECT_EQ(s.state().fillColour, saved.fillColour);
   EXPECT_EQ(s.state().shadow, saved.shadow);
-  s.moveToPoint(20, 30);
-  s.addLineToPoint(80, 30);
-  s.strokePath();
+  line({20, 30}, {80, 30})(s);
   const ImageRef image = s.getImage();
-  const Pixel line = pixelAt(*image, 50, 30);
-  EXPECT_EQ(line.red, 1.0);
-  EXPECT_EQ(line.green, 0.0);
+  const RGBA stroke = pixelAt(*image, {50, 30});
+  EXPECT_EQ(stroke.red, 1.0);
+  EXPECT_EQ(stroke.green, 0.0);
   EXPECT_EQ(alphaAt(image, {50, 33}), 0.0) << "width 2 again";
   EXPECT_EQ(alphaAt(image, {82, 30}), 0.0) << "butt cap again";
   EXPECT_GT(alphaAt(image, {50, 36}), 0.99) << "the shadow again, 6 points down";
@@ -227,11 +241,11 @@ TEST_P(ShadowDirectionTest, FallsWhereItsOffsetSaysWithPositiveHeightDownward) {
   s.setShadowWithColor(c.offset, 0, Colour::blackColor());
   fillRect(s, {30, 30, 40, 40}, Colour::whiteColor());
   const ImageRef image = s.getImage();
-  const Pixel shadow = pixelAt(*image, c.shadowed.x, c.shadowed.y);
+  const RGBA shadow = pixelAt(*image, {c.shadowed.x, c.shadowed.y});
   EXPECT_EQ(shadow.alpha, 1.0);
   EXPECT_EQ(shadow.red, 0.0);
   EXPECT_EQ(alphaAt(image, c.unshadowed), 0.0);
-  EXPECT_EQ(pixelAt(*image, 50, 50).red, 1.0) << "the square paints over its own shadow";
+  EXPECT_EQ(pixelAt(*image, {50, 50}).red, 1.0) << "the square paints over its own shadow";
 }
 
 INSTANTIATE_TEST_SUITE_P(Offsets, ShadowDirectionTest,
@@ -264,7 +278,7 @@ TEST_F(DrawingSurfaceTest, ShadowShowsThroughTranslucentPaintOnly) {
     s.setShadowWithColor({0, 0}, 0, Colour::blackColor());
     fillRect(s, {30, 30, 40, 40}, Colour::whiteColor().colorWithAlphaComponent(alpha));
     // Black at alpha × 1 under white at alpha.
-    const Pixel p = pixelAt(*s.getImage(), 50, 50);
+    const RGBA p = pixelAt(*s.getImage(), {50, 50});
     EXPECT_NEAR(p.alpha, alpha + (1 - alpha) * alpha, 0.01);
     EXPECT_NEAR(p.red, alpha / (alpha + (1 - alpha) * alpha), 0.01);
   }
@@ -282,7 +296,7 @@ TEST_F(DrawingSurfaceTest, TextAndPicturesCastShadowsToo) {
     int count = 0;
     for (double x = x0; x < x1; x += 0.5)
       for (double y = 30; y < 60; y += 0.5) {
-        const Pixel p = pixelAt(*image, x, y);
+        const RGBA p = pixelAt(*image, {x, y});
         count += p.alpha > 0.5 && p.red < 0.1;
       }
     return count;
@@ -315,14 +329,9 @@ TEST_F(DrawingSurfaceTest, TextMeasuresByFontAndCentresOnAPoint) {
   // Drawn at (x − w/2, y − h/2), the digits' ink sits about the point.
   s.drawAtPoint("88", {kCentre - large.width / 2, kCentre - large.height / 2},
                 {Font::systemFontOfSize(34, FontWeight::kHeavy), Colour::whiteColor()});
-  const ImageRef image = s.getImage();
-  double left = kSide, right = 0, top = kSide, bottom = 0;
-  for (double y = 0; y < kSide; y += 1.0 / 3)
-    for (double x = 0; x < kSide; x += 1.0 / 3)
-      if (alphaAt(image, {x, y}) > 0.5)
-        left = std::min(left, x), right = std::max(right, x), top = std::min(top, y), bottom = std::max(bottom, y);
-  EXPECT_NEAR((left + right) / 2, kCentre, 1.0);
-  EXPECT_NEAR((top + bottom) / 2, kCentre, 2.5);  // digits sit a little above the middle of the line
+  const Rect ink = testing::inkBounds(*s.getImage(), {0, 0, kSide, kSide}, [](const RGBA& p) { return p.alpha > 0.5; });
+  EXPECT_NEAR(ink.x + ink.width / 2, kCentre, 1.0);
+  EXPECT_NEAR(ink.y + ink.height / 2, kCentre, 2.5);  // digits sit a little above the middle of the line
 }
 
 // --- pictures and images ---------------------------------------------------
@@ -370,20 +379,8 @@ TEST_F(DrawingSurfaceTest, APictureAtItsNaturalSizeOnWholePixelsIsItsRenditionEx
   DrawingSurface s = begin(kSide, env.scale);
   s.drawInRect(*icon, {20, 20, icon->width(), icon->height()});
   const ImageRef drawn = s.getImage();
-  cairo_surface_t* from = icon->surface();
-  cairo_surface_t* to = drawn->surface();
-  cairo_surface_flush(to);
-  const int side = cairo_image_surface_get_width(from), offset = 20 * env.scale;
-  ASSERT_EQ(side, static_cast<int>(icon->width()) * env.scale);
-  int differing = 0;
-  for (int y = 0; y < side; ++y) {
-    const auto* a = reinterpret_cast<const std::uint32_t*>(cairo_image_surface_get_data(from) +
-                                                           y * cairo_image_surface_get_stride(from));
-    const auto* b = reinterpret_cast<const std::uint32_t*>(cairo_image_surface_get_data(to) +
-                                                           (y + offset) * cairo_image_surface_get_stride(to));
-    for (int x = 0; x < side; ++x) differing += a[x] != b[x + offset];
-  }
-  EXPECT_EQ(differing, 0);
+  ASSERT_EQ(cairo_image_surface_get_width(icon->surface()), static_cast<int>(icon->width()) * env.scale);
+  EXPECT_EQ(differingPixels(*icon, *drawn, 20 * env.scale), 0);
   EXPECT_EQ(alphaAt(drawn, {19.5, 40}), 0.0) << "nothing outside the rectangle";
 }
 
@@ -411,7 +408,7 @@ TEST_F(DrawingSurfaceTest, APictureReadsBackThePixelsItWasWrittenWith) {
   EXPECT_EQ(read->width(), 10.5);
   EXPECT_EQ(read->scale(), 2);
   for (Point at : {Point{2, 2}, Point{7, 2}, Point{2, 7}, Point{7, 7}, Point{10.3, 10.3}}) {
-    const Pixel want = pixelAt(*written, at.x, at.y), got = pixelAt(*read, at.x, at.y);
+    const RGBA want = pixelAt(*written, {at.x, at.y}), got = pixelAt(*read, {at.x, at.y});
     EXPECT_NEAR(got.alpha, want.alpha, 1.5 / 255) << at.x << "," << at.y;
     EXPECT_NEAR(got.red, want.red, 3.0 / 255) << at.x << "," << at.y;
     EXPECT_NEAR(got.green, want.green, 3.0 / 255) << at.x << "," << at.y;
@@ -419,14 +416,23 @@ TEST_F(DrawingSurfaceTest, APictureReadsBackThePixelsItWasWrittenWith) {
   }
 }
 
-TEST_F(DrawingSurfaceTest, SurfacesAreSquareAtTheirScale) {
-  struct {
-    int scale, pixels;
-  } cases[] = {{1, 100}, {3, 300}, {0, 300}};  // 0: the run's scale
+// A surface is square at its scale (0: the run's); one of no size, or too large to make, does nothing and
+// yields no image.
+TEST_F(DrawingSurfaceTest, SurfacesAreSquareAtTheirScaleOrNotMadeAtAll) {
+  const struct {
+    double side;
+    int scale, pixels;  // 0 pixels: no surface
+  } cases[] = {{100, 1, 100}, {100, 3, 300}, {100, 0, 300}, {0, 0, 0}, {-5, 0, 0}, {std::nan(""), 0, 0}, {1e7, 0, 0}};
   for (auto c : cases) {
-    DrawingSurface s = begin(100, c.scale);
+    DrawingSurface s = begin(c.side, c.scale);
+    EXPECT_EQ(s.isValid(), c.pixels > 0) << c.side;
+    s.setShadow({1, 1}, 3);
+    s.addArc(1, 1, 1, 0, 1, 0);
+    s.strokePath();
+    s.drawAtPoint("7", {0, 0}, {Font::systemFontOfSize(12), Colour::blackColor()});
     const ImageRef image = s.getImage();
-    ASSERT_TRUE(image);
+    ASSERT_EQ(image != nullptr, c.pixels > 0) << c.side;
+    if (!image) continue;
     EXPECT_EQ(image->width(), 100);
     EXPECT_EQ(image->scale(), c.pixels / 100);
     EXPECT_EQ(cairo_image_surface_get_width(image->surface()), c.pixels);
@@ -435,26 +441,12 @@ TEST_F(DrawingSurfaceTest, SurfacesAreSquareAtTheirScale) {
   }
 }
 
-TEST_F(DrawingSurfaceTest, ASurfaceThatCannotBeMadeDoesNothingAndYieldsNoImage) {
-  for (double side : {0.0, -5.0, std::nan(""), 1e7}) {
-    DrawingSurface s = begin(side);
-    EXPECT_FALSE(s.isValid());
-    s.setShadow({1, 1}, 3);
-    s.addArc(1, 1, 1, 0, 1, 0);
-    s.strokePath();
-    s.drawAtPoint("7", {0, 0}, {Font::systemFontOfSize(12), Colour::blackColor()});
-    EXPECT_FALSE(s.getImage());
-  }
-}
-
 TEST_F(DrawingSurfaceTest, AnImageKeepsWhatTheSurfaceHeldWhenItWasTaken) {
   DrawingSurface s = begin();
   s.setFillColor(Colour::whiteColor());
-  s.moveToPoint(0, 0), s.addLineToPoint(50, 0), s.addLineToPoint(50, 50), s.closePath();
-  s.fillPath();
+  triangle({0, 0}, {50, 0}, {50, 50})(s);
   const ImageRef first = s.getImage();
-  s.moveToPoint(60, 60), s.addLineToPoint(90, 60), s.addLineToPoint(90, 90), s.closePath();
-  s.fillPath();
+  triangle({60, 60}, {90, 60}, {90, 90})(s);
   EXPECT_EQ(alphaAt(first, {85, 70}), 0.0);
   EXPECT_GT(alphaAt(s.getImage(), {85, 70}), 0.99);
 }
@@ -522,9 +514,6 @@ TEST_F(DrawingSurfaceTest, PngHoldsThePixelsStraightAtTheImageScale) {
 // --- any number: work bounded by the pixels ----------------------------------
 // These run under a CTest time limit: a hang fails them.
 
-constexpr double kInf = std::numeric_limits<double>::infinity();
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-
 // How many pixels of an image have any paint, and how many are fully painted.
 struct Painted {
   int any = 0, full = 0;
@@ -544,13 +533,15 @@ Painted paintedPixels(const Image& image) {
 
 class DrawingSurfaceBounded : public DrawingSurfaceTest {
  protected:
-  // After the case, a small square in a corner shows that the surface still draws.
-  ImageRef drawThenMark(const std::function<void(DrawingSurface&)>& draw) {
+  // The drawing in white, 4 points wide, at scale 2; with `mark`, a small square in a corner then shows that
+  // the surface still draws.
+  ImageRef drawn(const Draw& draw, bool mark) {
     DrawingSurface s = begin(kSide, 2);
     s.setStrokeColor(Colour::whiteColor());
     s.setFillColor(Colour::whiteColor());
     s.setLineWidth(4);
     draw(s);
+    if (!mark) return s.getImage();
     s.strokePath();  // paints whatever path the case left, and clears it
     s.setShadow({}, 0);
     s.setLineDash(0, {});
@@ -564,7 +555,7 @@ class DrawingSurfaceBounded : public DrawingSurfaceTest {
 
 struct UndrawableCase {
   const char* name;
-  std::function<void(DrawingSurface&)> draw;
+  Draw draw;
 };
 
 class DrawingSurfaceBoundedUndrawable : public DrawingSurfaceBounded,
@@ -573,193 +564,115 @@ class DrawingSurfaceBoundedUndrawable : public DrawingSurfaceBounded,
 // An operation given a number that is no number, or one that puts all it
 // paints off the bitmap, paints nothing; the surface goes on drawing.
 TEST_P(DrawingSurfaceBoundedUndrawable, PaintsNothingAndLeavesTheSurfaceDrawing) {
-  const ImageRef image = drawThenMark(GetParam().draw);
+  const ImageRef image = drawn(GetParam().draw, true);
   ASSERT_TRUE(image);
   const Painted p = paintedPixels(*image);
   EXPECT_EQ(p.any, kMarkPixels) << GetParam().name;
   EXPECT_EQ(p.full, kMarkPixels) << GetParam().name;
 }
 
-auto strokeLineWith = [](std::function<void(DrawingSurface&)> set) {
-  return [set](DrawingSurface& s) {
-    set(s);
-    s.moveToPoint(20, 50);
-    s.addLineToPoint(80, 50);
-    s.strokePath();
-  };
-};
-auto circleThen = [](double radius, bool fill) {
-  return [radius, fill](DrawingSurface& s) {
-    s.addArc(kCentre, kCentre, radius, 0, 2 * M_PI, 0);
-    fill ? s.fillPath() : s.strokePath();
-  };
-};
-
 INSTANTIATE_TEST_SUITE_P(
     AnyNumber, DrawingSurfaceBoundedUndrawable,
     ::testing::Values(
-        UndrawableCase{"move to NaN, then a line", [](DrawingSurface& s) { s.moveToPoint(kNaN, 10), s.addLineToPoint(90, 90); }},
-        UndrawableCase{"a line to infinity",
-                       [](DrawingSurface& s) { s.moveToPoint(10, 10), s.addLineToPoint(kInf, 90); }},
-        UndrawableCase{"a good line, then a NaN one, filled",
-                       [](DrawingSurface& s) {
-                         s.moveToPoint(10, 10), s.addLineToPoint(90, 10), s.addLineToPoint(90, kNaN);
-                         s.fillPath();
-                       }},
-        UndrawableCase{"arc of NaN radius", [](DrawingSurface& s) { s.addArc(50, 50, kNaN, 0, 1, 0); }},
-        UndrawableCase{"arc of negative radius", [](DrawingSurface& s) { s.addArc(50, 50, -40, 0, 1, 0); }},
-        UndrawableCase{"arc of infinite centre", [](DrawingSurface& s) { s.addArc(-kInf, 50, 40, 0, 1, 0); }},
-        UndrawableCase{"arc growing back to minus infinity", [](DrawingSurface& s) { s.addArc(50, 50, 40, 0, -kInf, 0); }},
-        UndrawableCase{"arc from a NaN angle", [](DrawingSurface& s) { s.addArc(50, 50, 40, kNaN, 1, 1); }},
-        UndrawableCase{"stroke of NaN width", strokeLineWith([](DrawingSurface& s) { s.setLineWidth(kNaN); })},
-        UndrawableCase{"stroke of infinite width", strokeLineWith([](DrawingSurface& s) { s.setLineWidth(kInf); })},
-        UndrawableCase{"stroke of negative width", strokeLineWith([](DrawingSurface& s) { s.setLineWidth(-3); })},
-        UndrawableCase{"dash of NaN length", strokeLineWith([](DrawingSurface& s) { s.setLineDash(0, {4, kNaN}); })},
-        UndrawableCase{"dash of negative length", strokeLineWith([](DrawingSurface& s) { s.setLineDash(0, {4, -4}); })},
-        UndrawableCase{"dash of no length", strokeLineWith([](DrawingSurface& s) { s.setLineDash(0, {0, 0}); })},
-        UndrawableCase{"dash of infinite phase", strokeLineWith([](DrawingSurface& s) { s.setLineDash(kInf, {4, 4}); })},
-        UndrawableCase{"circle of radius 1e30 about the centre, stroked", circleThen(1e30, false)},
-        UndrawableCase{"circle of radius 1e300 about the centre, stroked", circleThen(1e300, false)},
+        UndrawableCase{"move to NaN, then a line", line({kNaN, 10}, {90, 90})},
+        UndrawableCase{"a line to infinity", line({10, 10}, {kInf, 90})},
+        UndrawableCase{"a good line, then a NaN one, filled", triangle({10, 10}, {90, 10}, {90, kNaN})},
+        UndrawableCase{"arc of NaN radius", arc({50, 50}, kNaN, 0, 1)},
+        UndrawableCase{"arc of negative radius", arc({50, 50}, -40, 0, 1)},
+        UndrawableCase{"arc of infinite centre", arc({-kInf, 50}, 40, 0, 1)},
+        UndrawableCase{"arc growing back to minus infinity", arc({50, 50}, 40, 0, -kInf)},
+        UndrawableCase{"arc from a NaN angle", arc({50, 50}, 40, kNaN, 1, 1)},
+        UndrawableCase{"stroke of NaN width", lineWith(width(kNaN))},
+        UndrawableCase{"stroke of infinite width", lineWith(width(kInf))},
+        UndrawableCase{"stroke of negative width", lineWith(width(-3))},
+        UndrawableCase{"dash of NaN length", lineWith(dash(0, {4, kNaN}))},
+        UndrawableCase{"dash of negative length", lineWith(dash(0, {4, -4}))},
+        UndrawableCase{"dash of no length", lineWith(dash(0, {0, 0}))},
+        UndrawableCase{"dash of infinite phase", lineWith(dash(kInf, {4, 4}))},
+        UndrawableCase{"dash finer than a pixel, all gap", lineWith(dash(0, {0, 1e-9}))},
+        UndrawableCase{"circle of radius 1e30 about the centre, stroked", circle(1e30, false)},
+        UndrawableCase{"circle of radius 1e300 about the centre, stroked", circle(1e300, false)},
         UndrawableCase{"a line far off, wide and long",
-                       [](DrawingSurface& s) {
-                         s.setLineWidth(1e6);
-                         s.moveToPoint(-1e300, -1e7), s.addLineToPoint(1e300, -1e7);
-                       }},
-        UndrawableCase{"dash finer than a pixel, all gap", strokeLineWith([](DrawingSurface& s) { s.setLineDash(0, {0, 1e-9}); })},
-        UndrawableCase{"text at NaN",
-                       [](DrawingSurface& s) { s.drawAtPoint("7", {kNaN, 50}, {Font::systemFontOfSize(12), Colour::whiteColor()}); }},
-        UndrawableCase{"text at 1e30",
-                       [](DrawingSurface& s) { s.drawAtPoint("7", {1e30, 1e30}, {Font::systemFontOfSize(12), Colour::whiteColor()}); }},
-        UndrawableCase{"text in a font of NaN points",
-                       [](DrawingSurface& s) { s.drawAtPoint("7", {50, 50}, {Font::systemFontOfSize(kNaN), Colour::whiteColor()}); }},
-        UndrawableCase{"text in a font of 1e30 points",
-                       [](DrawingSurface& s) { s.drawAtPoint("7", {50, 50}, {Font::systemFontOfSize(1e30), Colour::whiteColor()}); }},
+                       [](DrawingSurface& s) { width(1e6)(s), line({-1e300, -1e7}, {1e300, -1e7})(s); }},
+        UndrawableCase{"text at NaN", text({kNaN, 50}, 12)},
+        UndrawableCase{"text at 1e30", text({1e30, 1e30}, 12)},
+        UndrawableCase{"text in a font of NaN points", text({50, 50}, kNaN)},
+        UndrawableCase{"text in a font of 1e30 points", text({50, 50}, 1e30)},
         UndrawableCase{"a colour that is no number",
                        [](DrawingSurface& s) {
                          s.setFillColor(Colour::hsba(kNaN, kNaN, kNaN, kNaN));
-                         s.moveToPoint(10, 10), s.addLineToPoint(90, 10), s.addLineToPoint(90, 90);
-                         s.fillPath();
+                         triangle({10, 10}, {90, 10}, {90, 90})(s);
                        }},
-        UndrawableCase{"picture into a rectangle of 1e-300",
-                       [](DrawingSurface& s) {
-                         s.drawInRect(*imageNamed(testing::TestEnvironment(), "SpO2Icon"), {40, 40, 1e-300, 1e-300});
-                       }},
-        UndrawableCase{"picture into a rectangle of 1e30",
-                       [](DrawingSurface& s) {
-                         s.drawInRect(*imageNamed(testing::TestEnvironment(), "SpO2Icon"), {-5e29, -5e29, 1e30, 1e30});
-                       }},
-        UndrawableCase{"picture far off", [](DrawingSurface& s) {
-                         s.drawInRect(*imageNamed(testing::TestEnvironment(), "SpO2Icon"), {1e30, 0, 40, 40});
-                       }}),
+        UndrawableCase{"picture into a rectangle of 1e-300", picture({40, 40, 1e-300, 1e-300})},
+        UndrawableCase{"picture into a rectangle of 1e30", picture({-5e29, -5e29, 1e30, 1e30})},
+        UndrawableCase{"picture far off", picture({1e30, 0, 40, 40})}),
     [](const ::testing::TestParamInfo<UndrawableCase>& param) { return "Case" + std::to_string(param.index); });
 
 // A shadow that is no number, or is thrown wholly off the bitmap, casts
-// nothing; what casts it is painted as ever.
+// nothing; what casts it is painted as ever: the square alone, or the square
+// and a shadow spread as far as a blur goes.
 TEST_F(DrawingSurfaceBounded, AShadowThatCannotFallOnTheBitmapCastsNothing) {
-  const Size offsets[] = {{kNaN, 0}, {0, kInf}, {1e30, 0}, {0, -1e300}, {2 * kSide, 0}};
-  for (Size offset : offsets) {
+  const struct {
+    Size offset;
+    double blur;
+    bool spread;
+  } cases[] = {{{kNaN, 0}, 2, false},      {{0, kInf}, 2, false}, {{1e30, 0}, 2, false}, {{0, -1e300}, 2, false},
+               {{2 * kSide, 0}, 2, false}, {{}, kNaN, false},     {{}, kInf, false},     {{}, 1e30, true}};
+  for (const auto& c : cases) {
     DrawingSurface s = begin(kSide, 2);
-    s.setShadowWithColor(offset, 2, Colour::blackColor());
+    s.setShadowWithColor(c.offset, c.blur, Colour::blackColor());
     fillRect(s, {30, 30, 40, 40}, Colour::whiteColor());
     const Painted p = paintedPixels(*s.getImage());
-    EXPECT_EQ(p.any, 80 * 80) << offset.width << ", " << offset.height;
+    EXPECT_EQ(c.spread ? p.full : p.any, 80 * 80) << c.offset.width << ", " << c.offset.height << ", " << c.blur;
   }
-  for (double blur : {kNaN, kInf}) {
-    DrawingSurface s = begin(kSide, 2);
-    s.setShadowWithColor({}, blur, Colour::blackColor());
-    fillRect(s, {30, 30, 40, 40}, Colour::whiteColor());
-    EXPECT_EQ(paintedPixels(*s.getImage()).any, 80 * 80) << blur;
-  }
-  DrawingSurface s = begin(kSide, 2);
-  s.setShadowWithColor({}, 1e30, Colour::blackColor());  // spread as far as a blur goes
-  fillRect(s, {30, 30, 40, 40}, Colour::whiteColor());
-  EXPECT_EQ(paintedPixels(*s.getImage()).full, 80 * 80);
 }
 
 // Absurd but finite numbers draw what can be seen of them.
 TEST_F(DrawingSurfaceBounded, HugeGeometryDrawsWhatShowsOnTheBitmap) {
-  struct {
+  auto wide = [](LineCap cap) -> Draw {
+    return [=](DrawingSurface& s) { width(1e20, cap)(s), line({49, 50}, {51, 50})(s); };
+  };
+  const struct {
     const char* name;
-    std::function<void(DrawingSurface&)> draw;
+    Draw draw;
     std::vector<Point> painted, clear;
   } cases[] = {
-      {"circle of radius 1e30 about the centre, filled", circleThen(1e30, true), {{1, 1}, {99, 99}, {50, 50}}, {}},
-      {"circle of radius 1e300 about the centre, filled", circleThen(1e300, true), {{1, 1}, {99, 99}}, {}},
+      {"circle of radius 1e30 about the centre, filled", circle(1e30, true), {{1, 1}, {99, 99}, {50, 50}}, {}},
+      {"circle of radius 1e300 about the centre, filled", circle(1e300, true), {{1, 1}, {99, 99}}, {}},
       {"a circle of radius 1e6 through the middle, stroked",
-       [](DrawingSurface& s) {
-         s.addArc(kCentre, kCentre + 1e6, 1e6, 0, 2 * M_PI, 0);
-         s.strokePath();
-       },
+       circle(1e6, false, {kCentre, kCentre + 1e6}),
        {{1, 50}, {50, 50}, {99, 50}},
        {{50, 46}, {50, 54}, {1, 46}, {99, 46}}},
       {"a line from the centre to 1e30 down-right",
-       [](DrawingSurface& s) {
-         s.moveToPoint(kCentre, kCentre), s.addLineToPoint(1e30, 1e30);
-         s.strokePath();
-       },
+       line({kCentre, kCentre}, {1e30, 1e30}),
        {{60, 60}, {98, 98}},
        {{20, 20}, {80, 60}}},
       {"a line from the centre to 1e308 right, 1e306 down",
-       [](DrawingSurface& s) {
-         s.moveToPoint(kCentre, kCentre), s.addLineToPoint(1e308, 1e306);
-         s.strokePath();
-       },
+       line({kCentre, kCentre}, {1e308, 1e306}),
        {{70, 50.2}, {98, 50.5}},
        {{30, 50}, {98, 55}}},
       {"a triangle of 1e30 about the bitmap, filled",
-       [](DrawingSurface& s) {
-         s.moveToPoint(-1e30, -1e30), s.addLineToPoint(1e30, 0), s.addLineToPoint(0, 1e30);
-         s.fillPath();
-       },
+       triangle({-1e30, -1e30}, {1e30, 0}, {0, 1e30}),
        {{1, 1}, {99, 1}, {1, 99}, {50, 50}},
        {}},
       {"the same triangle with the bitmap outside it",
-       [](DrawingSurface& s) {
-         s.moveToPoint(200, 200), s.addLineToPoint(1e30, 200), s.addLineToPoint(200, 1e30);
-         s.fillPath();
-       },
+       triangle({200, 200}, {1e30, 200}, {200, 1e30}),
        {},
        {{1, 1}, {99, 99}}},
-      {"a short line 1e20 wide",
-       [](DrawingSurface& s) {
-         s.setLineWidth(1e20);
-         s.moveToPoint(49, 50), s.addLineToPoint(51, 50);
-         s.strokePath();
-       },
-       {{50, 1}, {50, 99}},
-       {{30, 50}, {70, 1}}},
-      {"a short line 1e20 wide with round caps",
-       [](DrawingSurface& s) {
-         s.setLineWidth(1e20);
-         s.setLineCap(LineCap::kRound);
-         s.moveToPoint(49, 50), s.addLineToPoint(51, 50);
-         s.strokePath();
-       },
-       {{1, 1}, {99, 1}, {1, 99}, {99, 99}},
-       {}},
+      {"a short line 1e20 wide", wide(LineCap::kButt), {{50, 1}, {50, 99}}, {{30, 50}, {70, 1}}},
+      {"a short line 1e20 wide with round caps", wide(LineCap::kRound), {{1, 1}, {99, 1}, {1, 99}, {99, 99}}, {}},
       {"a full turn from angle 1e300",
-       [](DrawingSurface& s) {
-         s.addArc(kCentre, kCentre, 40, 1e300, 1e300 + 1e290, 0);
-         s.strokePath();
-       },
+       arc({kCentre, kCentre}, 40, 1e300, 1e300 + 1e290),
        {{90, 50}, {50, 90}, {10, 50}, {50, 10}},
        {{50, 50}}},
+      // 1e15 is a whole number of half turns away from no angle at all… almost
       {"a quarter from angle 1e15 + π",
-       [](DrawingSurface& s) {
-         const double start = 1e15 + M_PI;  // 1e15 is a whole number of half turns away from no angle at all… almost
-         s.addArc(kCentre, kCentre, 40, start, start + M_PI / 2, 0);
-         s.strokePath();
-       },
+       arc({kCentre, kCentre}, 40, 1e15 + M_PI, 1e15 + M_PI + M_PI / 2),
        {},
        {{50, 50}}},
   };
   for (const auto& c : cases) {
-    DrawingSurface s = begin(kSide, 2);
-    s.setStrokeColor(Colour::whiteColor());
-    s.setFillColor(Colour::whiteColor());
-    s.setLineWidth(4);
-    c.draw(s);
-    const ImageRef image = s.getImage();
+    const ImageRef image = drawn(c.draw, false);
     for (Point p : c.painted) EXPECT_GT(alphaAt(image, p), 0.5) << c.name << " at " << p.x << ", " << p.y;
     for (Point p : c.clear) EXPECT_EQ(alphaAt(image, p), 0.0) << c.name << " at " << p.x << ", " << p.y;
   }
@@ -789,9 +702,7 @@ TEST_F(DrawingSurfaceTest, ADashPaintsItsLengthsInTurnFromItsPhase) {
     s.saveGState();
     s.setLineDash(0, {});
     s.restoreGState();  // the dash is part of the saved state
-    s.moveToPoint(0, 50);
-    s.addLineToPoint(100, 50);
-    s.strokePath();
+    line({0, 50}, {100, 50})(s);
     const ImageRef image = s.getImage();
     for (double x : c.painted) EXPECT_GT(alphaAt(image, {x, 50}), 0.99) << "phase " << c.phase << " at " << x;
     for (double x : c.clear) EXPECT_EQ(alphaAt(image, {x, 50}), 0.0) << "phase " << c.phase << " at " << x;
@@ -815,8 +726,7 @@ TEST_F(DrawingSurfaceTest, ADashFinerThanAPixelPaintsItsShareOfTheLine) {
     s.setLineWidth(6);
     s.setLineCap(c.cap);
     s.setLineDash(0, c.lengths);
-    s.addArc(kCentre, kCentre, 40, 0, 2 * M_PI, 0);
-    s.strokePath();
+    circle(40, false)(s);
     const ImageRef image = s.getImage();
     for (double a : {0.0, 90.0, 200.0}) EXPECT_NEAR(alphaAt(image, onCircle(40, a)), c.alpha, 0.01) << c.lengths[0];
   }
@@ -836,23 +746,14 @@ TEST_F(DrawingSurfaceTest, ADashedArcPaintsWhatItsDashesPaintOneByOne) {
     DrawingSurface apart = begin(kSide, 3);
     start(apart);
     for (int i = 0; i < shaded; ++i) {
-      apart.addArc(kCentre, kCentre, radius, -M_PI / 2 + 2 * i * length, -M_PI / 2 + (2 * i + 1) * length, 0);
-      apart.strokePath();
+      arc({kCentre, kCentre}, radius, -M_PI / 2 + 2 * i * length, -M_PI / 2 + (2 * i + 1) * length)(apart);
     }
     DrawingSurface together = begin(kSide, 3);
     start(together);
     together.setLineDash(0, {radius * length, radius * length});
-    together.addArc(kCentre, kCentre, radius, -M_PI / 2, -M_PI / 2 + (2 * shaded - 1) * length, 0);
-    together.strokePath();
+    arc({kCentre, kCentre}, radius, -M_PI / 2, -M_PI / 2 + (2 * shaded - 1) * length)(together);
 
-    cairo_surface_t* a = apart.getImage()->surface();
-    cairo_surface_t* b = together.getImage()->surface();
-    int worst = 0;
-    for (int y = 0; y < cairo_image_surface_get_height(a); ++y)
-      for (int x = 0; x < cairo_image_surface_get_width(a) * 4; ++x)
-        worst = std::max(worst, std::abs(cairo_image_surface_get_data(a)[y * cairo_image_surface_get_stride(a) + x] -
-                                         cairo_image_surface_get_data(b)[y * cairo_image_surface_get_stride(b) + x]));
-    EXPECT_EQ(worst, 0) << parts << " parts";
+    EXPECT_EQ(differingPixels(*apart.getImage(), *together.getImage(), 0), 0) << parts << " parts";
   }
 }
 

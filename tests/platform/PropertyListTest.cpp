@@ -143,6 +143,11 @@ const std::vector<WrittenCase>& writtenCases() {
        "date 0x1.746d1d0080000p+31 2100-01-01T00:00:00.250000", "date 0x1.746d1d0000000p+31 2100-01-01T00:00:00"},
       {"justBefore2001", Value(Date::fromReferenceSeconds(-99.5)),
        "date -0x1.8e00000000000p+6 2000-12-31T23:58:20.500000", "date -0x1.9000000000000p+6 2000-12-31T23:58:20"},
+      // Four-digit years of the proleptic Gregorian calendar, from the first to the last.
+      {"year1", Value(Date::fromReferenceSeconds(-63113904000.0)), "date -0x1.d63c37f000000p+35 0001-01-01T00:00:00"},
+      {"year600", Value(Date::fromReferenceSeconds(-44206214400.0)), "date -0x1.495ca9a000000p+35 0600-03-01T00:00:00"},
+      {"year9999", Value(Date::fromReferenceSeconds(252423993599.75)),
+       "date 0x1.d62d23c7fe000p+37 9999-12-31T23:59:59.750000", "date 0x1.d62d23c7f8000p+37 9999-12-31T23:59:59"},
       {"data", Value(Data{{0x00, 0x01, 0xFF}}), "data 0001ff"},
       {"colour", Value(Colour::whiteColor()), ""},
       {"list", Value(Array{Value::integer(1), Value(Colour::whiteColor()), Value("x")}), "array [int 1, text x]"},
@@ -186,46 +191,6 @@ TEST(PropertyListRoundTrip, EveryDoubleSurvivesXmlBitForBit) {
   ASSERT_EQ(back.size(), reals.size());
   for (std::size_t i = 0; i < reals.size(); ++i)
     ASSERT_TRUE(sameBits(back[i].doubleValue(), reals[i].doubleValue())) << reals[i].doubleValue();
-}
-
-TEST(PropertyListRoundTrip, DatesKeepTheirFormatsPrecisionOnTheCalendar) {
-  struct Case {
-    double seconds;       // since 2001
-    double xml;           // read back from XML; binary gives back the very same date
-    const char* xmlText;  // as XML writes it, in four-digit years of the proleptic Gregorian calendar
-  };
-  const Case cases[] = {
-      {757864800.123456789, 757864800.0, "2025-01-06T14:00:00Z"},
-      {-0.25, -1.0, "2000-12-31T23:59:59Z"},  // whole seconds round down, also before 2001
-      {-63113904000.0, -63113904000.0, "0001-01-01T00:00:00Z"},
-      {-31588531200.0, -31588531200.0, "1000-01-01T00:00:00Z"},
-      {-44206214400.0, -44206214400.0, "0600-03-01T00:00:00Z"},
-      {252423993599.75, 252423993599.0, "9999-12-31T23:59:59Z"},
-  };
-  for (const Case& c : cases) {
-    const Date date = Date::fromReferenceSeconds(c.seconds);
-    const MetricDictionary in{{"d", Value(date)}};
-    const MetricDictionary binary = parseDictionary(serializePropertyList(Value(in), PlistFormat::Binary));
-    const auto xmlBytes = serializePropertyList(Value(in), PlistFormat::Xml);
-    const MetricDictionary xml = parseDictionary(xmlBytes);
-    ASSERT_NE(binary.dateForKey("d"), nullptr);
-    ASSERT_NE(xml.dateForKey("d"), nullptr);
-    EXPECT_TRUE(sameBits(binary.dateForKey("d")->seconds, date.seconds)) << c.seconds;
-    EXPECT_TRUE(sameBits(xml.dateForKey("d")->referenceSeconds(), c.xml)) << c.seconds;
-    EXPECT_NE(std::string(xmlBytes.begin(), xmlBytes.end()).find(std::string("<date>") + c.xmlText + "</date>"),
-              std::string::npos)
-        << c.xmlText;
-  }
-  // A date off the calendar has no place in a property list, on its own or in a container.
-  for (double seconds : {double{NAN}, double{INFINITY}, 1e12, -1e12, 9.2e18}) {
-    const MetricDictionary off{{"k", Value::integer(1)}};
-    Array dates{Value(Date::fromReferenceSeconds(seconds))};
-    for (PlistFormat format : {PlistFormat::Binary, PlistFormat::Xml}) {
-      EXPECT_TRUE(serializePropertyList(Value(MetricDictionary{{"d", Value(Array(dates))}}), format).empty())
-          << seconds;
-      EXPECT_TRUE(serializePropertyList(dates[0], format).empty()) << seconds;
-    }
-  }
 }
 
 // ---- what the readers refuse -------------------------------------------------
@@ -373,40 +338,6 @@ TEST(PropertyListText, ReadsAsValidUtf8) {
                               {"lone", Value("\xef\xbf\xbd")}}));
 }
 
-// Random damage to valid files: every result is a value or an error, never a crash.
-TEST(PlistReaders, SurviveRandomDamage) {
-  const MetricDictionary sample{
-      {"a", Value::integer(1)},
-      {"list", Value(Array{Value::real(2.5), Value("x"), Value(MetricDictionary{{"t", Value::boolean(true)}})})},
-      {"when", Value(Date::fromReferenceSeconds(1e8))},
-      {"ünï", Value(Data{{1, 2, 3}})}};
-  std::mt19937 random(11);
-  for (PlistFormat format : {PlistFormat::Binary, PlistFormat::Xml}) {
-    const auto valid = serializePropertyList(Value(sample), format);
-    int parsed = 0;
-    for (int round = 0; round < 1500; ++round) {
-      auto bytes = valid;
-      for (int m = 0, n = 1 + static_cast<int>(random() % 6); m < n; ++m) {
-        const auto at = bytes.begin() + static_cast<std::ptrdiff_t>(random() % bytes.size());
-        switch (random() % 3) {
-          case 0:
-            *at = static_cast<std::uint8_t>(random());
-            break;
-          case 1:
-            bytes.erase(at);
-            break;
-          default:
-            bytes.insert(at, static_cast<std::uint8_t>(random()));
-        }
-      }
-      const PlistReadResult read = parsePropertyList(bytes);
-      EXPECT_NE(read.value.has_value(), !read.error.empty());
-      parsed += read.value.has_value();
-    }
-    EXPECT_GT(parsed, 0) << "no damaged file read at all: the damage does not reach the parser";
-  }
-}
-
 TEST(PropertyListWriting, RefusesWhatAReaderCouldNotTakeBack) {
   Value nested = Value::integer(1);
   for (int i = 0; i < kMaxPlistDepth; ++i) nested = Value(Array{nested});
@@ -430,6 +361,13 @@ TEST(PropertyListWriting, RefusesWhatAReaderCouldNotTakeBack) {
       {"UID", Value::uid(3), PlistFormat::Xml, "no form for a UID"},
       {"beyond 128 bits", Value::wideInteger("-" + std::string(40, '9')), PlistFormat::Binary, "beyond 128 bits"},
       {"date off the calendar", Value(Date{INFINITY}), {}, "outside the years 1 to 9999"},
+      {"date of no number, in a dictionary",
+       Value(MetricDictionary{{"d", Value(Array{Value(Date{NAN})})}}),
+       {},
+       "1 to 9999"},
+      {"date after 9999, in an array", Value(Array{Value(Date::fromReferenceSeconds(1e12))}), {}, "1 to 9999"},
+      {"date before year 1", Value(Date::fromReferenceSeconds(-1e12)), {}, "1 to 9999"},
+      {"date of 9.2e18", Value(Date::fromReferenceSeconds(9.2e18)), {}, "1 to 9999"},
   };
   for (const auto& c : cases) {
     for (PlistFormat format : {PlistFormat::Binary, PlistFormat::Xml}) {

@@ -2,39 +2,34 @@
 
 #include "palette/Pallet.h"
 #include "platform/Image.h"
-#include "platform/UserDefaults.h"
 #include "presentation/SleepMetricsUI.h"
+#include "support/StoreRecords.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {
 namespace {
 
+using testing::imageWidth;
 using testing::isoDate;
 using testing::keysOf;
+using testing::putShared;
+using testing::readinessSummary;
 using testing::TestEnvironment;
 
 class ReadinessPresentationTest : public ::testing::Test {
  protected:
   ReadinessPresentationTest() : env("2025-01-08T15:00:00+01:00") { env.scale = 1; }
 
-  std::shared_ptr<UserDefaults> store() { return UserDefaults::suite(env, Environment::kSharedSuite); }
-  std::optional<Value> stored(std::string_view key) { return store()->objectForKey(key); }
-  static Value night(double hrv, double hrvBaseline, double waking, double wakingBaseline) {
-    return Value(MetricDictionary{{"key", Value("20250108")},
-                                  {"hrvAverage", Value::real(hrvBaseline)},
-                                  {"hrvTodayVal", Value::real(hrv)},
-                                  {"bpmAverage", Value::real(wakingBaseline)},
-                                  {"bpmTodayVal", Value::real(waking)}});
-  }
+  std::optional<Value> stored(std::string_view key) { return testing::sharedStore(env)->objectForKey(key); }
   // Readiness with HRV and waking rate at their baselines (0.7 and 0.95 points, which average just under 0.825 in
   // single precision: "OK" with 3 stars); fuel of HRV alone.
   void putBank() {
-    ASSERT_TRUE(store()->setObject(Value(MetricDictionary{{"readyDict", night(50, 50, 60, 60)},
-                                                          {"octaneDict", night(90, 50, 0, 0)},
-                                                          {"startDate", Value(isoDate("2025-01-01T00:00:00+01:00"))},
-                                                          {"averageBedtime", Value::real(81000)},
-                                                          {"prevAverageBedtime", Value::real(81300)}}),
-                                   "bankDict"));
+    putShared(env, "bankDict",
+              Value(MetricDictionary{{"readyDict", readinessSummary(50, 50, 60, 60)},
+                                     {"octaneDict", readinessSummary(90, 50, 0, 0)},
+                                     {"startDate", Value(isoDate("2025-01-01T00:00:00+01:00"))},
+                                     {"averageBedtime", Value::real(81000)},
+                                     {"prevAverageBedtime", Value::real(81300)}}));
   }
 
   TestEnvironment env;
@@ -53,7 +48,7 @@ TEST_F(ReadinessPresentationTest, DisplayDictionaries) {
                                       "hrvDifLabel", "hrvLabel",   "wakingDifLabel",     "wakingLabel",
                                       "starsLabel"};
   EXPECT_EQ(keysOf(*readiness), keys);
-  EXPECT_EQ(readiness->objectForKey("ringsImage")->image()->width(), 280.0);
+  EXPECT_EQ(imageWidth(readiness), 280.0);
   const Pallet pallet(env);
   EXPECT_EQ(*readiness->objectForKey("hrvIndicatorColour")->colour(), pallet.lightRatingColour(75));
   EXPECT_EQ(*readiness->objectForKey("wakingIndicatorColour")->colour(), pallet.lightRatingColour(95));
@@ -69,9 +64,9 @@ TEST_F(ReadinessPresentationTest, DisplayDictionaries) {
   std::vector<std::string> widgetKeys = keys;
   widgetKeys.insert(widgetKeys.end(), {"wakingTint", "hrvTint"});
   EXPECT_EQ(keysOf(*ui.requestReadiness()), widgetKeys);
-  EXPECT_EQ(ui.requestConsistency()->objectForKey("ringsImage")->image()->width(), 220.0);
+  EXPECT_EQ(imageWidth(ui.requestConsistency()), 220.0);
 
-  ASSERT_TRUE(store()->setObject(Value(MetricDictionary{}), "bankDict"));
+  putShared(env, "bankDict", Value(MetricDictionary{}));
   EXPECT_EQ(ui.swiftReadinessImage()->name(), "WidgetWait");
   EXPECT_FALSE(ui.requestConsistency());
 }
@@ -90,7 +85,7 @@ TEST_F(ReadinessPresentationTest, WidgetTexts) {
                               {"hrvTint", Value::integer(2)}, {"wakingTint", Value::integer(0)}};
   for (const auto& [key, value] : fuel) EXPECT_EQ(stored("Swift-" + key), value) << key;
 
-  ASSERT_TRUE(store()->setObject(Value(MetricDictionary{}), "bankDict"));
+  putShared(env, "bankDict", Value(MetricDictionary{}));
   ui.requestReadinessForSwift();
   const MetricDictionary none{{"starsLabel", Value("")},     {"hrvLabel", Value("--")},
                               {"hrvDifLabel", Value("")},    {"wakingLabel", Value("--")},

@@ -7,66 +7,61 @@
 
 #include "palette/Pallet.h"
 #include "platform/Image.h"
-#include "platform/UserDefaults.h"
 #include "presentation/SleepMetricsUI.h"
+#include "support/StoreRecords.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {
 namespace {
 
+using testing::imageWidth;
 using testing::isoDate;
+using testing::keysOf;
+using testing::putShared;
+using testing::sharedStore;
 using testing::TestEnvironment;
+using testing::textOf;
 
-const char* const kNightKeys[7] = {"20250102", "20250103", "20250104", "20250105", "20250106", "20250107", "20250108"};
+constexpr const char* kAfternoon = "2025-01-08T15:00:00+01:00";
+constexpr const char* kBankKeys[] = {
+    "ringsImage",          "sleepTimeLabel", "sleepGoalLabel",     "bankTimeLabel", "sleepIndicatorColour",
+    "bankIndicatorColour", "bankPercentage", "shortBankTimeLabel", "pasteItem",     "bankBalanceLabel"};
 
-// Last night's watch record against an eight-hour goal.
-void putWatch(const Environment& env, double sleep, double bank) {
-  ASSERT_TRUE(UserDefaults::suite(env, Environment::kSharedSuite)
-                  ->setObjects({{"watchTrackDict", Value(MetricDictionary{{"rawSleepTime", Value::real(sleep)},
-                                                                          {"rawSleepBankTime", Value::real(bank)}})},
-                                {"velmoraConfig", Value(MetricDictionary{{"requiredHours", Value::real(8)}})}}));
+// Last night's watch record against a goal of `goal` hours (none when NaN is meant to be read as missing).
+void putWatch(const Environment& env, double sleep, double bank, std::optional<double> goal = 8) {
+  MetricDictionary config;
+  if (goal) config.setValue("requiredHours", Value::real(*goal));
+  ASSERT_TRUE(sharedStore(env)->setObjects(
+      {{"watchTrackDict",
+        Value(MetricDictionary{{"rawSleepTime", Value::real(sleep)}, {"rawSleepBankTime", Value::real(bank)}})},
+       {"velmoraConfig", Value(config)}}));
+}
+
+// Seven nights of eight hours (ending on the 2nd to the 8th), waking ten hours after 21:00.
+void putBank(const Environment& env, double wakeOffset = 36000) {
+  testing::putBankNights(env, {28800, 28800, 28800, 28800, 28800, 28800, 28800},
+                         {{"medianWake", Value::real(wakeOffset)}, {"averageEfficiency", Value::real(100)}});
 }
 
 class PresentationTest : public ::testing::Test {
  protected:
-  PresentationTest() : env("2025-01-08T15:00:00+01:00") {}
-
-  std::shared_ptr<UserDefaults> store() { return UserDefaults::suite(env, Environment::kSharedSuite); }
-  void put(std::string_view key, Value value) { ASSERT_TRUE(store()->setObject(std::move(value), key)); }
-  // Seven nights of eight hours, waking ten hours after 21:00.
-  void putBank(double wakeOffset = 36000) {
-    MetricDictionary bank{{"medianWake", Value::real(wakeOffset)}, {"averageEfficiency", Value::real(100)}};
-    for (const char* key : kNightKeys) bank.setValue(key, Value::real(28800));
-    put("bankDict", Value(bank));
-  }
-  std::string text(const MetricDictionary& d, std::string_view key) {
-    const std::string* t = d.textForKey(key);
-    return t ? *t : "<absent>";
-  }
-
-  TestEnvironment env;
+  std::optional<Value> stored(std::string_view key) { return sharedStore(env)->objectForKey(key); }
+  TestEnvironment env{kAfternoon};
 };
 
-// --- Bedtime ------------------------------------------------------------------------
-
 TEST_F(PresentationTest, BedtimeDictionaryForTheNotification) {
-  putBank();
-  SleepMetricsUI ui(env);
-  const auto d = ui.requestLatestBedtime();
+  putBank(env);
+  const auto d = SleepMetricsUI(env).requestLatestBedtime();
   ASSERT_TRUE(d);
-  std::vector<std::string> keys;
-  for (const auto& [key, value] : *d) keys.push_back(key);
-  EXPECT_EQ(keys, (std::vector<std::string>{"ringsImage", "latestBedTime", "wakeTimeLabel", "timeUntilBedLabel",
-                                            "timeUntilWakeLabel", "pasteItem"}));
-  EXPECT_EQ(text(*d, "latestBedTime"), "11:00\u202FPM");
-  EXPECT_EQ(text(*d, "wakeTimeLabel"), "7:00\u202FAM");
-  EXPECT_EQ(text(*d, "timeUntilBedLabel"), "8h 0m");
-  ASSERT_TRUE(d->objectForKey("ringsImage")->image());
-  EXPECT_EQ(d->objectForKey("ringsImage")->image()->width(), 280.0);
+  EXPECT_EQ(keysOf(*d), (std::vector<std::string>{"ringsImage", "latestBedTime", "wakeTimeLabel", "timeUntilBedLabel",
+                                                  "timeUntilWakeLabel", "pasteItem"}));
+  EXPECT_EQ(textOf(*d, "latestBedTime") + "|" + textOf(*d, "wakeTimeLabel") + "|" + textOf(*d, "timeUntilBedLabel"),
+            "11:00\u202FPM|7:00\u202FAM|8h 0m");
+  EXPECT_EQ(imageWidth(d), 280.0);
 }
 
 TEST_F(PresentationTest, WidgetModeAddsTomorrowsBedtimeOnceItHasPassed) {
-  putBank();
+  putBank(env);
   env.setNow("2025-01-09T01:00:00+01:00");  // two hours after last night's 23:00 bedtime, before tonight's
   SleepMetricsUI ui(env);
   const auto notification = ui.requestLatestBedtime();
@@ -75,126 +70,107 @@ TEST_F(PresentationTest, WidgetModeAddsTomorrowsBedtimeOnceItHasPassed) {
 
   ui.swiftBedtimeImage();  // turns widget mode on for good
   const auto widget = ui.requestLatestBedtime();
-  ASSERT_TRUE(widget);
-  const Date bed = *widget->dateForKey("bedTime");
-  EXPECT_EQ(bed, isoDate("2025-01-09T23:00:00+01:00"));
-  EXPECT_EQ(widget->objectForKey("ringsImage")->image()->width(), 220.0);
+  ASSERT_TRUE(widget && widget->dateForKey("bedTime"));
+  EXPECT_EQ(*widget->dateForKey("bedTime"), isoDate("2025-01-09T23:00:00+01:00"));
+  EXPECT_EQ(imageWidth(widget), 220.0);
   // The diagnostic line of widget mode, once for the image's request and once for this one; it is no warning.
   EXPECT_EQ(env.logLines, (std::vector<std::string>{"11:00PM", "11:00PM"}));
   EXPECT_TRUE(env.warnings.empty());
 }
 
-TEST_F(PresentationTest, WidgetBedtimeWithoutACachedBedtimeIsNow) {
-  putBank();
-  put("cachedSleepBankUpdate", Value(isoDate("2025-01-08T15:00:00+01:00")));
-  put("cachedSleepBank", Value(MetricDictionary{{"latestBedLabel", Value("Try to be in bed by 11:00PM")}}));
-  env.setNow("2025-01-08T22:00:00+01:00");
-  SleepMetricsUI ui(env);
-  ui.requestLatestBedtimeForSwift();
-  EXPECT_EQ(store()->objectForKey("Swift-bedTime"), Value(env.now));
-  EXPECT_EQ(store()->objectForKey("Swift-HasData"), Value("1"));
-  EXPECT_FALSE(store()->objectForKey("Swift-latestBedTime")) << "absent in the cache, so removed";
-}
-
-// A wake moment no calendar holds gives no bedtime: the widget shows now, as
-// with no bedtime at all, and no impossible date reaches the store.
-TEST_F(PresentationTest, WidgetBedtimeOfAnImpossibleWakeIsNow) {
-  putBank(INFINITY);
-  SleepMetricsUI ui(env);
-  ui.requestLatestBedtimeForSwift();
-  EXPECT_EQ(store()->objectForKey("Swift-bedTime"), Value(env.now));
-  EXPECT_EQ(store()->objectForKey("Swift-HasData"), Value("1"));
+// A cache without a bedtime, or a wake moment no calendar holds, gives no bedtime: the widget shows now, and no
+// impossible date reaches the store; what the cache lacks is removed.
+TEST_F(PresentationTest, WidgetBedtimeWithoutOneIsNow) {
+  for (const bool cached : {true, false}) {
+    TestEnvironment run(kAfternoon);
+    putBank(run, cached ? 36000 : INFINITY);
+    if (cached) {
+      putShared(run, "cachedSleepBankUpdate", Value(isoDate(kAfternoon)));
+      putShared(run, "cachedSleepBank", Value(MetricDictionary{{"latestBedLabel", Value("Try to be in bed by 11PM")}}));
+      putShared(run, "Swift-latestBedTime", Value("10:45PM"));
+      run.setNow("2025-01-08T22:00:00+01:00");
+    }
+    SleepMetricsUI(run).requestLatestBedtimeForSwift();
+    EXPECT_EQ(sharedStore(run)->objectForKey("Swift-bedTime"), Value(run.now)) << cached;
+    EXPECT_EQ(sharedStore(run)->objectForKey("Swift-HasData"), Value("1")) << cached;
+    EXPECT_TRUE(!cached || !sharedStore(run)->objectForKey("Swift-latestBedTime")) << "absent in the cache: removed";
+  }
 }
 
 TEST_F(PresentationTest, WithoutABedtimePublishingOnlyWithdrawsHasData) {
-  put("Swift-HasData", Value("1"));
-  put("Swift-latestBedTime", Value("10:45PM"));
+  putShared(env, "Swift-HasData", Value("1"));
+  putShared(env, "Swift-latestBedTime", Value("10:45PM"));
   SleepMetricsUI ui(env);
   ui.requestLatestBedtimeForSwift();  // no bank at all
-  EXPECT_FALSE(store()->objectForKey("Swift-HasData"));
-  EXPECT_EQ(store()->objectForKey("Swift-latestBedTime"), Value("10:45PM"));
+  EXPECT_FALSE(stored("Swift-HasData"));
+  EXPECT_EQ(stored("Swift-latestBedTime"), Value("10:45PM"));
   EXPECT_EQ(ui.swiftBedtimeImage()->name(), "WidgetWait");
-  putBank(0);  // a bank record without a wake moment has no bedtime either
+  putBank(env, 0);  // a bank record without a wake moment has no bedtime either
   EXPECT_FALSE(ui.requestLatestBedtime());
 }
 
-// --- Sleep bank ---------------------------------------------------------------------
-
-// Debt is spoken in lower case, credit as translated; from 100 % on the decimals go.
-TEST_F(PresentationTest, BankBalanceTextIsDebtOrCredit) {
-  const std::tuple<double, const char*, const char*> cases[] = {
-      {28800, "en_US", "0.0% Credit"}, {0, "en_US", "100% debt"}, {25920, "de_DE", "10,0% defizit"}};
-  for (const auto& [bank, locale, expected] : cases) {
-    TestEnvironment local("2025-01-08T15:00:00+01:00", "Europe/Berlin", locale);
-    local.languages = {std::string(locale, 2)};
-    putWatch(local, 27000, bank);
-    const auto d = SleepMetricsUI(local).requestSleepBankRings();
+// Debt is spoken in lower case, credit as translated; from 100 % on the decimals go. No goal at all makes the
+// fractions 0 / 0, which the platform prints as it prints any NaN.
+TEST_F(PresentationTest, BankBalanceAndGoalTexts) {
+  const std::tuple<double, std::optional<double>, const char*, const char*> cases[] = {
+      {28800, 8, "en_US", "0.0% Credit|93% of goal"},
+      {0, 8, "en_US", "100% debt|93% of goal"},
+      {25920, 8, "de_DE", "10,0% defizit|93% des Ziels"},
+      {0, std::nullopt, "en_US", "|nan% of goal"},
+  };
+  for (const auto& [bank, goal, locale, expected] : cases) {
+    TestEnvironment run(kAfternoon, "Europe/Berlin", locale);
+    run.languages = {std::string(locale, 2)};
+    putWatch(run, goal ? 26784 : 0, bank, goal);
+    const auto d = SleepMetricsUI(run).requestSleepBankRings();
     ASSERT_TRUE(d) << expected;
-    EXPECT_EQ(text(*d, "bankBalanceLabel"), expected) << "bank " << bank << " in " << locale;
+    const std::string balance = goal ? textOf(*d, "bankBalanceLabel") : "";  // no goal: the balance is no number
+    EXPECT_EQ(balance + "|" + textOf(*d, "sleepGoalLabel"), expected) << locale;
   }
 }
 
 TEST_F(PresentationTest, SleepBankDictionaryAndWidgets) {
   putWatch(env, 26784, 25920);  // 93 % of an eight-hour goal; bank 90 %
-  put("sleepSessionStart", Value(isoDate("2025-01-07T23:10:00+01:00")));
-  put("sleepSessionEnd", Value(isoDate("2025-01-08T06:40:00+01:00")));
+  putShared(env, "sleepSessionStart", Value(isoDate("2025-01-07T23:10:00+01:00")));
+  putShared(env, "sleepSessionEnd", Value(isoDate("2025-01-08T06:40:00+01:00")));
   SleepMetricsUI ui(env);
   const auto d = ui.requestSleepBankRings();
   ASSERT_TRUE(d);
-  EXPECT_EQ(text(*d, "sleepTimeLabel"), "7h 26m");
-  EXPECT_EQ(text(*d, "sleepGoalLabel"), "93% of goal");
-  EXPECT_EQ(text(*d, "bankTimeLabel"), "7h 12m");
-  EXPECT_EQ(text(*d, "shortBankTimeLabel"), "7:12");
+  EXPECT_EQ(textOf(*d, "sleepTimeLabel") + "|" + textOf(*d, "bankTimeLabel") + "|" + textOf(*d, "shortBankTimeLabel"),
+            "7h 26m|7h 12m|7:12");
   EXPECT_FLOAT_EQ(d->floatForKey("bankPercentage"), 0.9f);
-  EXPECT_EQ(text(*d, "bankBalanceLabel"), "10.0% debt");
-  EXPECT_EQ(text(*d, "pasteItem"),
+  EXPECT_EQ(textOf(*d, "pasteItem"),
             "{\"Recharge%\":\"93\", \"Credit%\":\"0.0\", \"Debt%\": \"10.0\", \"Sleep\":\"7.44\", "
             "\"Balance\":\"7.20\", \"Start\":\"Tue, 1/7/25, 11:10\u202FPM\", \"Until\":\"Wed, 1/8/25, 6:40\u202FAM\"}");
-
   Pallet dark(env);
   dark.setDarkTheme(true);
   EXPECT_EQ(*d->objectForKey("sleepIndicatorColour")->colour(), dark.lightRatingColour(93.0f));
   EXPECT_EQ(*d->objectForKey("bankIndicatorColour")->colour(), dark.lightRatingColour(90.0f));
-  EXPECT_EQ(d->objectForKey("ringsImage")->image()->width(), 280.0);
+  EXPECT_EQ(imageWidth(d), 280.0);
 
   // The widget sizes stick once asked for.
   EXPECT_EQ(ui.swiftSleepBankImage()->width(), 220.0);
   EXPECT_EQ(ui.swiftSleepBankAccessoryImage()->width(), 200.0);
-  EXPECT_EQ(ui.requestSleepBankRings()->objectForKey("ringsImage")->image()->width(), 200.0);
+  EXPECT_EQ(imageWidth(ui.requestSleepBankRings()), 200.0);
   ui.requestSleepBankForSwift();
-  EXPECT_EQ(store()->objectForKey("Swift-sleepTimeLabel"), Value("7h 26m"));
-  EXPECT_EQ(store()->objectForKey("Swift-bankTimeLabel"), Value("7h 12m"));
+  EXPECT_EQ(stored("Swift-sleepTimeLabel"), Value("7h 26m"));
+  EXPECT_EQ(stored("Swift-bankTimeLabel"), Value("7h 12m"));
 }
 
 TEST_F(PresentationTest, WithoutWatchDataTheDictionaryIsEmptyAndWidgetsGetNoImage) {
-  put("Swift-sleepTimeLabel", Value("7h"));
+  putShared(env, "Swift-sleepTimeLabel", Value("7h"));
   SleepMetricsUI ui(env);
   const auto d = ui.requestSleepBankRings();
   ASSERT_TRUE(d);
   EXPECT_TRUE(d->empty());
   EXPECT_EQ(ui.swiftSleepBankImage(), nullptr);
   ui.requestSleepBankForSwift();
-  EXPECT_EQ(store()->objectForKey("Swift-HasData"), Value("1"));
-  EXPECT_FALSE(store()->objectForKey("Swift-sleepTimeLabel"));
-  EXPECT_FALSE(store()->objectForKey("Swift-bankTimeLabel"));
+  EXPECT_EQ(stored("Swift-HasData"), Value("1"));
+  EXPECT_FALSE(stored("Swift-sleepTimeLabel") || stored("Swift-bankTimeLabel"));
 }
 
-// --- any number: the main app may leave NaN, infinities or 1e308 in any key (under a CTest time limit) ---
-
-class SleepBankRingsBounded : public PresentationTest {};
-
-// No goal at all: the fractions are 0 / 0, which the platform prints as it prints any NaN.
-TEST_F(PresentationTest, WithoutAGoalTheShareOfItIsNotANumber) {
-  ASSERT_TRUE(store()->setObjects({{"watchTrackDict", Value(MetricDictionary{{"rawSleepTime", Value::real(0)},
-                                                                             {"rawSleepBankTime", Value::real(0)}})},
-                                   {"velmoraConfig", Value(MetricDictionary{})}}));
-  SleepMetricsUI ui(env);
-  const auto d = ui.requestSleepBankRings();
-  ASSERT_TRUE(d);
-  EXPECT_EQ(text(*d, "sleepGoalLabel"), "nan% of goal");
-}
-
-TEST_F(SleepBankRingsBounded, AnyStoredNumbersGiveTheWholeDictionaryAndItsImages) {
+// The main app may leave NaN, infinities or 1e308 in any key: the whole dictionary and its images still come.
+TEST(SleepBankRingsBounded, AnyStoredNumbersGiveTheWholeDictionaryAndItsImages) {
   const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
   const struct {
     double sleep, bank, goal;
@@ -205,25 +181,16 @@ TEST_F(SleepBankRingsBounded, AnyStoredNumbersGiveTheWholeDictionaryAndItsImages
       {2.5e4, 2e4, -inf}, {1e308, 1e308, 1e308}, {nan, nan, nan},     {0, 0, 0},
   };
   for (const auto& c : stores) {
-    TestEnvironment run("2025-01-08T15:00:00+01:00");
-    ASSERT_TRUE(
-        UserDefaults::suite(run, Environment::kSharedSuite)
-            ->setObjects({{"watchTrackDict", Value(MetricDictionary{{"rawSleepTime", Value::real(c.sleep)},
-                                                                    {"rawSleepBankTime", Value::real(c.bank)}})},
-                          {"velmoraConfig", Value(MetricDictionary{{"requiredHours", Value::real(c.goal)}})}}));
+    TestEnvironment run(kAfternoon);
+    putWatch(run, c.sleep, c.bank, c.goal);
     SleepMetricsUI ui(run);
     const auto d = ui.requestSleepBankRings();
     ASSERT_TRUE(d);
     const std::string store = std::to_string(c.sleep) + " " + std::to_string(c.bank) + " " + std::to_string(c.goal);
-    for (const char* key :
-         {"ringsImage", "sleepTimeLabel", "sleepGoalLabel", "bankTimeLabel", "sleepIndicatorColour",
-          "bankIndicatorColour", "bankPercentage", "shortBankTimeLabel", "pasteItem", "bankBalanceLabel"})
-      EXPECT_TRUE(d->contains(key)) << key << " of " << store;
-    ASSERT_TRUE(d->objectForKey("ringsImage")->image()) << store;
-    EXPECT_EQ(d->objectForKey("ringsImage")->image()->width(), 280.0);
-    EXPECT_EQ(text(*d, "sleepGoalLabel").find("-nan"), std::string::npos) << store;
-    EXPECT_TRUE(ui.swiftSleepBankImage()) << store;
-    EXPECT_TRUE(ui.swiftSleepBankAccessoryImage()) << store;
+    for (const char* key : kBankKeys) EXPECT_TRUE(d->contains(key)) << key << " of " << store;
+    EXPECT_EQ(imageWidth(d), 280.0) << store;
+    EXPECT_EQ(textOf(*d, "sleepGoalLabel").find("-nan"), std::string::npos) << store;
+    EXPECT_TRUE(ui.swiftSleepBankImage() && ui.swiftSleepBankAccessoryImage()) << store;
   }
 }
 

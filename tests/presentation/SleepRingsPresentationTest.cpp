@@ -4,14 +4,15 @@
 
 #include "palette/Pallet.h"
 #include "platform/Image.h"
-#include "platform/UserDefaults.h"
 #include "presentation/SleepMetricsUI.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {
 namespace {
 
+using testing::imageWidth;
 using testing::isoDate;
+using testing::textOf;
 
 class SleepRingsPresentationTest : public ::testing::Test {
  protected:
@@ -22,11 +23,7 @@ class SleepRingsPresentationTest : public ::testing::Test {
                            {"rawRingValues", Value("5400|4320|52")},
                            {"rawSleepTime", Value::real(sleepSeconds)}};
     if (stages) watch.setValue("showStages", Value("yes"));
-    ASSERT_TRUE(UserDefaults::suite(env, Environment::kSharedSuite)->setObject(Value(watch), "watchTrackDict"));
-  }
-  static double width(const std::optional<MetricDictionary>& d) {
-    const Value* image = d ? d->objectForKey("ringsImage") : nullptr;
-    return image && image->image() ? image->image()->width() : -1;
+    testing::putShared(env, "watchTrackDict", Value(watch));
   }
 
   testing::TestEnvironment env;  // 15:00 on 6 January 2025 in Berlin
@@ -39,25 +36,21 @@ TEST_F(SleepRingsPresentationTest, DisplayDictionaryForTheRings) {
   SleepMetricsUI ui(env);
   const std::optional<MetricDictionary> d = ui.requestQuality();
   ASSERT_TRUE(d);
-  std::string keys;
-  for (const auto& [key, value] : *d) keys += key + " ";
-  EXPECT_EQ(keys,
-            "ringsImage ringSleepLabel ringQualityLabel ringDeepLabel ringBPMLabel ringSleepColour ringQualityColour "
-            "ringDeepColour ringBPMColour showStages pasteItem ");
-  EXPECT_EQ(width(d), 280.0);
-  EXPECT_EQ(*d->textForKey("ringSleepLabel"), "8h 48m");
-  EXPECT_EQ(*d->textForKey("ringQualityLabel"), "1h 30m");
-  EXPECT_EQ(*d->textForKey("showStages"), "1");
+  EXPECT_EQ(testing::keysOf(*d),
+            (std::vector<std::string>{"ringsImage", "ringSleepLabel", "ringQualityLabel", "ringDeepLabel",
+                                      "ringBPMLabel", "ringSleepColour", "ringQualityColour", "ringDeepColour",
+                                      "ringBPMColour", "showStages", "pasteItem"}));
+  EXPECT_EQ(imageWidth(d), 280.0);
+  EXPECT_EQ(textOf(*d, "ringSleepLabel") + "|" + textOf(*d, "ringQualityLabel") + "|" + textOf(*d, "showStages"),
+            "8h 48m|1h 30m|1");
   EXPECT_EQ(d->textForKey("pasteItem")->substr(0, 30), R"({"Sleep%":"110", "REM%":"150",)");
 
   const Pallet pallet(env);
-  const struct {
-    const char* key;
-    float fraction;
-  } colours[] = {
-      {"ringSleepColour", 1.1f}, {"ringQualityColour", 1.5f}, {"ringDeepColour", 0.8f}, {"ringBPMColour", 0.4f}};
-  for (const auto& c : colours)
-    EXPECT_EQ(*d->objectForKey(c.key)->colour(), pallet.colourForBatteryChargePercent(c.fraction)) << c.key;
+  for (const auto& [key, fraction] : {std::pair{"ringSleepColour", 1.1f},
+                                      {"ringQualityColour", 1.5f},
+                                      {"ringDeepColour", 0.8f},
+                                      {"ringBPMColour", 0.4f}})
+    EXPECT_EQ(*d->objectForKey(key)->colour(), pallet.colourForBatteryChargePercent(fraction)) << key;
 
   putWatch("0.5|0.5|0.5", 14400, false);
   EXPECT_FALSE(ui.requestQuality()->contains("showStages"));
@@ -75,7 +68,7 @@ TEST_F(SleepRingsPresentationTest, WidgetImagesAndTheirStickySizes) {
   SleepMetricsUI ui(env);
   EXPECT_EQ(ui.swiftSleepRingsImage()->width(), 280.0);
   EXPECT_EQ(ui.swiftSleepRingsAccessoryImage()->width(), 260.0);
-  EXPECT_EQ(width(ui.requestQuality()), 260.0) << "accessory mode stays on";
+  EXPECT_EQ(imageWidth(ui.requestQuality()), 260.0) << "accessory mode stays on";
   EXPECT_EQ(ui.swiftSleepRingsImage()->width(), 280.0);
 }
 

@@ -62,6 +62,22 @@ Rect inkBounds(const Image& image, Rect box, const std::function<bool(const RGBA
   return {left / s, top / s, (right + 1 - left) / s, (bottom + 1 - top) / s};
 }
 
+Rect lightBounds(const Image& image, Rect box) {
+  return inkBounds(image, box, [](const RGBA& p) { return p.red + p.green + p.blue > 1.5; });
+}
+
+Rect tintBounds(const Image& image, Rect box, const RGBA& tint) {
+  return inkBounds(image, box, [&](const RGBA& p) {
+    return std::abs(p.red - tint.red) + std::abs(p.green - tint.green) + std::abs(p.blue - tint.blue) < 0.1;
+  });
+}
+
+RGBA composite(const RGBA& over, const RGBA& under) {
+  const double a = over.alpha + under.alpha * (1 - over.alpha);
+  auto channel = [&](double o, double u) { return (o * over.alpha + u * under.alpha * (1 - over.alpha)) / a; };
+  return {channel(over.red, under.red), channel(over.green, under.green), channel(over.blue, under.blue), a};
+}
+
 ::testing::AssertionResult near(const RGBA& actual, const RGBA& expected, double tolerance) {
   const double worst = std::max({std::abs(actual.red - expected.red), std::abs(actual.green - expected.green),
                                  std::abs(actual.blue - expected.blue), std::abs(actual.alpha - expected.alpha)});

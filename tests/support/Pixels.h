@@ -20,6 +20,13 @@ RGBA pixelAt(const Image& image, Point p);
 // (no width or height, at the box's far corner) when none is.
 Rect inkBounds(const Image& image, Rect box, const std::function<bool(const RGBA&)>& select);
 
+// The bounds of the light pixels (an icon) and of the pixels within 0.1 of `tint` (a text) inside `box`.
+Rect lightBounds(const Image& image, Rect box);
+Rect tintBounds(const Image& image, Rect box, const RGBA& tint);
+
+// `over` painted on `under`, both straight colours.
+RGBA composite(const RGBA& over, const RGBA& under);
+
 // Whether every channel lies within `tolerance` of the expected colour's.
 ::testing::AssertionResult near(const RGBA& actual, const RGBA& expected, double tolerance);
 

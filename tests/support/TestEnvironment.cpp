@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdlib>
 
+#include "platform/Image.h"
 #include "platform/IsoDate.h"
 
 namespace velmora::testing {
@@ -44,6 +45,34 @@ std::vector<std::string> keysOf(const MetricDictionary& d) {
   std::vector<std::string> keys;
   for (const auto& [key, value] : d) keys.push_back(key);
   return keys;
+}
+
+std::vector<std::string> fields(std::string_view text) {
+  std::vector<std::string> parts;
+  for (std::size_t start = 0;;) {
+    const std::size_t end = text.find('|', start);
+    parts.emplace_back(text.substr(start, end - start));
+    if (end == std::string_view::npos) return parts;
+    start = end + 1;
+  }
+}
+
+std::string textOf(const MetricDictionary& d, std::string_view key) {
+  const std::string* text = d.textForKey(key);
+  return text ? *text : "<absent>";
+}
+
+std::shared_ptr<UserDefaults> sharedStore(const Environment& env) {
+  return UserDefaults::suite(env, Environment::kSharedSuite);
+}
+
+void putShared(const Environment& env, std::string_view key, Value value) {
+  EXPECT_TRUE(sharedStore(env)->setObject(std::move(value), key)) << key;
+}
+
+double imageWidth(const std::optional<MetricDictionary>& d, std::string_view key) {
+  const Value* value = d ? d->objectForKey(key) : nullptr;
+  return value && value->image() ? value->image()->width() : -1;
 }
 
 void TestEnvironment::setNow(std::string_view isoNow) { now = isoDate(isoNow); }

@@ -1,11 +1,14 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/Environment.h"
+#include "platform/UserDefaults.h"
 #include "platform/Value.h"
 
 namespace velmora::testing {
@@ -47,5 +50,20 @@ Date isoDate(std::string_view text);
 
 // The keys of a dictionary in the order they were set.
 std::vector<std::string> keysOf(const MetricDictionary& d);
+
+// The "|"-separated fields of a text, for tables that give many short texts in one row.
+std::vector<std::string> fields(std::string_view text);
+
+// The text under `key`, or "<absent>" when the dictionary holds no text there.
+std::string textOf(const MetricDictionary& d, std::string_view key);
+
+// The SharedStore of the run, where the main app leaves its records.
+std::shared_ptr<UserDefaults> sharedStore(const Environment& env);
+
+// Sets `key` of the SharedStore; the test fails when the store cannot be written.
+void putShared(const Environment& env, std::string_view key, Value value);
+
+// The width in points of the image under `key` of a display dictionary; -1 without one.
+double imageWidth(const std::optional<MetricDictionary>& d, std::string_view key = "ringsImage");
 
 }  // namespace velmora::testing

@@ -1,13 +1,11 @@
 #pragma once
 
-// The drawing object with what the presentation operations do around the
-// drawing opened up, for the graphics tests.
-
 #include "graphics/SleepMetricsGraphics.h"
 
 namespace velmora::testing {
 
-class OpenGraphics : public SleepMetricsGraphics {
+// Opens up what the presentation operations do around the drawing: the palette, the store, widget mode.
+class Graphics : public SleepMetricsGraphics {
  public:
   using SleepMetricsGraphics::openStore;
   using SleepMetricsGraphics::pallet;
