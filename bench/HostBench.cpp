@@ -14,7 +14,7 @@ namespace {
 
 MetricDictionary largeDomain() {
   MetricDictionary bank;
-  const Date firstNight{1451606400.0};  // 2016-01-01
+  const Date firstNight = Date::fromUnixSeconds(1451606400.0);  // 2016-01-01
   for (int day = 0; day < 3650; ++day) {
     // Distinct eight-digit keys, as many as ten years of nights.
     bank.setObject(std::to_string(20160101 + day), Value::real(20000.5 + (day * 7919) % 12000));

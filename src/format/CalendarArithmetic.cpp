@@ -55,7 +55,7 @@ Date dateFromComponents(icu::Calendar& cal, const Components& c) {
 // is no date (not finite) stays no date.
 template <typename Change>
 Date rebuilt(icu::Calendar& cal, Date date, Change change) {
-  if (!std::isfinite(date.seconds)) return date;
+  if (!std::isfinite(date.unixSeconds())) return date;
   Components c = componentsOf(cal, date);
   change(c);
   return dateFromComponents(cal, c);
@@ -136,7 +136,9 @@ Date FormatTools::startDateForDaysAgo(int daysAgo, Date basedOnDate) {
   });
 }
 
-double FormatTools::epochIntervalForDate(Date date, int hour, int min) { return dateForDate(date, hour, min).seconds; }
+double FormatTools::epochIntervalForDate(Date date, int hour, int min) {
+  return dateForDate(date, hour, min).unixSeconds();
+}
 
 Date FormatTools::dateForDate(Date date, int hour, int min) { return atTimeOfDay(m_->cal(), date, hour, min); }
 
@@ -183,7 +185,7 @@ std::int32_t FormatTools::getDaylightSavingsHourForDate(Date date, int mode) {
 }
 
 double FormatTools::intervalSinceMidnight(Date date) {
-  if (!std::isfinite(date.seconds)) return 0;
+  if (!std::isfinite(date.unixSeconds())) return 0;
   return date.timeIntervalSinceDate(dateForDate(date, 0, 0));
 }
 
@@ -202,7 +204,7 @@ Date FormatTools::startOfMonthMonthsAgo(int monthsAgo) {
 std::string FormatTools::nameOfMonthMonthsAgo(int monthsAgo) { return shortMonth(startOfMonthMonthsAgo(monthsAgo)); }
 
 int FormatTools::getWeekdayNoForDate(Date date) {
-  if (!std::isfinite(date.seconds)) return 0;
+  if (!std::isfinite(date.unixSeconds())) return 0;
   icu::Calendar& cal = m_->cal();
   UErrorCode status = U_ZERO_ERROR;
   cal.setTime(date.icuMillis(), status);

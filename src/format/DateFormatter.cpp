@@ -27,7 +27,7 @@ void DateFormatter::setDateFormat(const icu::UnicodeString& pattern) {
 }
 
 std::string DateFormatter::stringFromDate(Date date) {
-  if (!format_ || !std::isfinite(date.seconds)) return {};
+  if (!format_ || !std::isfinite(date.unixSeconds())) return {};
   icu::UnicodeString out;
   format_->format(date.icuMillis(), out);
   return icutext::toUtf8(out);

@@ -197,7 +197,7 @@ ProcessContext ProcessContext::current() {
     if (auto home = homeFromPasswordDatabase()) process.variables["HOME"] = *home;
   process.clock = [] {
     const auto since = std::chrono::system_clock::now().time_since_epoch();
-    return Date{std::chrono::duration<double>(since).count()};
+    return Date::fromUnixSeconds(std::chrono::duration<double>(since).count());
   };
   process.systemTimeZone = detectSystemTimeZone;
   std::error_code ec;

@@ -480,7 +480,7 @@ class Writer {
       case Value::Kind::kDouble:
         return ScalarKey{Value::Kind::kDouble, std::bit_cast<std::uint64_t>(value.doubleValue())};
       case Value::Kind::kDate:
-        return ScalarKey{Value::Kind::kDate, std::bit_cast<std::uint64_t>(value.date()->seconds)};
+        return ScalarKey{Value::Kind::kDate, std::bit_cast<std::uint64_t>(value.date()->referenceSeconds())};
       case Value::Kind::kBoolean:
         return ScalarKey{Value::Kind::kBoolean, value.boolValue() ? 1u : 0u};
       default:

@@ -338,14 +338,14 @@ TEST(CalendarDates, WeekdaysCountFromSunday) {
 TEST(CalendarDates, ADateThatIsNoDateGivesNoTextAndZero) {
   TestEnvironment env;
   FormatTools tools(env);
-  const Date none{std::nan("")};
+  const Date none = Date::fromReferenceSeconds(std::nan(""));
   EXPECT_EQ(tools.YYMMDD(none), "");
   EXPECT_EQ(tools.dayTime(none), "");
   EXPECT_EQ(tools.currentHour(none), 0);
   EXPECT_EQ(tools.whenString(none), "just now");
   EXPECT_EQ(tools.seedForDate(none), 0);
   EXPECT_EQ(tools.intervalSinceMidnight(none), 0.0);
-  EXPECT_TRUE(std::isnan(tools.dateForDate(none, 21, 0).seconds));
+  EXPECT_TRUE(std::isnan(tools.dateForDate(none, 21, 0).unixSeconds()));
 }
 
 TEST(CalendarDates, DaylightSavingFindsTheNightsChangeAndItsHour) {

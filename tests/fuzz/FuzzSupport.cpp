@@ -39,7 +39,7 @@ bool sameValue(const Value& a, const Value& b) {
     case Value::Kind::kDouble:
       return sameNumber(a.doubleValue(), b.doubleValue());
     case Value::Kind::kDate:
-      return sameNumber(a.date()->seconds, b.date()->seconds);
+      return sameNumber(a.date()->referenceSeconds(), b.date()->referenceSeconds());
     case Value::Kind::kArray:
       return sameArray(*a.array(), *b.array());
     case Value::Kind::kDictionary:

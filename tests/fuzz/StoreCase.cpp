@@ -101,7 +101,7 @@ enum ValueTag : std::uint8_t {
   kBoolean,       // 1 byte
   kText,          // 2 bytes of length, then the text
   kNotableText,   // 1 byte: which of kNotableTexts
-  kDate,          // 8 bytes: seconds since 1970
+  kDate,          // 8 bytes: seconds since 2001
   kDateNearNow,   // 4 bytes: signed seconds from now
   kData,          // 2 bytes of length, then the bytes
   kArray,         // 1 byte of count, then the items
@@ -166,18 +166,12 @@ class ByteWriter {
 };
 
 // An instant a store holds: within the years 1 to 9999 (NaN is `fallback`),
-// and as a binary list reads it back, which counts from 2001 and so may
-// round the last bit of an instant counted from 1970.
+// counted from 2001 as a property list counts it.
 Date onCalendar(double seconds, Date fallback) {
-  Date date{std::isnan(seconds) ? fallback.seconds
-                                : std::clamp(seconds, Date::kFirstCalendarSeconds,
-                                             std::nextafter(Date::kEndCalendarSeconds, Date::kFirstCalendarSeconds))};
-  for (int round = 0; round < 8; ++round) {
-    const Date stored = Date::fromReferenceSeconds(date.referenceSeconds());
-    if (stored == date) break;
-    date = stored;
-  }
-  return date;
+  constexpr double first = Date::kFirstCalendarSeconds - Date::kReferenceOffset;
+  constexpr double end = Date::kEndCalendarSeconds - Date::kReferenceOffset;
+  return std::isnan(seconds) ? fallback
+                             : Date::fromReferenceSeconds(std::clamp(seconds, first, std::nextafter(end, first)));
 }
 
 template <typename Item>
@@ -193,7 +187,7 @@ class CaseDecoder {
 
   StoreCase decode() {
     StoreCase c;
-    c.now = onCalendar(in_.raw<double>(), Date{1736173800.0});  // else 2025-01-06T14:30:00Z
+    c.now = onCalendar(in_.raw<double>(), Date::fromUnixSeconds(1736173800.0));  // else 2025-01-06T14:30:00Z
     c.timeZone = kZones[in_.byte() % std::size(kZones)];
     c.locale = kLocales[in_.byte() % std::size(kLocales)];
     c.scale = in_.byte() % 4 + 1;
@@ -223,7 +217,7 @@ class CaseDecoder {
     if (tag == kLongKey) return validUtf8(in_.text(in_.raw<std::uint16_t>()));
     if (tag == kDayKey) {
       const auto days = static_cast<std::int8_t>(in_.byte());
-      const std::string day = days_->format(onCalendar(now_.seconds + days * 86400.0, now_)).substr(0, 10);
+      const std::string day = days_->format(onCalendar(now_.referenceSeconds() + days * 86400.0, now_)).substr(0, 10);
       return day.substr(0, 4) + day.substr(5, 2) + day.substr(8, 2);
     }
     const std::size_t listed = tag * 256u + in_.byte();
@@ -251,7 +245,7 @@ class CaseDecoder {
       case kDate:
         return Value(onCalendar(in_.raw<double>(), now_));
       case kDateNearNow:
-        return Value(onCalendar(now_.seconds + in_.raw<std::int32_t>(), now_));
+        return Value(onCalendar(now_.referenceSeconds() + in_.raw<std::int32_t>(), now_));
       case kData: {
         const std::string bytes = in_.text(in_.raw<std::uint16_t>());
         return Value(Data{{bytes.begin(), bytes.end()}});
@@ -293,7 +287,7 @@ class CaseDecoder {
 class CaseEncoder {
  public:
   std::vector<std::uint8_t> encode(const StoreCase& c) {
-    out_.raw(c.now.seconds);
+    out_.raw(c.now.referenceSeconds());
     out_.byte(static_cast<std::uint8_t>(indexOf(caseZones(), c.timeZone, "the zone")));
     out_.byte(static_cast<std::uint8_t>(indexOf(caseLocales(), c.locale, "the locale")));
     if (c.scale < 1 || c.scale > 4) throw std::invalid_argument("a scale outside 1 to 4");
@@ -333,7 +327,7 @@ class CaseEncoder {
         out_.byte(kText), out_.text(*v.text());
         return;
       case Value::Kind::kDate:
-        out_.byte(kDate), out_.raw(v.date()->seconds);
+        out_.byte(kDate), out_.raw(v.date()->referenceSeconds());
         return;
       case Value::Kind::kData:
         out_.byte(kData), out_.text({reinterpret_cast<const char*>(v.data()->bytes.data()), v.data()->bytes.size()});
@@ -399,7 +393,8 @@ void writeDomain(const std::filesystem::path& file, const MetricDictionary& cont
 }  // namespace
 
 bool sameCase(const StoreCase& a, const StoreCase& b) {
-  return std::bit_cast<std::uint64_t>(a.now.seconds) == std::bit_cast<std::uint64_t>(b.now.seconds) &&
+  return std::bit_cast<std::uint64_t>(a.now.referenceSeconds()) ==
+             std::bit_cast<std::uint64_t>(b.now.referenceSeconds()) &&
          a.timeZone == b.timeZone && a.locale == b.locale && a.scale == b.scale && a.sharedFormat == b.sharedFormat &&
          a.standardFormat == b.standardFormat && sameDictionary(a.shared, b.shared) &&
          sameDictionary(a.standard, b.standard);

@@ -64,7 +64,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         parsePropertyList(serializePropertyList(Value(MetricDictionary{{"key", *stored.value}}), format));
     fuzz::check(back.value && back.value->dictionary(), "a stored value does not read back: " + back.error);
     const Value* read = back.value->dictionary()->objectForKey("key");
-    fuzz::check(read && fuzz::sameValue(*read, *stored.value), "a stored value reads back as another");
+    fuzz::check(read && fuzz::sameValue(*read, *stored.value),
+                "a stored value reads back as another: " + host::writeJson(forms.toJson(*stored.value)) + " as " +
+                    (read ? host::writeJson(forms.toJson(*read)) : "nothing"));
   }
   return 0;
 }

@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   host::ProcessContext process;
   process.variables = {{"HOME", fuzz::scratchDirectory().string()}};
-  process.clock = [] { return Date{1736173800.0}; };
+  process.clock = [] { return Date::fromUnixSeconds(1736173800.0); };
   process.systemTimeZone = [] { return std::string("UTC"); };
   process.executable = fuzz::scratchDirectory() / "bin" / "velmora";  // a program in its build tree
   process.buildTree = fuzz::scratchDirectory();

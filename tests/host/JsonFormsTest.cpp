@@ -53,8 +53,8 @@ TEST(WriteForms, FollowTheTableOfForms) {
        R"({"date": "1000-01-01T00:53:28+00:53:28"})"},
       {"the last moment", Value(Date::fromUnixSeconds(Date::kEndCalendarSeconds - 0.5)),
        R"({"date": "9999-12-31T23:59:59.500+00:00"})"},
-      {"infinite", Value(Date{INFINITY}), R"({"date": null})"},
-      {"year 5828963", Value(Date{1.8e14}), R"({"date": null})"},
+      {"infinite", Value(Date::fromUnixSeconds(INFINITY)), R"({"date": null})"},
+      {"year 5828963", Value(Date::fromUnixSeconds(1.8e14)), R"({"date": null})"},
   };
   for (const auto& c : cases) {
     std::string text = writeJson(JsonForms("Europe/Berlin").toJson(c.value));

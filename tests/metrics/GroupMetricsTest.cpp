@@ -152,10 +152,10 @@ TEST_F(GroupMetricsTest, BedtimeBoundsEfficiencyAndPullUp) {
     putConfig(env, c.config);
     const auto record = GroupMetrics(env).requestSleepBank();
     ASSERT_TRUE(record && record->dateForKey("bedTime")) << c.name;
-    EXPECT_NEAR(record->dateForKey("bedTime")->seconds, at(c.bed).seconds, 0.01) << c.name;
+    EXPECT_NEAR(record->dateForKey("bedTime")->unixSeconds(), at(c.bed).unixSeconds(), 0.01) << c.name;
     EXPECT_EQ(*record->dateForKey("wakeTime"), at(c.wake)) << c.name;
     // Computed in the afternoon: tonight's bedtime is a day after the computed night's.
-    EXPECT_NEAR(record->dateForKey("adjustedBedTime")->seconds, at(c.bed).seconds + 86400, 0.01) << c.name;
+    EXPECT_NEAR(record->dateForKey("adjustedBedTime")->unixSeconds(), at(c.bed).unixSeconds() + 86400, 0.01) << c.name;
   }
 }
 
@@ -199,7 +199,8 @@ TEST_F(GroupMetricsTest, TheCacheMovesOnADayAtTheNightHour) {
   const auto evening = GroupMetrics(env).requestSleepBank();
   ASSERT_TRUE(evening && evening->dateForKey("adjustedBedTime"));
   EXPECT_EQ(evening->floatForKey("bankBalance"), afternoon->floatForKey("bankBalance"));
-  EXPECT_EQ(evening->dateForKey("adjustedBedTime")->seconds, afternoon->dateForKey("bedTime")->seconds + 86400);
+  EXPECT_EQ(evening->dateForKey("adjustedBedTime")->unixSeconds(),
+            afternoon->dateForKey("bedTime")->unixSeconds() + 86400);
   EXPECT_FLOAT_EQ(evening->floatForKey("timeUntilBed"), 9000.0f);  // 21:00 until 23:30
   EXPECT_EQ(textOf(*evening, "latestBedLabel"), "Try to be in bed by 11:30\u202FPM");
   EXPECT_EQ(*sharedStore(env)->objectForKey("cachedSleepBankUpdate")->date(), isoDate(kAfternoon));

@@ -144,9 +144,9 @@ struct StoredCase {
 TEST_F(UserDefaultsTest, ValuesReadBackAsTheFileHoldsThem) {
   const StoredCase cases[] = {
       {"float", Value::number(0.1f), Value::real(static_cast<double>(0.1f))},
-      {"date", Value(Date{1736172000.123456}), Value(Date{1736172000.123456})},
+      {"date", Value(Date::fromUnixSeconds(1736172000.123456)), Value(Date::fromUnixSeconds(1736172000.123456))},
       {"colour", Value(Colour::whiteColor()), std::nullopt},
-      {"nanDateInAnArray", Value(Array{Value(Date{NAN})}), std::nullopt},
+      {"nanDateInAnArray", Value(Array{Value(Date::fromUnixSeconds(NAN))}), std::nullopt},
       {"dictionaryWithColour", Value(MetricDictionary{{"c", Value(Colour::whiteColor())}, {"n", Value::integer(3)}}),
        Value(MetricDictionary{{"n", Value::integer(3)}})},
   };

@@ -39,7 +39,7 @@ INSTANTIATE_TEST_SUITE_P(
                       LenientCase{"textZeroPaddedDigit", Value("007"), 7.0f, 7, true},
                       LenientCase{"textHexIsNotANumber", Value("0x1F"), 0.0f, 0, false},
                       LenientCase{"textInfinityIsNotANumber", Value("inf"), 0.0f, 0, false},
-                      LenientCase{"date", Value(Date{1e9}), 0.0f, 0, false},
+                      LenientCase{"date", Value(Date::fromUnixSeconds(1e9)), 0.0f, 0, false},
                       LenientCase{"colour", Value(Colour::whiteColor()), 0.0f, 0, false},
                       LenientCase{"array", Value(Array{Value::integer(1)}), 0.0f, 0, false},
                       LenientCase{"dictionary", Value(MetricDictionary{{"a", Value::integer(1)}}), 0.0f, 0, false},
@@ -86,15 +86,15 @@ TEST(MetricDictionary, ADateOffTheCalendarCountsAsNoValue) {
                {end.dateByAddingTimeInterval(-0.001), true},
                {first.dateByAddingTimeInterval(-0.001), false},
                {end, false},
-               {Date{NAN}, false},
-               {Date{INFINITY}, false},
-               {Date{9.2e18}, false}};
+               {Date::fromUnixSeconds(NAN), false},
+               {Date::fromUnixSeconds(INFINITY), false},
+               {Date::fromUnixSeconds(9.2e18), false}};
   for (const auto& c : cases) {
-    MetricDictionary record{{"bedTime", Value(Date{0})}};
+    MetricDictionary record{{"bedTime", Value(Date::fromUnixSeconds(0))}};
     record.setValue("bedTime", Value(c.date));
-    EXPECT_EQ(record.contains("bedTime"), c.kept) << c.date.seconds;
+    EXPECT_EQ(record.contains("bedTime"), c.kept) << c.date.unixSeconds();
     const MetricDictionary read(std::vector<MetricDictionary::Entry>{{"d", Value(c.date)}});
-    EXPECT_TRUE(read.contains("d")) << c.date.seconds;
+    EXPECT_TRUE(read.contains("d")) << c.date.unixSeconds();
   }
 }
 
