@@ -96,7 +96,6 @@ TEST_F(Defaults, UnreadableDomainFailsWithItsReason) {
   EXPECT_EQ(host::readFile(plist), "<plist><dict>");
 }
 
-
 // JSON values and the platform defaults tool's typed forms store what it would store; each case writes the key
 // "k" (or the named one) of the standard domain in turn, on what the cases before it left, and reads it back.
 // Deleting a key, then the domain, leaves nothing to read.

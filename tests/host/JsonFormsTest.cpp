@@ -137,18 +137,14 @@ TEST(ReadForms, SayWhereAndWhatIsWrong) {
   }
 }
 
-// The reader keeps members in their order, a repeated key in its first place with its last value, as the
-// library's own reader does; it takes nesting of any depth (the value forms then refuse what is too deep) and
-// says where text stops being JSON.
-TEST(ReadForms, DocumentsKeepTheirOrderAndTheLastOfARepeatedKey) {
+// The reader takes nesting of any depth (the value forms then refuse what is too deep) and says where text stops
+// being JSON. That it builds the library's own document, order and repeated keys included, the replayed
+// defaults_json fuzz seeds check.
+TEST(ReadForms, DocumentsOfAnyDepthAndWhereTextStopsBeingJson) {
   const struct {
     std::string text;
     const char* read;  // the document as the library writes it, or a part of the parse error
   } cases[] = {
-      {R"({"b": 1, "a": {"y": [], "x": 2}, "c": null})", R"({"b":1,"a":{"y":[],"x":2},"c":null})"},
-      {R"({"k": 1, "j": 2, "k": {"n": 3, "n": 4}})", R"({"k":{"n":4},"j":2})"},
-      {R"([{"a": 1}, {"a": 2, "a": 3}, "x", 1.5e300])", R"([{"a":1},{"a":3},"x",1.5e+300])"},
-      {R"("\u00e9")", "\"\xc3\xa9\""},
       {std::string(100000, '[') + std::string(100000, ']'), "deep"},
       {R"({"a": 1,})", "syntax error while parsing object key"},
       {R"({"a": 1} x)", "expected end of input"},

@@ -128,8 +128,6 @@ TEST_F(GroupMetricsTest, BedtimeBoundsEfficiencyAndPullUp) {
       {"minimumFromGoal", 32400, 36000, 100, "8T00:00:00", "8T07:00:00", {}},
       // Four hours a night: 20 h needed; no maximum, so goal + 2 = 10 h at 100 %.
       {"maximumFromGoal", 14400, 40000, 100, "7T22:06:40", "8T08:06:40", {{"minimumHours", Value::real(7)}}},
-      // Within the bounds the need itself is spent in bed.
-      {"forecastWithinBounds", 28800, 36000, 100, "7T23:00:00", "8T07:00:00", {}},
       // More time in bed than the night has: the bedtime is the night's start.
       {"pulledUpToNightStart", 14400, 36000, 90, "7T21:00:00", "8T07:00:00", {}},
       // Thursday's fixed wake (weekday index 3, switched on by a stored 0) on the reference day.
