@@ -71,7 +71,6 @@ TEST(RunEnvironment, OptionFirstThenTheVariablesThenTheDefault) {
       {"TZ as a zone file", {}, {{"TZ", "/usr/share/zoneinfo/Asia/Tokyo"}}, timeZone, "Asia/Tokyo"},
       {"empty TZ is UTC", {}, {{"TZ", ""}}, timeZone, "UTC"},
       {"no TZ is the system zone", {}, {}, timeZone, "Europe/Paris"},
-      {"bad now", given(&Options::now, "2025-01-06 22:30"), {}, timeZone, "--now"},
       {"bad zone", given(&Options::timeZone, "Mars/Olympus_Mons"), {}, timeZone, "--tz"},
       {"bad locale", given(&Options::locale, "qq_ZZ"), {}, locale, "--locale"},
       {"ill-formed locale keyword", given(&Options::locale, "en_US@calenda\x80=japanese"), {}, locale, "--locale"},
