@@ -76,6 +76,10 @@ const Kind kKinds[] = {
      [](Graphics& g, float round) {
        return g.drawSleepRingsWithSize(280, 0.9f, 0.4f * round, 0.7f, 1.05f, 0.87f, false);
      }},
+    {"sleep rings, rated in odd rounds only",
+     [](Graphics& g, float round) {
+       return g.drawSleepRingsWithSize(280, 0.3f, 1.1f, 0.7f, 0.95f, static_cast<int>(round) % 2 ? 0.76f : 0.0f, false);
+     }},
     {"sleep rings, accessory",
      [](Graphics& g, float) { return g.drawSleepRingsWithSize(260, 0.9f, 1.2f, 0.7f, 1.05f, 0.87f, true); }},
     {"blood-oxygen gauge", [](Graphics& g, float) { return g.drawSpO2GaugeWithSize(280, kSpO2); }},
@@ -91,15 +95,18 @@ const Kind kKinds[] = {
 
 // Round after round, one run's images of a kind (the first drawn whole, the
 // second keeping the layer, the later ones starting from it) are the pixels
-// of the same image drawn by a run of its own.
+// of the same image drawn by a run of its own; so they are when the run turns
+// to another screen scale, whose layers are its own.
 TEST(LayersTest, LaterImagesAreThePixelsOfImagesDrawnAfresh) {
   for (const Kind& kind : kKinds) {
     LayerEnvironment run;
     Graphics graphics(run);
     graphics.openStore();
-    for (float round : {0.0f, 1.0f, 2.0f, 3.0f}) {
+    for (float round : {0.0f, 1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f}) {
+      run.scale = round < 4 ? 2 : 1;
       const ImageRef image = kind.draw(graphics, round);
       LayerEnvironment alone;
+      alone.scale = run.scale;
       Graphics fresh(alone);
       fresh.openStore();
       EXPECT_EQ(differingPixels(image, kind.draw(fresh, round)), 0) << kind.name << ", round " << round;

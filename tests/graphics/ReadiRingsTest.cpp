@@ -57,36 +57,5 @@ TEST(ReadiRingsTest, NeedleAndScale) {
   }
 }
 
-// The icon below the hub by legend: none for 0, the fuel icon in its 40-point square for 1, the readiness figure in
-// the 46-point square for 2; the label above the hub only when there is one.
-TEST(ReadiRingsTest, IconByLegendAndLabel) {
-  const struct {
-    int legend;
-    std::optional<std::string> label;
-    Rect square;  // where the icon may be
-  } cases[] = {
-      {0, "Optimal", {}},
-      {1, std::nullopt, {122, 168, 40, 40}},
-      {2, "Jet fuel", {117, 165, 46, 46}},
-  };
-  testing::TestEnvironment env;
-  env.scale = 1;
-  for (const auto& c : cases) {
-    SleepMetricsGraphics graphics(env);
-    const ImageRef image = graphics.drawReadiRingsWithSize(280, 0.8875f, c.label, c.legend);
-    ASSERT_TRUE(image);
-    const Rect icon = testing::lightBounds(*image, {100, 150, 80, 70});
-    if (c.legend == 0) {
-      EXPECT_EQ(icon.width * icon.height, 0) << "no icon";
-    } else {
-      EXPECT_TRUE(icon.x >= c.square.x && icon.x + icon.width <= c.square.x + c.square.width && icon.y >= c.square.y &&
-                  icon.y + icon.height <= c.square.y + c.square.height && icon.width * icon.height > 300)
-          << c.legend << ": " << icon.x << ", " << icon.y << ", " << icon.width << " x " << icon.height;
-    }
-    const Rect text = testing::tintBounds(*image, {40, 30, 200, 102}, Pallet(env).tintColour().rgba());
-    EXPECT_EQ(text.width > 30, c.label.has_value()) << c.legend;
-  }
-}
-
 }  // namespace
 }  // namespace velmora

@@ -1,4 +1,3 @@
-#include <cairo.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -179,27 +178,6 @@ TEST_F(SleepRingsTest, TheRatingBringsTheDiscArcAndNumber) {
   EXPECT_LT(numberWidth(0.994f), hundred) << "99";
   const ImageRef over = draw({{}, 1.2f});
   for (const double turn : {0.1, 0.5, 0.9}) EXPECT_TRUE(tinted(pixelAt(*over, onDial(280, 38, turn)))) << turn;
-}
-
-// The face under the rings is drawn once for a run and reused: a later image of the same rings is the same
-// pixels, one without a rating still has no disc, and another scale gets a face of its own.
-TEST_F(SleepRingsTest, LaterImagesOfARunLookTheSame) {
-  const Rings rated{{0.3f, 1.1f, 0.7f, 0.95f}, 0.76f};
-  const ImageRef first = draw(rated);
-  const ImageRef unrated = draw({{0.3f, 1.1f, 0.7f, 0.95f}});
-  const ImageRef again = draw(rated);
-  ASSERT_TRUE(first && unrated && again);
-  EXPECT_EQ(differences(*first, *again).count, 0);
-  EXPECT_TRUE(near(pixelAt(*unrated, {140, 170}), kClear, 0.01)) << "no disc without a rating";
-
-  env.scale = 2;
-  const ImageRef doubled = draw(rated);
-  testing::TestEnvironment fresh;
-  fresh.scale = 2;
-  const ImageRef alone = Graphics(fresh).drawSleepRingsWithSize(280, 0.3f, 1.1f, 0.7f, 0.95f, 0.76f, false);
-  ASSERT_TRUE(doubled && alone);
-  EXPECT_EQ(cairo_image_surface_get_width(doubled->surface()), 560);
-  EXPECT_EQ(differences(*doubled, *alone).count, 0);
 }
 
 // The accessory widget's 260 points: white rings, arc and number, tracks as ever, and no disc.

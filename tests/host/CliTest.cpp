@@ -8,6 +8,7 @@
 #include "extension/NotificationViewController.h"
 #include "host/Files.h"
 #include "host/JsonForms.h"
+#include "host/Operations.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora::testing {
@@ -67,6 +68,10 @@ TEST_F(Program, ExitStatusAndMessageSayWhatHappened) {
       {"endless payload", {"notify", "--payload", "/dev/zero"}, 1, "--payload: /dev/zero is larger than 64 MiB"},
       {"endless import", {"defaults", "import", "shared", "/dev/zero"}, 1, "/dev/zero is larger than 64 MiB"},
       {"PNG unwritable", {"notify", "BEDTIME", "--png", "/no/dir/n.png"}, 1, "--png: /no/dir/n.png: No such"},
+      {"sheet without images",
+       {"request", "GroupMetrics.requestOctane", "--sheet", "/no/s.png"},
+       1,
+       "--sheet: none of the operations gave an image"},
       {"version", {"--version"}, 0, "velmora 0."},
       {"help", {"--help"}, 0, "Usage: velmora [OPTIONS] COMMAND"},
       {"option after the command", {"defaults", "read", "shared", "--tz", "Asia/Seoul"}, 0, "{}"},
@@ -205,6 +210,7 @@ TEST_F(Program, NotifyAndRequestDrawFromTheStoreAndWriteTheirImages) {
                                 "velmoraConfig": {"requiredHours": 8.0}})";
   ASSERT_EQ(velmora({"defaults", "import", "shared", "-"}, watch).status, 0);
   const auto png = home() / "notification.png", images = home() / "images", more = home() / "more";
+  const auto sheet = home() / "sheet.png";
   const ProcessResult notified =
       velmora({"--scale", "1", "notify", "TIMEASLEEP", "--png", png.string(), "--images", images.string()});
   ASSERT_EQ(notified.status, 0) << notified.err;
@@ -215,17 +221,26 @@ TEST_F(Program, NotifyAndRequestDrawFromTheStoreAndWriteTheirImages) {
 
   const ProcessResult requested =
       velmora({"--scale", "1", "request", "requestSleepBankRings", "swiftSleepBankImage", "requestSleepBankForSwift",
-               "requestSleepBankRings", "--images", more.string()});
+               "requestSleepBankRings", "--images", more.string(), "--sheet", sheet.string()});
   ASSERT_EQ(requested.status, 0) << requested.err;
   const Json calls = Json::parse(requested.out);
   ASSERT_EQ(calls.size(), 4u);
   EXPECT_EQ(calls[0]["operation"], "requestSleepBankRings");
   EXPECT_EQ(calls[0]["result"]["ringsImage"]["image"]["width"], 280.0);
   EXPECT_EQ(calls[1]["result"]["image"]["file"], (more / "2-swiftSleepBankImage.png").string());
+  EXPECT_EQ(readFile(sheet).substr(1, 3), "PNG");
   EXPECT_TRUE(calls[2]["result"].is_null());
   // The image request left the one SleepMetricsUI of the run in widget mode.
   EXPECT_EQ(calls[3]["result"]["ringsImage"]["image"]["width"], 220.0);
   EXPECT_EQ(velmora({"defaults", "read", "shared", "Swift-HasData"}).out, "\"1\"\n");
+}
+
+// Every operation of the system, and the sheet, are in the help.
+TEST_F(Program, HelpListsEveryRequestOperation) {
+  const ProcessResult help = velmora({"request", "--help"});
+  for (const host::Operation& operation : host::operations())
+    EXPECT_NE(help.out.find("\n  " + std::string(operation.name) + "\n"), std::string::npos) << operation.name;
+  EXPECT_NE(help.out.find("--sheet"), std::string::npos);
 }
 
 // Where the output would be wrong, nothing is written and the status is 1, naming the file at fault: a bundle

@@ -40,12 +40,6 @@ TEST_F(Defaults, ImportThenExportGivesBackEveryKindUnchanged) {
   EXPECT_EQ(canonical(exported.out), canonical(kEveryKind));
   EXPECT_EQ(exported.err, "");
 
-  // Through a file and back through standard input as well.
-  const auto copy = home() / "copy.json";
-  ASSERT_EQ(velmora({"defaults", "export", "shared", copy.string()}).status, 0);
-  ASSERT_EQ(velmora({"defaults", "import", "standard", "-"}, kEveryKind).status, 0);
-  EXPECT_EQ(velmora({"defaults", "export", "standard", "-"}).out, exported.out);
-  EXPECT_EQ(host::readFile(copy), exported.out);
 }
 
 // A property list imports as well; an import that cannot be read leaves the domain as it was.
@@ -95,7 +89,6 @@ TEST_F(Defaults, UnreadableDomainFailsWithItsReason) {
   }
   EXPECT_EQ(host::readFile(plist), "<plist><dict>");
 }
-
 
 // JSON values and the platform defaults tool's typed forms store what it would store; each case writes the key
 // "k" (or the named one) of the standard domain in turn, on what the cases before it left, and reads it back.

@@ -156,6 +156,11 @@ TEST(ReadinessRecordsBounded, AbsurdFigures) {
     }
   putNight(env, {50, 1e308, 60, 60});
   EXPECT_EQ(GroupMetrics(env).requestReadiness()->floatForKey("percentage"), 0.95f);
+  // An HRV beyond every number is superb; a baseline beyond it leaves fuel no positive points.
+  putNight(env, {1e308, 50, 0, 0});
+  EXPECT_EQ(textOf(*GroupMetrics(env).requestReadiness(), "rating"), "Superb");
+  putNight(env, {45, 1e308, 0, 0});
+  EXPECT_FALSE(GroupMetrics(env).requestOctane());
 }
 
 // The drift of the average bedtime: a minute either way is consistent, bounds included; the switch shows the
@@ -173,6 +178,7 @@ TEST(ReadinessRecordsTest, BedtimeConsistency) {
       {81000, 81300, false, "10:30\u202FPM|5m earlier|5m", -300},
       {81000, 84600, true, "11:30\u202FPM|60m earlier|10:30\u202FPM", -3600},
       {kNaN, 81000, false, "|Consistent|", static_cast<float>(kNaN)},
+      {1e308, 81000, false, "| later|", std::numeric_limits<float>::infinity()},  // later by no time one can say
   };
   TestEnvironment env(kAfternoon);
   for (const auto& c : cases) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cmath>
 #include <limits>
 #include <optional>
 #include <string>
@@ -53,7 +54,7 @@ class SleepRingsRecordTest : public ::testing::Test {
 // none floored, so 1 + 1 + 1 + 0.99 rates 0.9975, spoken as 100 %) and the spoken summary; a goal below four hours
 // reads as eight.
 TEST_F(SleepRingsRecordTest, FractionsRatingAndSpokenSummary) {
-  constexpr float kInf = std::numeric_limits<float>::infinity();
+  constexpr float kInf = std::numeric_limits<float>::infinity(), kNaN = std::numeric_limits<float>::quiet_NaN();
   constexpr const char* kKeys[] = {"ringSleepPercent", "ringQualityPercent", "ringDeepPercent", "ringBPMPercent",
                                    "sleepRating"};
   const struct {
@@ -85,11 +86,20 @@ TEST_F(SleepRingsRecordTest, FractionsRatingAndSpokenSummary) {
       {{"1e39|NaN|-inf", "1e39|x|-1", Value("lots"), Value::real(1e308)},
        {0, kInf, 0, 0, 0.25f},
        "1 sleep ring closed. Today's sleep rating is 25%."},
+      // Sleep and goal both beyond a float: the sleep ring is no number, and so is the rating.
+      {{"1e39|NaN|-inf", "", Value::real(1e308), Value::real(1e308)},
+       {kNaN, kInf, 0, 0, kNaN},
+       "1 sleep ring closed. Today's sleep rating is nan%."},
   };
   for (const auto& c : cases) {
     const MetricDictionary r = record(c.watch);
-    for (std::size_t i = 0; i < c.numbers.size(); ++i)
-      EXPECT_FLOAT_EQ(r.floatForKey(kKeys[i]), c.numbers[i]) << c.siri << ": " << kKeys[i];
+    for (std::size_t i = 0; i < c.numbers.size(); ++i) {
+      if (std::isnan(c.numbers[i])) {
+        EXPECT_TRUE(std::isnan(r.floatForKey(kKeys[i]))) << c.siri << ": " << kKeys[i];
+      } else {
+        EXPECT_FLOAT_EQ(r.floatForKey(kKeys[i]), c.numbers[i]) << c.siri << ": " << kKeys[i];
+      }
+    }
     EXPECT_EQ(textOf(r, "siriLabel"), c.siri);
   }
 }
