@@ -98,7 +98,7 @@ TEST(SentenceCapitalized, FirstCharacterUpperTheRestLower) {
 TEST(Durations, UseTheirStyleUnitsAndZeroBehaviour) {
   using Method = std::string (FormatTools::*)(double);
   constexpr Method kTime = &FormatTools::formattedTimeInterval, kLongTime = &FormatTools::formattedLongTimeInterval,
-                   kMin = &FormatTools::formattedMinInterval, kShortTime = &FormatTools::formattedShortTimeInterval,
+                   kShortTime = &FormatTools::formattedShortTimeInterval,
                    kHMS = &FormatTools::formattedShortHMSInterval, kLongMin = &FormatTools::formattedLongMinInterval;
   const struct {
     const char *name, *locale;
