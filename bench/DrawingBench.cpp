@@ -2,9 +2,12 @@
 // scale 3 (840 × 840 pixels).
 
 #include <benchmark/benchmark.h>
+#include <cairo.h>
 
 #include <cmath>
+#include <cstring>
 #include <filesystem>
+#include <vector>
 
 #include "platform/DrawingSurface.h"
 #include "platform/Fonts.h"
@@ -174,6 +177,57 @@ void BM_FontStartUp(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_FontStartUp)->Unit(benchmark::kMillisecond);
+
+// A whole circle stroked, as the surface rasterises it and as cairo fills the
+// same annulus, into an 8-bit coverage of the image's size (zeroed each time
+// alike): the bed clock's dial disc, a ring track 18 points wide, a ring 2
+// points wide. Arguments: the shape, and for cairo the hole's form (0: the
+// inner circle turning the other way, 1: even-odd).
+struct BenchRing {
+  double outer, inner;
+};
+constexpr BenchRing kBenchRings[] = {{3 * 139.5, 0}, {3 * 130.0, 3 * 112.0}, {3 * 100.0, 3 * 98.0}};
+constexpr int kCoverageSide = 848;  // 840 pixels in whole tiles
+
+void BM_RingRasterised(benchmark::State& state) {
+  const BenchRing ring = kBenchRings[state.range(0)];
+  std::vector<std::uint8_t> coverage(kCoverageSide * kCoverageSide);
+  for (auto _ : state) {
+    std::memset(coverage.data(), 0, coverage.size());
+    ringCoverage(coverage.data(), kCoverageSide, kCoverageSide, kCoverageSide, 420, 420, ring.outer, ring.inner);
+    benchmark::DoNotOptimize(coverage.data());
+  }
+}
+BENCHMARK(BM_RingRasterised)->DenseRange(0, 2)->Unit(benchmark::kMicrosecond);
+
+void BM_RingCairoFill(benchmark::State& state) {
+  const BenchRing ring = kBenchRings[state.range(0)];
+  const bool evenOdd = state.range(1) != 0;
+  std::vector<std::uint8_t> coverage(kCoverageSide * kCoverageSide);
+  cairo_surface_t* surface = cairo_image_surface_create_for_data(coverage.data(), CAIRO_FORMAT_A8, kCoverageSide,
+                                                                 kCoverageSide, kCoverageSide);
+  for (auto _ : state) {
+    std::memset(coverage.data(), 0, coverage.size());
+    cairo_surface_mark_dirty(surface);
+    cairo_t* cr = cairo_create(surface);
+    cairo_arc(cr, 420, 420, ring.outer, 0, 2 * M_PI);
+    if (ring.inner > 0) {
+      cairo_new_sub_path(cr);
+      if (evenOdd) {
+        cairo_arc(cr, 420, 420, ring.inner, 0, 2 * M_PI);
+        cairo_set_fill_rule(cr, CAIRO_FILL_RULE_EVEN_ODD);
+      } else {
+        cairo_arc_negative(cr, 420, 420, ring.inner, 2 * M_PI, 0);
+      }
+    }
+    cairo_fill(cr);
+    cairo_destroy(cr);
+    cairo_surface_flush(surface);
+    benchmark::DoNotOptimize(coverage.data());
+  }
+  cairo_surface_destroy(surface);
+}
+BENCHMARK(BM_RingCairoFill)->ArgsProduct({{0, 1, 2}, {0, 1}})->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 }  // namespace velmora

@@ -4,6 +4,8 @@ pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET glib-2.0)
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo pixman-1)
 pkg_check_modules(PANGO REQUIRED IMPORTED_TARGET pangocairo pangoft2 fontconfig freetype2)
 pkg_check_modules(SPNG REQUIRED IMPORTED_TARGET spng)
+# PNG writing: ISA-L's deflate, many times faster than zlib's at the same size.
+pkg_check_modules(ISAL REQUIRED IMPORTED_TARGET libisal)
 find_package(ICU 72 REQUIRED COMPONENTS uc i18n)
 find_package(nlohmann_json 3 REQUIRED)
 find_package(CLI11 REQUIRED)

@@ -46,24 +46,61 @@ ImageRef SleepMetricsGraphics::drawTheBedClockWithSize(float size, std::optional
   const int nowHour = tools.currentHour(env_.now);
   const int nowMinute = tools.currentMin(env_.now);
 
-  // A black disc: a tiny circle stroked so wide it reaches out to half - 0.5.
-  surface.setLineCap(LineCap::kRound);
-  surface.setLineWidth(size - 5.0f);
-  surface.setStrokeColor(Colour::blackColor());
-  addFullCircle(surface, c, 2.0);
-  surface.strokePath();
+  // The face (dial, track, rim, ticks and numerals) is the same in every
+  // clock of a size: the image's layer. Nothing drawn over it later reaches
+  // the ticks or numerals, so they may come before the wedge and the arc.
+  surface.drawLayer(
+      layerKey("bed clock face", {},
+               {Colour::blackColor(), ringBkg(), gaugeBkg(), textColour(), subtleTextColour(), verySubtleTextColour()}),
+      [&](DrawingSurface& layer) {
+        // A black disc: a tiny circle stroked so wide it reaches out to half - 0.5.
+        layer.setLineCap(LineCap::kRound);
+        layer.setLineWidth(size - 5.0f);
+        layer.setStrokeColor(Colour::blackColor());
+        addFullCircle(layer, c, 2.0);
+        layer.strokePath();
 
-  surface.setLineCap(LineCap::kRound);
-  surface.setLineWidth(16.0);
-  surface.setStrokeColor(ringBkg());
-  addFullCircle(surface, c, rimRadius);
-  surface.strokePath();
+        layer.setLineCap(LineCap::kRound);
+        layer.setLineWidth(16.0);
+        layer.setStrokeColor(ringBkg());
+        addFullCircle(layer, c, rimRadius);
+        layer.strokePath();
 
-  surface.setLineCap(LineCap::kRound);
-  surface.setLineWidth(1.0);
-  surface.setStrokeColor(gaugeBkg());
-  addFullCircle(surface, c, half - 1.0f);
-  surface.strokePath();
+        layer.setLineCap(LineCap::kRound);
+        layer.setLineWidth(1.0);
+        layer.setStrokeColor(gaugeBkg());
+        addFullCircle(layer, c, half - 1.0f);
+        layer.strokePath();
+
+        // An hour tick every 15 degrees, alternately strong and subtle, with a
+        // half-hour tick between each pair.
+        layer.setLineCap(LineCap::kRound);
+        float angle = static_cast<float>(radians(-90.0));
+        const auto step = static_cast<float>(radians(7.5));
+        for (int hour = 0; hour < 24; ++hour) {
+          const bool even = hour % 2 == 0;
+          layer.setLineWidth(even ? 4.0 : 2.0);
+          setStrokeAndFill(layer, even ? textColour() : subtleTextColour());
+          strokeLine(layer, pointOnDial(c, hourTickInnerRadius, angle), pointOnDial(c, tickOuterRadius, angle));
+          angle += step;
+
+          layer.setLineWidth(1.0);
+          setStrokeAndFill(layer, verySubtleTextColour());
+          strokeLine(layer, pointOnDial(c, halfHourTickInnerRadius, angle), pointOnDial(c, tickOuterRadius, angle));
+          angle += step;
+        }
+
+        // The four quarter hours stand out; the rest are small and quiet.
+        angle = static_cast<float>(radians(-90.0));
+        const auto hourStep = static_cast<float>(radians(15.0));
+        for (int hour = 0; hour < 24; ++hour) {
+          const bool quarter = hour % 6 == 0;
+          drawTextCentred(layer, std::to_string(hour), pointOnDial(c, numeralRadius, angle),
+                          quarter ? Font::systemFontOfSize(12.0, FontWeight::kHeavy) : Font::boldSystemFontOfSize(10.0),
+                          quarter ? textColour() : verySubtleTextColour());
+          angle += hourStep;
+        }
+      });
 
   // Stays 0 without both dates, which also keeps the bedtime needle away.
   float bedAngle = 0.0f;
@@ -86,35 +123,6 @@ ImageRef SleepMetricsGraphics::drawTheBedClockWithSize(float size, std::optional
     surface.setStrokeColor(colours.lightRatingColour(110));
     surface.addArc(c.x, c.y, half - 11.0f, bedAngle, wakeAngle, 0);
     surface.strokePath();
-  }
-
-  // An hour tick every 15 degrees, alternately strong and subtle, with a
-  // half-hour tick between each pair.
-  surface.setLineCap(LineCap::kRound);
-  float angle = static_cast<float>(radians(-90.0));
-  const auto step = static_cast<float>(radians(7.5));
-  for (int hour = 0; hour < 24; ++hour) {
-    const bool even = hour % 2 == 0;
-    surface.setLineWidth(even ? 4.0 : 2.0);
-    setStrokeAndFill(surface, even ? textColour() : subtleTextColour());
-    strokeLine(surface, pointOnDial(c, hourTickInnerRadius, angle), pointOnDial(c, tickOuterRadius, angle));
-    angle += step;
-
-    surface.setLineWidth(1.0);
-    setStrokeAndFill(surface, verySubtleTextColour());
-    strokeLine(surface, pointOnDial(c, halfHourTickInnerRadius, angle), pointOnDial(c, tickOuterRadius, angle));
-    angle += step;
-  }
-
-  // The four quarter hours stand out; the rest are small and quiet.
-  angle = static_cast<float>(radians(-90.0));
-  const auto hourStep = static_cast<float>(radians(15.0));
-  for (int hour = 0; hour < 24; ++hour) {
-    const bool quarter = hour % 6 == 0;
-    drawTextCentred(surface, std::to_string(hour), pointOnDial(c, numeralRadius, angle),
-                    quarter ? Font::systemFontOfSize(12.0, FontWeight::kHeavy) : Font::boldSystemFontOfSize(10.0),
-                    quarter ? textColour() : verySubtleTextColour());
-    angle += hourStep;
   }
 
   // The hub; its soft shadow stays set for the needles.

@@ -1,6 +1,7 @@
 #include "graphics/DialDrawing.h"
 
 #include <cmath>
+#include <cstdio>
 #include <numbers>
 
 #include "graphics/SleepMetricsGraphics.h"
@@ -44,6 +45,21 @@ void drawTextCentred(DrawingSurface& surface, std::string_view text, Point centr
   const TextAttributes attributes = imageTextAttributes(font, colour);
   const Size size = surface.sizeWithAttributes(text, attributes);
   surface.drawAtPoint(text, {centre.x - size.width / 2.0, centre.y - size.height / 2.0}, attributes);
+}
+
+std::string layerKey(std::string_view kind, const std::vector<double>& numbers, const std::vector<Colour>& colours) {
+  std::string key(kind);
+  char exact[32];
+  auto add = [&](double v) {
+    std::snprintf(exact, sizeof exact, " %a", v);
+    key += exact;
+  };
+  for (double n : numbers) add(n);
+  for (const Colour& c : colours) {
+    const RGBA rgba = c.rgba();
+    for (double v : {rgba.red, rgba.green, rgba.blue, rgba.alpha}) add(v);
+  }
+  return key;
 }
 
 void fillDisc(DrawingSurface& surface, Point centre, double radius) {

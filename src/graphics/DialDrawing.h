@@ -1,7 +1,9 @@
 #pragma once
 
 #include <numbers>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/Colour.h"
 #include "platform/DrawingSurface.h"
@@ -43,6 +45,11 @@ void fillDisc(DrawingSurface& surface, Point centre, double radius);
 // The attribute set every image text is written with: font, colour, a clear
 // background and the default paragraph style.
 TextAttributes imageTextAttributes(const Font& font, const Colour& colour);
+
+// The key of an image's layer (DrawingSurface::drawLayer): its kind and
+// every number and colour the layer is drawn with, exactly, so that any
+// change of them (a theme, a hue, a goal read from the store) is another key.
+std::string layerKey(std::string_view kind, const std::vector<double>& numbers, const std::vector<Colour>& colours);
 
 // Writes `text` centred on `centre`, with the attribute set every image text uses.
 void drawTextCentred(DrawingSurface& surface, std::string_view text, Point centre, const Font& font,

@@ -135,28 +135,41 @@ ImageRef SleepMetricsGraphics::drawGauge(float size, const Gauge& gauge) {
 
   DrawingSurface surface = DrawingSurface::beginImageContext(env_, size);
 
-  surface.setFillColor(gaugeBkg());
-  fillDisc(surface, c, dialRadius);
-
-  surface.setLineCap(LineCap::kRound);
-  surface.setLineWidth(kScaleWidth);
-  surface.setStrokeColor(gaugeBkg());
-  addFullCircle(surface, c, scaleRadius);
-  surface.strokePath();
-
   // Arcs between two positions on the scale.
-  auto strokeSpan = [&](double radius, double from, double to, LineCap cap, double width, const Colour& colour) {
-    strokeArc(surface, c, radius, gaugeAngle(from), gaugeAngle(to), cap, width, colour);
+  auto strokeSpan = [&](DrawingSurface& on, double radius, double from, double to, LineCap cap, double width,
+                        const Colour& colour) {
+    strokeArc(on, c, radius, gaugeAngle(from), gaugeAngle(to), cap, width, colour);
   };
+
+  // The dial, its track and the coloured scale are the same in every gauge
+  // of a size and scale: the image's layer, kept by the scale's colours and
+  // places.
   const GaugeScale& scale = gauge.scale;
-  strokeSpan(scaleRadius, 0.0, kTopOfDial, LineCap::kRound, kScaleWidth, scale.startZone);
-  strokeSpan(scaleRadius, kEndZone, 1.0, LineCap::kRound, kScaleWidth, scale.endZone);
-  strokeSpan(scaleRadius, scale.gapsFrom, kEndZone, LineCap::kButt, kScaleWidth, Colour::blackColor());
-  for (const GaugeSegment& segment : scale.segments)
-    strokeSpan(scaleRadius, segment.from, segment.to, LineCap::kButt, kScaleWidth, segment.colour);
+  std::vector<double> places{scale.gapsFrom};
+  std::vector<Colour> scaleColours{gaugeBkg(), scale.startZone, scale.endZone};
+  for (const GaugeSegment& segment : scale.segments) {
+    places.insert(places.end(), {segment.from, segment.to});
+    scaleColours.push_back(segment.colour);
+  }
+  surface.drawLayer(layerKey("gauge", places, scaleColours), [&](DrawingSurface& on) {
+    on.setFillColor(gaugeBkg());
+    fillDisc(on, c, dialRadius);
+
+    on.setLineCap(LineCap::kRound);
+    on.setLineWidth(kScaleWidth);
+    on.setStrokeColor(gaugeBkg());
+    addFullCircle(on, c, scaleRadius);
+    on.strokePath();
+
+    strokeSpan(on, scaleRadius, 0.0, kTopOfDial, LineCap::kRound, kScaleWidth, scale.startZone);
+    strokeSpan(on, scaleRadius, kEndZone, 1.0, LineCap::kRound, kScaleWidth, scale.endZone);
+    strokeSpan(on, scaleRadius, scale.gapsFrom, kEndZone, LineCap::kButt, kScaleWidth, Colour::blackColor());
+    for (const GaugeSegment& segment : scale.segments)
+      strokeSpan(on, scaleRadius, segment.from, segment.to, LineCap::kButt, kScaleWidth, segment.colour);
+  });
 
   for (const GaugeBand& band : gauge.bands)
-    strokeSpan(half - band.inset, band.from, band.to, LineCap::kButt, band.width, band.colour);
+    strokeSpan(surface, half - band.inset, band.from, band.to, LineCap::kButt, band.width, band.colour);
 
   // The hub's soft shadow stays set for the icon below it.
   surface.setShadow({0.0, 0.0}, 2.0);

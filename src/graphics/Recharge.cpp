@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <numbers>
+#include <string>
 
 #include "graphics/DialDrawing.h"
 #include "graphics/SleepMetricsGraphics.h"
@@ -45,51 +46,58 @@ ImageRef SleepMetricsGraphics::drawTheRechargeWithSize(float size, float sleepPe
 
   DrawingSurface surface = DrawingSurface::beginImageContext(env_, size);
 
-  if (size > 100.0f && !accessory) {
-    if (const ImageRef backdrop = imageNamed(env_, "RechargeBkg.png"))
-      surface.drawInRect(*backdrop, {0.0, 0.0, size, size});
-  }
-
   // Every ring, track and tip is one arc stroked at the ring's width under the shadow already set.
   constexpr double kFullStart = -std::numbers::pi / 2.0, kFullEnd = 2.0 * std::numbers::pi;
-  auto stroke = [&](LineCap cap, const Colour& colour, double radius, double from, double to) {
-    strokeArc(surface, c, radius, from, to, cap, ringWidth, colour);
+  auto stroke = [&](DrawingSurface& on, LineCap cap, const Colour& colour, double radius, double from, double to) {
+    strokeArc(on, c, radius, from, to, cap, ringWidth, colour);
   };
 
-  surface.setShadow({0.0, 0.0}, 2.0);
-  stroke(LineCap::kRound, colours.innerShadeForType(2), outerRadius, kFullStart, kFullEnd);
-
-  // Every other goal hour is shaded, starting with the first: one arc, dashed
-  // an hour on and an hour off, up to the end of the last shaded whole hour.
-  // The fractions use the goal as stored, so half an hour's goal leaves half a
-  // segment.
+  // The backdrop, the two tracks and the goal hours are the same in every
+  // gauge of a size and goal: the image's layer.
   float goal = getVelmoraConfigValueForKey("requiredHours");
   if (goal < 4.0f) goal = 8.0f;
-  const double wholeHours = std::trunc(goal);
-  const double lastShaded = std::fmod(wholeHours, 2.0) == 0.0 ? wholeHours - 2.0 : wholeHours - 1.0;
-  const double hourLength = outerRadius * 2.0 * std::numbers::pi / goal;  // along the ring
-  surface.setShadow({0.0, 0.0}, 2.0);
-  surface.setLineDash(0.0, {hourLength, hourLength});
-  stroke(LineCap::kButt, colours.innerShadeForType(0), outerRadius, ringEndAngle(0.0f),
-         ringEndAngle(static_cast<float>(lastShaded + 1.0) / goal));
-  surface.setLineDash(0.0, {});
+  const bool backdrop = size > 100.0f && !accessory;
+  const Colour track = colours.innerShadeForType(2), hours = colours.innerShadeForType(0);
+  const std::string layer =
+      layerKey("recharge " + (backdrop ? env_.resourcesDir.string() : std::string()), {goal}, {track, hours});
+  surface.drawLayer(layer, [&](DrawingSurface& on) {
+    if (backdrop) {
+      if (const ImageRef picture = imageNamed(env_, "RechargeBkg.png")) on.drawInRect(*picture, {0.0, 0.0, size, size});
+    }
 
-  surface.setShadow({0.0, 0.0}, 2.0);
-  stroke(LineCap::kRound, colours.innerShadeForType(2).colorWithAlphaComponent(1.0), innerRadius, kFullStart, kFullEnd);
+    on.setShadow({0.0, 0.0}, 2.0);
+    stroke(on, LineCap::kRound, track, outerRadius, kFullStart, kFullEnd);
+
+    // Every other goal hour is shaded, starting with the first: one arc,
+    // dashed an hour on and an hour off, up to the end of the last shaded
+    // whole hour. The fractions use the goal as stored, so half an hour's
+    // goal leaves half a segment.
+    const double wholeHours = std::trunc(goal);
+    const double lastShaded = std::fmod(wholeHours, 2.0) == 0.0 ? wholeHours - 2.0 : wholeHours - 1.0;
+    const double hourLength = outerRadius * 2.0 * std::numbers::pi / goal;  // along the ring
+    on.setShadow({0.0, 0.0}, 2.0);
+    on.setLineDash(0.0, {hourLength, hourLength});
+    stroke(on, LineCap::kButt, hours, outerRadius, ringEndAngle(0.0f),
+           ringEndAngle(static_cast<float>(lastShaded + 1.0) / goal));
+    on.setLineDash(0.0, {});
+
+    on.setShadow({0.0, 0.0}, 2.0);
+    stroke(on, LineCap::kRound, track.colorWithAlphaComponent(1.0), innerRadius, kFullStart, kFullEnd);
+  });
 
   const Colour bankColour =
       (accessory ? Colour::whiteColor() : colours.colourForBatteryChargePercent(bank)).colorWithAlphaComponent(1.0);
   surface.setShadow({-2.0, -2.0}, 3.0);
-  stroke(LineCap::kRound, bankColour, innerRadius, kRingStartAngle, bankEnd);
+  stroke(surface, LineCap::kRound, bankColour, innerRadius, kRingStartAngle, bankEnd);
   setTipShadow(surface, bank);
-  stroke(LineCap::kRound, bankColour, innerRadius, ringEndAngle(bank - kBankTipLength), bankEnd);
+  stroke(surface, LineCap::kRound, bankColour, innerRadius, ringEndAngle(bank - kBankTipLength), bankEnd);
 
   const Colour sleepColour =
       accessory ? Colour::whiteColor().colorWithAlphaComponent(1.0) : colours.colourForBatteryChargePercent(sleep);
   surface.setShadow({0.0, 0.0}, 3.0);
-  stroke(LineCap::kRound, sleepColour, outerRadius, kRingStartAngle, sleepEnd);
+  stroke(surface, LineCap::kRound, sleepColour, outerRadius, kRingStartAngle, sleepEnd);
   setTipShadow(surface, sleep);
-  stroke(LineCap::kRound, sleepColour, outerRadius, ringEndAngle(sleep - kSleepTipLength), sleepEnd);
+  stroke(surface, LineCap::kRound, sleepColour, outerRadius, ringEndAngle(sleep - kSleepTipLength), sleepEnd);
 
   // The large gauges mark the sleep tip with a moon and the bank tip with a 7 (its week of nights).
   if (size > 100.0f) {

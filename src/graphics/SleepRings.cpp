@@ -74,33 +74,27 @@ ImageRef SleepMetricsGraphics::drawSleepRingsWithSize(float size, float sleepPer
   const bool disc = rated && !accessory;
 
   // The face (the four tracks, outermost first, and the disc of a rated
-  // night) is the same in every image of a size: drawn once for the run, each
-  // later image starts from its pixels.
-  const std::string faceKey = stringWithFormat("sleep rings face %f@%d%@", {size, env_.scale, disc ? " disc" : ""});
-  const ImageRef face = keptDrawing(env_, faceKey, [&] {
-    DrawingSurface layer = DrawingSurface::beginImageContext(env_, size);
-    for (const RingStyle& ring : kRings) {
-      layer.setShadow({0.0, 0.0}, 2.0);
-      layer.setLineCap(LineCap::kRound);
-      layer.setLineWidth(kRingWidth);
-      layer.setStrokeColor(ringBkg());
-      addFullCircle(layer, c, radius(ring.inset));
-      layer.strokePath();
-    }
-    if (disc) {  // under the tracks' shadow, still set
-      layer.setLineCap(LineCap::kRound);
-      layer.setLineWidth(half - kDiscWidthInset);
-      layer.setStrokeColor(colours.colourForClockFace(kDiscFace, true));
-      addFullCircle(layer, c, kDiscCoreRadius);
-      layer.strokePath();
-    }
-    ImageRef drawn = layer.getImage();
-    layer.end();
-    return drawn;
-  });
-
+  // night) is the same in every image of a size: the image's layer.
   DrawingSurface surface = DrawingSurface::beginImageContext(env_, size);
-  if (face) surface.drawInRect(*face, {0.0, 0.0, size, size});
+  const Colour discColour = colours.colourForClockFace(kDiscFace, true);
+  surface.drawLayer(layerKey("sleep rings face", {disc ? 1.0 : 0.0}, {ringBkg(), discColour}),
+                    [&](DrawingSurface& layer) {
+                      for (const RingStyle& ring : kRings) {
+                        layer.setShadow({0.0, 0.0}, 2.0);
+                        layer.setLineCap(LineCap::kRound);
+                        layer.setLineWidth(kRingWidth);
+                        layer.setStrokeColor(ringBkg());
+                        addFullCircle(layer, c, radius(ring.inset));
+                        layer.strokePath();
+                      }
+                      if (disc) {  // under the tracks' shadow, still set
+                        layer.setLineCap(LineCap::kRound);
+                        layer.setLineWidth(half - kDiscWidthInset);
+                        layer.setStrokeColor(discColour);
+                        addFullCircle(layer, c, kDiscCoreRadius);
+                        layer.strokePath();
+                      }
+                    });
 
   const Colour ratingColour = accessory ? Colour::whiteColor() : colours.highTintColour();
   if (rated) {

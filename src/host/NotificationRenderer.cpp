@@ -85,7 +85,7 @@ std::vector<SlotPlacement> placeSlots(const InterfaceDescription& layout, const 
 }
 
 ImageRef renderNotification(const Environment& env, const InterfaceDescription& layout,
-                            const std::vector<DisplaySlot>& slots) {
+                            std::vector<DisplaySlot> slots) {
   const double width = layout.size[0];
   const double height = layout.size[1] + kHeaderHeight;
   // The card is laid out square; a taller or wider description leaves the rest clear.
@@ -97,7 +97,7 @@ ImageRef renderNotification(const Environment& env, const InterfaceDescription& 
   const std::vector<SlotPlacement> placed = placeSlots(layout, slots);
   for (std::size_t i = 0; i < placed.size() && i < layout.layout.size(); ++i) {
     if (!placed[i].visible) continue;
-    const DisplaySlot& slot = slots[i];
+    DisplaySlot& slot = slots[i];
     const Rect frame = placed[i].frame;
     switch (slot.kind) {
       case DisplaySlot::Kind::kContainer:
@@ -109,6 +109,7 @@ ImageRef renderNotification(const Environment& env, const InterfaceDescription& 
         break;
       case DisplaySlot::Kind::kImage:
         if (slot.image) s.drawInRect(*slot.image, frame);
+        slot.image.reset();  // in the card now: its memory can go
         break;
     }
   }

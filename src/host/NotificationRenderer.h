@@ -26,8 +26,8 @@ std::vector<SlotPlacement> placeSlots(const InterfaceDescription& layout, const 
 // app's header line, then every visible slot where the interface description
 // lays it out (containers and chips as rounded fills, labels as text, the
 // image slot's picture), in declaration order so that later slots sit on top.
-ImageRef renderNotification(const Environment& env, const InterfaceDescription& layout,
-                            const std::vector<DisplaySlot>& slots);
+// The slots are the renderer's own: each image is let go once it is drawn.
+ImageRef renderNotification(const Environment& env, const InterfaceDescription& layout, std::vector<DisplaySlot> slots);
 
 // The system's word in the header for a notification that has just come
 // ("now", "jetzt", "今"), in the device's language: the first preferred one,

@@ -46,9 +46,9 @@ void NotifyCommand::run(const Environment& env, std::ostream& out, std::ostream&
   const JsonForms forms = outputForms(env.timeZone, imagesDir, images);
 
   const InterfaceDescription layout = InterfaceDescription::load(env);
-  NotificationViewController controller(env, layout);
-  controller.viewDidLoad();
-  controller.didReceiveNotification(Notification{identifier});
+  auto controller = std::make_unique<NotificationViewController>(env, layout);
+  controller->viewDidLoad();
+  controller->didReceiveNotification(Notification{identifier});
   // The platform shows such a notification as the interface created it, and so does this run; but a person
   // who typed the category wants to know why nothing was filled.
   const auto handled = NotificationViewController::handledCategories();
@@ -61,17 +61,37 @@ void NotifyCommand::run(const Environment& env, std::ostream& out, std::ostream&
   }
 
   // Everything is drawn and checked before anything is written, so that a failure leaves no half result.
+  auto slotsText = [&] {
+    Json slots = Json::object();
+    for (const DisplaySlot& slot : controller->slots()) slots[slot.name] = forms.toJson(slot);
+    return writeJson(Json{{"category", identifier}, {"slots", std::move(slots)}});
+  };
+  // Without --images the slots' text names no file: made first, it lets the
+  // controller go with its images, each image once the card holds it, which
+  // lowers the run's peak of memory by an image. With --images the files
+  // are written after the card.
+  std::string text;
+  std::vector<DisplaySlot> slots = controller->slots();
+  if (!images) {
+    text = slotsText();
+    controller.reset();
+  }
   ImageRef picture;
-  if (png) picture = renderNotification(env, layout, controller.slots());
+  if (png) {
+    // What the drawing keeps for later images is no use to a run that ends
+    // here, and the card needs memory of its own.
+    env.releaseLayers();
+    env.releaseDrawingMemory();
+    picture = renderNotification(env, layout, std::move(slots));
+  }
+  slots.clear();
   requirePictures(env);
   if (png) {
     std::string error = "the notification could not be drawn";
     if (!picture || !picture->writePng(*png, &error)) throw CommandError("--png: " + error);
   }
-
-  Json slots = Json::object();
-  for (const DisplaySlot& slot : controller.slots()) slots[slot.name] = forms.toJson(slot);
-  out << writeJson(Json{{"category", identifier}, {"slots", std::move(slots)}});
+  if (images) text = slotsText();
+  out << text;
 }
 
 }  // namespace velmora::host

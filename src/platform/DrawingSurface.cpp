@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <utility>
@@ -249,6 +250,7 @@ DrawingSurface::DrawingSurface(DrawingSurface&& other) noexcept
       bitmap_(std::exchange(other.bitmap_, nullptr)),
       cr_(std::exchange(other.cr_, nullptr)),
       shared_(other.shared_),
+      untouched_(other.untouched_),
       states_(std::move(other.states_)) {}
 
 DrawingSurface& DrawingSurface::operator=(DrawingSurface&& other) noexcept {
@@ -260,6 +262,7 @@ DrawingSurface& DrawingSurface::operator=(DrawingSurface&& other) noexcept {
     bitmap_ = std::exchange(other.bitmap_, nullptr);
     cr_ = std::exchange(other.cr_, nullptr);
     shared_ = other.shared_;
+    untouched_ = other.untouched_;
     states_ = std::move(other.states_);
   }
   return *this;
@@ -290,6 +293,7 @@ ImageRef DrawingSurface::getImage() {
 // drawing from then on) is replaced by a fresh one on the same bitmap.
 bool DrawingSurface::prepareToPaint() {
   if (!cr_) return false;
+  untouched_ = false;
   if (cairo_status(cr_) != CAIRO_STATUS_SUCCESS) {
     cairo_destroy(cr_);
     cr_ = cairo_create(bitmap_);
@@ -448,6 +452,18 @@ void DrawingSurface::paintPath(bool stroke) {
   const double width = std::min(g.lineWidth, kWidestStroke / scale_);
   Colour colour = stroke ? g.strokeColour : g.fillColour;
   if (plan.opacity < 1.0) colour = colour.colorWithAlphaComponent(colour.rgba().alpha * plan.opacity);
+  // A whole circle stroked covers a ring or a disc, whatever its cap: one on
+  // the bitmap is rasterised here, its coverage worked out row by row; one
+  // far beyond it is filled as that outline by cairo.
+  SurfacePath::Ring ring{};
+  bool rasteriseRing = false;
+  if (const auto stroked = stroke && plan.dash.lengths.empty() ? path_.strokedRing(width) : std::nullopt) {
+    stroke = false;
+    const double reach = kSafeReach / scale_;
+    ring = *stroked;
+    rasteriseRing = ring.outer < reach && std::abs(ring.centre.x) < reach && std::abs(ring.centre.y) < reach;
+    if (!rasteriseRing) path_.replaceWithStrokeOutline(width);
+  }
   auto setUp = [&](cairo_t* cr) {
     cairo_set_line_width(cr, width);
     cairo_set_line_cap(cr, g.lineCap == LineCap::kRound ? CAIRO_LINE_CAP_ROUND : CAIRO_LINE_CAP_BUTT);
@@ -465,8 +481,12 @@ void DrawingSurface::paintPath(bool stroke) {
     path_.clear();
   };
 
-  // Shadows and dashes go through a coverage of their own.
-  ShadowScratch* s = shadow || dashed ? scratchFor(shadow ? *shadow : Shadow{}) : nullptr;
+  // Shadows, dashes and rings go through a coverage of their own.
+  ShadowScratch* s = shadow || dashed || rasteriseRing ? scratchFor(shadow ? *shadow : Shadow{}) : nullptr;
+  if (!s && rasteriseRing) {  // no memory for the coverage: cairo fills the outline
+    path_.replaceWithStrokeOutline(width);
+    rasteriseRing = false;
+  }
   if (!s) {
     setUp(cr_);
     appendPath(cr_, dashed ? &plan.dash : nullptr);
@@ -479,7 +499,16 @@ void DrawingSurface::paintPath(bool stroke) {
   setUp(cov);
   cairo_set_source_rgba(cov, 0, 0, 0, 1);
   double x1, y1, x2, y2;
-  if (dashed) {
+  if (rasteriseRing) {
+    x1 = ring.centre.x - ring.outer, y1 = ring.centre.y - ring.outer;
+    x2 = ring.centre.x + ring.outer, y2 = ring.centre.y + ring.outer;
+    double cx = ring.centre.x, cy = ring.centre.y;
+    cairo_user_to_device(cov, &cx, &cy);
+    CoverageBuffer& buffer = s->coverage();
+    ringCoverage(buffer.data(), buffer.stride(), buffer.width(), buffer.height(), cx, cy, ring.outer * scale_,
+                 ring.inner * scale_);
+    path_.clear();
+  } else if (dashed) {
     // Dash by dash, each stroked on its own: the pixels of the dashes drawn
     // one by one (cairo rasterises many subpaths in one stroke a little
     // differently), painted once through their coverage.
@@ -633,6 +662,54 @@ void DrawingSurface::paintWithShadow(Rect bounds, Draw draw) {
   cairo_new_path(cr_);
 }
 
+// --- layers ----------------------------------------------------------------
+
+// A bitmap with nothing painted on it yet takes the pixels of a picture of
+// its very size as they are: painted over clear, they would come out the same.
+bool DrawingSurface::copyOntoClear(cairo_surface_t* picture) {
+  if (!cr_ || !untouched_ || shared_ || cairo_image_surface_get_format(picture) != CAIRO_FORMAT_ARGB32 ||
+      cairo_image_surface_get_width(picture) != cairo_image_surface_get_width(bitmap_) ||
+      cairo_image_surface_get_height(picture) != cairo_image_surface_get_height(bitmap_) ||
+      cairo_image_surface_get_stride(picture) != cairo_image_surface_get_stride(bitmap_))
+    return false;
+  prepareToPaint();
+  cairo_surface_flush(picture);
+  cairo_surface_flush(bitmap_);
+  std::memcpy(cairo_image_surface_get_data(bitmap_), cairo_image_surface_get_data(picture),
+              static_cast<std::size_t>(cairo_image_surface_get_stride(picture)) *
+                  static_cast<std::size_t>(cairo_image_surface_get_height(picture)));
+  cairo_surface_mark_dirty(bitmap_);
+  return true;
+}
+
+void DrawingSurface::drawLayer(std::string_view key, const std::function<void(DrawingSurface&)>& draw) {
+  if (!cr_) return;
+  char side[32];
+  std::snprintf(side, sizeof side, "%.17g@%dx ", size_, scale_);
+  const std::string kept = side + std::string(key);
+  if (const ImageRef image = keptLayer(*env_, kept)) {
+    if (copyOntoClear(image->surface()) || !prepareToPaint()) return;
+    cairo_save(cr_);
+    cairo_identity_matrix(cr_);
+    cairo_set_source_surface(cr_, image->surface(), 0, 0);
+    cairo_paint(cr_);
+    cairo_restore(cr_);
+    return;
+  }
+  const bool again = layerAskedBefore(*env_, kept);
+  saveGState();
+  draw(*this);
+  restoreGState();
+  // The second image of a kind keeps its layer for the third and later ones.
+  // What pictures the layer drew are in it now: the run lets the pictures it
+  // has read go (a later image reads again any it still needs), so that a
+  // backdrop is not kept twice.
+  if (again) {
+    keepLayer(*env_, kept, getImage());
+    releasePictures(*env_);
+  }
+}
+
 // --- text and pictures -----------------------------------------------------
 
 Size DrawingSurface::sizeWithAttributes(std::string_view text, const TextAttributes& attributes) const {
@@ -693,6 +770,7 @@ void DrawingSurface::drawInRect(const Image& image, Rect rect) {
   auto near = [](double v, double to) { return std::abs(v - to) < 1e-6; };
   if (near(pixels.x, std::round(pixels.x)) && near(pixels.y, std::round(pixels.y)) && near(pixels.width, width) &&
       near(pixels.height, height)) {
+    if (std::round(pixels.x) == 0 && std::round(pixels.y) == 0 && !castingShadow() && copyOntoClear(picture)) return;
     paintWithShadow(rect, [&](cairo_t* cr) {
       double x = rect.x, y = rect.y;
       cairo_user_to_device(cr, &x, &y);

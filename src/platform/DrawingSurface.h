@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cmath>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -125,6 +126,13 @@ class DrawingSurface {
   // `UIImage drawInRect:`: the whole picture, scaled into the rectangle.
   void drawInRect(const Image& image, Rect rect);
 
+  // Draws the image's layer: the part that is the same in every image of its
+  // kind, drawn by `draw` on this surface, or the pixels of it the run kept
+  // from earlier images (`keptLayer`), the very pixels `draw` paints. `key`
+  // names everything `draw` depends on besides the surface's size and scale.
+  // The graphics state is as it was before.
+  void drawLayer(std::string_view key, const std::function<void(DrawingSurface&)>& draw);
+
   // `UIGraphicsGetImageFromCurrentImageContext`: the bitmap as it is now, as an
   // image of `size` points at the surface's scale; nothing from a surface that
   // could not be created. Drawing afterwards does not change the image.
@@ -149,6 +157,7 @@ class DrawingSurface {
 
   int pixelSide() const;
   bool prepareToPaint();
+  bool copyOntoClear(cairo_surface_t* picture);
   void paintPath(bool stroke);
   void paintLine(const TextLine& line, Point point, const Colour& foreground, const Colour& backdrop);
   // The part of the plane, in points, whose painting can show on the bitmap
@@ -169,7 +178,8 @@ class DrawingSurface {
   int scale_ = 1;
   cairo_surface_t* bitmap_ = nullptr;
   cairo_t* cr_ = nullptr;
-  bool shared_ = false;  // the bitmap is also an image's: copy it before painting
+  bool shared_ = false;    // the bitmap is also an image's: copy it before painting
+  bool untouched_ = true;  // nothing painted yet: the bitmap is clear
   SurfacePath path_;
   std::vector<GState> states_{GState{}};
 };

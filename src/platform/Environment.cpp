@@ -36,6 +36,19 @@ PictureCache& Environment::pictures() const {
   return *pictures_;
 }
 
+LayerCache& Environment::layers() const {
+  if (!layers_) layers_ = makeLayerCache();
+  return *layers_;
+}
+
+void Environment::releaseLayers() const { layers_.reset(); }
+
+void Environment::releaseDrawingMemory() const {
+  if (pictures_) releasePictures(*this);
+  shadowScratch_.reset();
+  if (pixelPool_) pixelPool_->release();
+}
+
 const std::shared_ptr<PixelPool>& Environment::pixelPool() const {
   if (!pixelPool_) pixelPool_ = std::make_shared<PixelPool>();
   return pixelPool_;

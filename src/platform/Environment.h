@@ -14,6 +14,7 @@ namespace velmora {
 
 class Bundle;
 class FontSet;
+class LayerCache;
 class PictureCache;
 class PixelPool;
 class ShadowScratch;
@@ -50,6 +51,16 @@ struct Environment {
   ShadowScratch& shadowScratch() const;
   // The named pictures read so far, kept for the run's later images.
   PictureCache& pictures() const;
+  // The layers of images kept for the run's later images (`keptLayer`).
+  LayerCache& layers() const;
+  // Lets go of the kept layers (and of which kinds of image were drawn):
+  // later images draw theirs afresh.
+  void releaseLayers() const;
+  // Lets go of the drawing's scratch memory (shadow buffers, pixel memory
+  // kept for new images, the pictures read) and keeps no pixel memory from then on: for a run
+  // whose images are drawn, before work that needs memory of its own. Later
+  // drawing makes what it needs anew.
+  void releaseDrawingMemory() const;
   // The pixel memory of images the run has let go, for its next images.
   const std::shared_ptr<PixelPool>& pixelPool() const;
   void warning(std::string_view message) const;
@@ -64,6 +75,7 @@ struct Environment {
   mutable std::shared_ptr<const FontSet> fonts_;
   mutable std::shared_ptr<ShadowScratch> shadowScratch_;
   mutable std::shared_ptr<PictureCache> pictures_;
+  mutable std::shared_ptr<LayerCache> layers_;
   mutable std::shared_ptr<PixelPool> pixelPool_;
   mutable std::shared_ptr<std::unordered_set<std::string>> warned_;
 };

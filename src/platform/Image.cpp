@@ -12,12 +12,14 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "platform/Bundle.h"
 #include "platform/Environment.h"
+#include "platform/PngWriter.h"
 
 namespace velmora {
 
@@ -35,40 +37,6 @@ struct SurfaceRelease {
 using SurfacePtr = std::unique_ptr<cairo_surface_t, SurfaceRelease>;
 
 constexpr std::uint32_t kLargestPictureSide = 16384;  // pixels; a larger picture is not read
-
-// Un-premultiplies ARGB rows into straight RGBA bytes, one row at a time,
-// so that encoding needs one row of extra memory rather than a second image.
-class StraightRgbaRows {
- public:
-  explicit StraightRgbaRows(int width) : row_(static_cast<std::size_t>(width) * 4) {
-    reciprocal_[0] = 0;
-    for (std::uint32_t a = 1; a < 256; ++a) reciprocal_[a] = (255u * 65536u + a / 2) / a;  // 255 / a, 16.16
-  }
-
-  const std::vector<std::uint8_t>& convert(const std::uint32_t* argb) {
-    std::uint8_t* out = row_.data();
-    for (std::size_t x = 0; x < row_.size() / 4; ++x, out += 4) {
-      const std::uint32_t p = argb[x];
-      const std::uint32_t a = p >> 24;
-      std::uint32_t r = (p >> 16) & 0xff, g = (p >> 8) & 0xff, b = p & 0xff;
-      if (a != 255 && a != 0) {
-        const std::uint32_t k = reciprocal_[a];
-        r = std::min(255u, (r * k + 32768) >> 16);
-        g = std::min(255u, (g * k + 32768) >> 16);
-        b = std::min(255u, (b * k + 32768) >> 16);
-      }
-      out[0] = static_cast<std::uint8_t>(r);
-      out[1] = static_cast<std::uint8_t>(g);
-      out[2] = static_cast<std::uint8_t>(b);
-      out[3] = static_cast<std::uint8_t>(a);
-    }
-    return row_;
-  }
-
- private:
-  std::uint32_t reciprocal_[256];
-  std::vector<std::uint8_t> row_;
-};
 
 // One straight RGBA pixel (R, G, B, A in memory: A in the top byte) as
 // cairo's premultiplied ARGB: each channel times alpha over 255, rounded,
@@ -166,31 +134,10 @@ bool Image::writePng(const std::filesystem::path& file, std::string* error) cons
 
   std::unique_ptr<std::FILE, FileCloser> out(std::fopen(file.c_str(), "wb"));
   if (!out) return fail(std::strerror(errno));
-  std::unique_ptr<spng_ctx, SpngFree> png(spng_ctx_new(SPNG_CTX_ENCODER));
-  if (!png) return fail("out of memory");
-  // Fast deflate without row filters: most of an image is clear or flat
-  // colour, where filters gain little and cost much.
-  spng_set_png_file(png.get(), out.get());
-  spng_set_option(png.get(), SPNG_IMG_COMPRESSION_LEVEL, 2);
-  spng_set_option(png.get(), SPNG_FILTER_CHOICE, SPNG_DISABLE_FILTERING);
-  spng_ihdr header{};
-  header.width = static_cast<std::uint32_t>(cairo_image_surface_get_width(surface_));
-  header.height = static_cast<std::uint32_t>(cairo_image_surface_get_height(surface_));
-  header.bit_depth = 8;
-  header.color_type = SPNG_COLOR_TYPE_TRUECOLOR_ALPHA;
-  spng_set_ihdr(png.get(), &header);
-  if (int rc = spng_encode_image(png.get(), nullptr, 0, SPNG_FMT_PNG, SPNG_ENCODE_PROGRESSIVE | SPNG_ENCODE_FINALIZE))
-    return fail(spng_strerror(rc));
-  StraightRgbaRows rows(static_cast<int>(header.width));
-  const unsigned char* data = cairo_image_surface_get_data(surface_);
-  const int stride = cairo_image_surface_get_stride(surface_);
-  for (std::uint32_t y = 0; y < header.height; ++y) {
-    const auto& row =
-        rows.convert(reinterpret_cast<const std::uint32_t*>(data + static_cast<std::ptrdiff_t>(y) * stride));
-    const int rc = spng_encode_row(png.get(), row.data(), row.size());
-    if (rc != 0 && rc != SPNG_EOI) return fail(spng_strerror(rc));
-  }
-  png.reset();
+  const std::string problem =
+      writeArgbAsPng(out.get(), cairo_image_surface_get_data(surface_), cairo_image_surface_get_width(surface_),
+                     cairo_image_surface_get_height(surface_), cairo_image_surface_get_stride(surface_));
+  if (!problem.empty()) return fail(problem);
   if (std::fflush(out.get()) != 0 || std::ferror(out.get())) return fail(std::strerror(errno));
   std::FILE* closing = out.release();
   if (std::fclose(closing) != 0) return fail(std::strerror(errno));
@@ -200,6 +147,7 @@ bool Image::writePng(const std::filesystem::path& file, std::string* error) cons
 class PictureCache {
  public:
   ImageRef& operator[](const std::string& key) { return pictures_[key]; }
+  void releasePictures() { pictures_.clear(); }
   void missed(MissingPicture miss) {
     for (const MissingPicture& m : missing_)
       if (m.file == miss.file) return;
@@ -213,6 +161,45 @@ class PictureCache {
 };
 
 std::shared_ptr<PictureCache> makePictureCache() { return std::make_shared<PictureCache>(); }
+
+class LayerCache {
+ public:
+  ImageRef layer(std::string_view key) {
+    const auto it = std::find_if(layers_.begin(), layers_.end(), [key](const Layer& l) { return l.key == key; });
+    if (it == layers_.end()) return nullptr;
+    std::rotate(layers_.begin(), it, it + 1);  // the most recently used first
+    return layers_.front().image;
+  }
+  bool askedBefore(std::string_view key) { return !asked_.emplace(key).second; }
+  void keep(std::string_view key, ImageRef image) {
+    cairo_surface_t* pixels = image ? image->surface() : nullptr;
+    if (!pixels) return;
+    const std::size_t bytes = static_cast<std::size_t>(cairo_image_surface_get_stride(pixels)) *
+                              static_cast<std::size_t>(cairo_image_surface_get_height(pixels));
+    if (bytes > kLayerBytes) return;
+    std::size_t total = bytes;
+    for (auto it = layers_.begin(); it != layers_.end();) {
+      if (it->key == key || total + it->bytes > kLayerBytes) {
+        it = layers_.erase(it);
+      } else {
+        total += it->bytes;
+        ++it;
+      }
+    }
+    layers_.insert(layers_.begin(), Layer{std::string(key), std::move(image), bytes});
+  }
+
+ private:
+  struct Layer {
+    std::string key;
+    ImageRef image;
+    std::size_t bytes;
+  };
+  std::vector<Layer> layers_;  // the most recently used first
+  std::set<std::string, std::less<>> asked_;
+};
+
+std::shared_ptr<LayerCache> makeLayerCache() { return std::make_shared<LayerCache>(); }
 
 ImageRef imageNamed(const Environment& env, std::string_view name) {
   // Kept by bundle, name and scale, and looked up before the files are:
@@ -236,13 +223,14 @@ ImageRef imageNamed(const Environment& env, std::string_view name) {
 
 std::vector<MissingPicture> missingPictures(const Environment& env) { return env.pictures().missing(); }
 
-ImageRef keptDrawing(const Environment& env, std::string_view key, const std::function<ImageRef()>& draw) {
-  // A picture's key starts with the bundle's directory, never with a zero byte.
-  std::string keptKey(1, '\0');
-  keptKey.append(key);
-  ImageRef& kept = env.pictures()[keptKey];
-  if (!kept) kept = draw();
-  return kept;
+void releasePictures(const Environment& env) { env.pictures().releasePictures(); }
+
+ImageRef keptLayer(const Environment& env, std::string_view key) { return env.layers().layer(key); }
+
+bool layerAskedBefore(const Environment& env, std::string_view key) { return env.layers().askedBefore(key); }
+
+void keepLayer(const Environment& env, std::string_view key, ImageRef layer) {
+  env.layers().keep(key, std::move(layer));
 }
 
 }  // namespace velmora

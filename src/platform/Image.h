@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -63,15 +64,29 @@ struct MissingPicture {
 // they were first asked for. An image drawn without its picture is not the
 // image the system draws, so a caller that writes images checks this.
 std::vector<MissingPicture> missingPictures(const Environment& env);
+// Lets go of the pictures the run has read (still noting which it could not
+// have): images drawn later read them again.
+void releasePictures(const Environment& env);
 
-// An image the run draws once and keeps under `key` (which must name all it
-// depends on: size, scale, colours): the part of a drawing that never changes,
-// for later drawings to start from. `draw` makes it when it is not kept yet
-// (or could not be made before).
-ImageRef keptDrawing(const Environment& env, std::string_view key, const std::function<ImageRef()>& draw);
+// The layers of drawings: the part of an image that is the same in every
+// image of its kind, kept by the run under a key that names all it depends
+// on (size, scale, colours, anything read from the store), so that later
+// images start from its pixels instead of drawing it again. A run keeps a
+// layer only once a key comes round a second time (a run that draws one
+// image pays nothing for keeping it), and at most `kLayerBytes` of layers,
+// the least recently used going first.
+inline constexpr std::size_t kLayerBytes = std::size_t{6} << 20;
+// The layer kept under `key`, or nothing.
+ImageRef keptLayer(const Environment& env, std::string_view key);
+// Notes that an image of `key` is drawn; true when one was drawn before.
+bool layerAskedBefore(const Environment& env, std::string_view key);
+// Keeps `layer` under `key` (within the run's budget for layers).
+void keepLayer(const Environment& env, std::string_view key, ImageRef layer);
 
-// The pictures a run has read, by bundle, name and scale; and its kept drawings.
+// The pictures a run has read, by bundle, name and scale; and its layers.
 class PictureCache;
 std::shared_ptr<PictureCache> makePictureCache();
+class LayerCache;
+std::shared_ptr<LayerCache> makeLayerCache();
 
 }  // namespace velmora

@@ -65,11 +65,22 @@ void PixelPool::giveBack(std::unique_ptr<PixelMemory> memory) {
   if (!memory || !memory->data()) return;
   std::unique_ptr<PixelMemory> dropped;  // unmapped after the lock is let go
   std::lock_guard lock(mutex_);
+  if (!keeping_) {
+    dropped = std::move(memory);
+    return;
+  }
   if (kept_.size() == kKept) {
     dropped = std::move(kept_.front());
     kept_.erase(kept_.begin());
   }
   kept_.push_back(std::move(memory));
+}
+
+void PixelPool::release() {
+  std::vector<std::unique_ptr<PixelMemory>> dropped;  // unmapped after the lock is let go
+  std::lock_guard lock(mutex_);
+  dropped.swap(kept_);
+  keeping_ = false;
 }
 
 }  // namespace velmora

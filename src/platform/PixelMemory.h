@@ -45,10 +45,13 @@ class PixelPool {
   std::unique_ptr<PixelMemory> take(std::size_t bytes);
   // Keeps `memory` for a later `take`, dropping the longest kept block when full.
   void giveBack(std::unique_ptr<PixelMemory> memory);
+  // Lets go of every kept block, and keeps none from now on.
+  void release();
 
  private:
   std::mutex mutex_;
   std::vector<std::unique_ptr<PixelMemory>> kept_;  // oldest first
+  bool keeping_ = true;
 };
 
 }  // namespace velmora

@@ -423,6 +423,62 @@ void CoverageBuffer::clear() {
 
 // ---------------------------------------------------------------------------
 
+void ringCoverage(std::uint8_t* data, std::ptrdiff_t stride, int width, int height, double centreX, double centreY,
+                  double outer, double inner) {
+  if (!(outer > 0) || width <= 0 || height <= 0) return;
+  const bool hole = inner > 0;
+  // The half-width of the ring's chord on a row whose centre lies dy from
+  // the ring's, at radius r: none when the row passes the circle by.
+  auto chord = [](double r, double dy) { return r > std::abs(dy) ? std::sqrt((r - dy) * (r + dy)) : -1.0; };
+  // Pixel columns whose centres lie within [from, to].
+  auto firstColumn = [&](double from) { return std::clamp(static_cast<int>(std::ceil(from - 0.5)), 0, width); };
+  auto endColumn = [&](double to) { return std::clamp(static_cast<int>(std::floor(to - 0.5)) + 1, 0, width); };
+  auto coverage = [&](int column, double dy) {
+    const double dx = column + 0.5 - centreX;
+    const double d = std::sqrt(dx * dx + dy * dy);
+    double c = std::clamp(outer - d + 0.5, 0.0, 1.0);
+    if (hole) c = std::max(0.0, c + std::clamp(d - inner + 0.5, 0.0, 1.0) - 1.0);
+    return static_cast<std::uint8_t>(std::lround(c * 255.0));
+  };
+  const int top = std::clamp(static_cast<int>(std::floor(centreY - outer - 1)), 0, height);
+  const int bottom = std::clamp(static_cast<int>(std::ceil(centreY + outer + 1)), 0, height);
+  for (int y = top; y < bottom; ++y) {
+    const double dy = y + 0.5 - centreY;
+    const double reach = chord(outer + 0.5, dy);  // beyond it no coverage
+    if (reach < 0) continue;
+    std::uint8_t* row = data + y * stride;
+    const double whole = chord(outer - 0.5, dy);                   // within it the outer edge is passed
+    const double clear = hole ? chord(inner - 0.5, dy) : -1.0;     // within it, the hole
+    const double holeEdge = hole ? chord(inner + 0.5, dy) : -1.0;  // beyond it the inner edge is passed
+    // Left to right: outer edge, whole band, inner edge, hole, inner edge, whole band, outer edge.
+    auto span = [&](double from, double to, bool full) {
+      const int a = firstColumn(from), b = endColumn(to);
+      if (a >= b) return;
+      if (full)
+        std::memset(row + a, 255, static_cast<std::size_t>(b - a));
+      else
+        for (int x = a; x < b; ++x) row[x] = coverage(x, dy);
+    };
+    const double cx = centreX;
+    if (whole < 0) {  // the row only grazes the outer edge
+      span(cx - reach, cx + reach, false);
+      continue;
+    }
+    if (holeEdge < 0) {  // the row passes outside the hole's edge
+      span(cx - reach, std::nextafter(cx - whole, -INFINITY), false);
+      span(cx - whole, cx + whole, true);
+      span(std::nextafter(cx + whole, INFINITY), cx + reach, false);
+      continue;
+    }
+    span(cx - reach, std::nextafter(cx - whole, -INFINITY), false);
+    span(cx - whole, std::nextafter(cx - holeEdge, -INFINITY), true);
+    span(cx - holeEdge, clear < 0 ? cx + holeEdge : std::nextafter(cx - clear, -INFINITY), false);
+    if (clear >= 0) span(std::nextafter(cx + clear, INFINITY), cx + holeEdge, false);
+    span(std::nextafter(cx + holeEdge, INFINITY), cx + whole, true);
+    span(std::nextafter(cx + whole, INFINITY), cx + reach, false);
+  }
+}
+
 int ShadowBlur::boxWidth(double sigma) {
   if (!(sigma > 0)) return 0;
   const double width = std::floor(sigma * 3.0 * std::sqrt(2.0 * M_PI) / 4.0 + 0.5);

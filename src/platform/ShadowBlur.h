@@ -74,6 +74,18 @@ class CoverageBuffer {
   std::vector<std::uint64_t> row_, grown_;
 };
 
+// Paints the coverage of a ring into an 8-bit buffer of `width` × `height`
+// pixels (rows `stride` bytes apart, all zero where the ring lies): the
+// points between `inner` and `outer` pixels from `centre` (pixel
+// coordinates, pixel (x, y) covering x … x + 1), a disc when `inner` is not
+// above zero. Each pixel is covered by how far its centre lies inside both
+// edges, from none half a pixel outside to whole half a pixel inside, which
+// differs from the exact share of its area only where an edge crosses it.
+// Whole rows and runs inside the ring are filled without arithmetic, so the
+// work is the ring's edges and a fill of its area.
+void ringCoverage(std::uint8_t* data, std::ptrdiff_t stride, int width, int height, double centreX, double centreY,
+                  double outer, double inner);
+
 // The blur of a drop shadow: a Gaussian of standard deviation sigma,
 // approximated by three box blurs in each direction, each a running sum.
 // Only the tiles a blur can reach from the used tiles of the coverage are

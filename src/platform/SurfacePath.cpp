@@ -381,6 +381,31 @@ void SurfacePath::close() {
   current_ = subpathStart_;
 }
 
+std::optional<SurfacePath::Ring> SurfacePath::strokedRing(double width) const {
+  if (elements_.size() != 1 || elements_[0].kind != Kind::kArc || std::abs(elements_[0].sweep) != kFullTurn ||
+      !(width >= 0))
+    return std::nullopt;
+  return Ring{elements_[0].point, elements_[0].radius + width / 2, elements_[0].radius - width / 2};
+}
+
+bool SurfacePath::replaceWithStrokeOutline(double width) {
+  const std::optional<Ring> ring = strokedRing(width);
+  if (!ring) return false;
+  const Point centre = ring->centre;
+  const double outer = ring->outer, inner = ring->inner;
+  // The ring, its inner circle turning the other way (a hole under non-zero
+  // winding); a disc once half the width reaches the centre.
+  clear();
+  arc(centre, outer, 0.0, kFullTurn, 0);
+  close();
+  if (inner > 0) {
+    moveTo(onCircle(centre, inner, 0.0));
+    arc(centre, inner, 0.0, -kFullTurn, 1);
+    close();
+  }
+  return true;
+}
+
 void SurfacePath::clear() {
   elements_.clear();
   current_.reset();

@@ -55,6 +55,23 @@ class SurfacePath {
   bool drawable() const { return drawable_; }
   bool hasCurrentPoint() const { return current_.has_value(); }
 
+  // A path of one whole circle and nothing else, stroked `width` wide,
+  // covers the ring between its radius less and more half the width (a disc
+  // once half the width reaches the centre), whatever its cap. Replaces such
+  // a path with the outline of that ring (to be filled under non-zero
+  // winding) and says so; any other path is left as it is. (A partial arc is
+  // left to the stroker, so that it paints what each dash of a dashed arc
+  // paints.)
+  bool replaceWithStrokeOutline(double width);
+  // The same ring as numbers: centre and outer and inner radius (an inner
+  // radius not above zero: a disc), for a path of one whole circle stroked
+  // `width` wide; nothing for any other path.
+  struct Ring {
+    Point centre;
+    double outer, inner;
+  };
+  std::optional<Ring> strokedRing(double width) const;
+
   // A dash pattern: painted and unpainted lengths in turn (an even count,
   // adding up to more than nothing), and how far into it every subpath
   // starts. `ended`, if set, is called whenever a dash is complete in the

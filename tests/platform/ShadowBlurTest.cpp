@@ -1,3 +1,4 @@
+#include <cairo.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -150,6 +151,56 @@ TEST_F(ShadowBlurTest, CellsSplitIntoPartlyCoveredFullAndGrown) {
   source.cellRuns(CoverageBuffer::Cells::kUsed, 1, runs);
   ASSERT_FALSE(runs.empty());
   EXPECT_EQ(runs.front(), (PixelRect{8, 8, 64, 8})) << "grown one cell each way, joined across the gap";
+}
+
+}  // namespace
+}  // namespace velmora
+
+namespace velmora {
+namespace {
+
+// A ring's coverage against cairo's exact area coverage of the same ring:
+// the same area, and no pixel off by more than an edge's rounding.
+TEST(RingCoverage, CoversWhatCairoCoversOfTheSameRing) {
+  const struct {
+    const char* name;
+    double x, y, outer, inner;
+    int worst;  // of any pixel, out of 255: edges are rounded a little differently
+  } cases[] = {
+      {"disc", 50.2, 49.7, 30.3, 0, 32},         {"ring", 50, 50, 40, 30, 32},
+      {"thin ring", 50.5, 49.5, 20.4, 19.6, 32}, {"ring past the corner", 5, 90, 35, 20, 32},
+      {"dot", 60.3, 40.8, 0.4, 0, 64},  // a pixel's centre inside: more than its share
+      {"beyond the buffer", 300, 300, 40, 0, 0},
+  };
+  constexpr int kSide = 100;
+  for (const auto& c : cases) {
+    cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_A8, kSide, kSide);
+    cairo_t* cr = cairo_create(surface);
+    cairo_arc(cr, c.x, c.y, c.outer, 0, 2 * M_PI);
+    cairo_close_path(cr);
+    if (c.inner > 0) {
+      cairo_new_sub_path(cr);
+      cairo_arc_negative(cr, c.x, c.y, c.inner, 0, -2 * M_PI);
+      cairo_close_path(cr);
+    }
+    cairo_fill(cr);
+    cairo_surface_flush(surface);
+    std::vector<std::uint8_t> ours(kSide * kSide, 0);
+    ringCoverage(ours.data(), kSide, kSide, kSide, c.x, c.y, c.outer, c.inner);
+    double theirArea = 0, ourArea = 0;
+    int worst = 0;
+    for (int y = 0; y < kSide; ++y)
+      for (int x = 0; x < kSide; ++x) {
+        const int theirs = cairo_image_surface_get_data(surface)[y * cairo_image_surface_get_stride(surface) + x];
+        const int mine = ours[static_cast<std::size_t>(y * kSide + x)];
+        theirArea += theirs / 255.0, ourArea += mine / 255.0;
+        worst = std::max(worst, std::abs(theirs - mine));
+      }
+    EXPECT_NEAR(ourArea, theirArea, 0.01 * theirArea + 0.5) << c.name;
+    EXPECT_LE(worst, c.worst) << c.name;
+    cairo_destroy(cr);
+    cairo_surface_destroy(surface);
+  }
 }
 
 }  // namespace
