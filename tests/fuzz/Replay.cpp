@@ -4,11 +4,10 @@
 // program; the file it was given is the last one named on standard error.
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <vector>
 
 #include "FuzzSupport.h"
+#include "platform/AtomicFile.h"
 
 namespace velmora::fuzz {
 
@@ -35,9 +34,7 @@ int main(int argc, char** argv) {
   std::sort(files.begin(), files.end());
   for (const auto& file : files) {
     std::fprintf(stderr, "replaying %s\n", file.c_str());
-    std::ifstream in(file, std::ios::binary);
-    std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    bytes = fuzzInputFromFile(file, std::move(bytes));
+    const std::vector<std::uint8_t> bytes = fuzzInputFromFile(file, velmora::readWholeFile(file).bytes);
     LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
   }
   std::printf("%zu inputs replayed\n", files.size());

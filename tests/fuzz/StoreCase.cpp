@@ -26,71 +26,25 @@ constexpr std::string_view kStoreKeys[] = {
 #include "StoreKeys.inc"
 };
 
-constexpr std::string_view kZones[] = {"UTC",
-                                       "Europe/Berlin",
-                                       "America/New_York",
-                                       "America/St_Johns",
-                                       "Asia/Kathmandu",
-                                       "Pacific/Kiritimati",
-                                       "Pacific/Pago_Pago",
-                                       "Australia/Lord_Howe",
-                                       "Asia/Seoul"};
-constexpr std::string_view kLocales[] = {"en_US", "en_GB@hours=h23", "de_DE", "ko_KR",
-                                         "fr_FR", "ar_EG",           "ja_JP", "he_IL"};
+// clang-format off
+constexpr std::string_view kZones[] = {
+    "UTC", "Europe/Berlin", "America/New_York", "America/St_Johns", "Asia/Kathmandu", "Pacific/Kiritimati",
+    "Pacific/Pago_Pago", "Australia/Lord_Howe", "Asia/Seoul"};
+constexpr std::string_view kLocales[] = {"en_US", "en_GB@hours=h23", "de_DE", "ko_KR", "fr_FR", "ar_EG", "ja_JP", "he_IL"};
 
-constexpr double kNotableReals[] = {0.0,
-                                    -0.0,
-                                    1.0,
-                                    -1.0,
-                                    0.5,
-                                    7.5,
-                                    8.0,
-                                    21.0,
-                                    24.0,
-                                    25.0,
-                                    100.0,
-                                    3600.0,
-                                    27000.0,
-                                    86400.0,
-                                    -86400.0,
-                                    1e5,
-                                    1e9,
-                                    2147483648.0,
-                                    9.3e18,
-                                    1e30,
-                                    1e308,
-                                    -1e308,
-                                    std::numeric_limits<double>::max(),
-                                    std::numeric_limits<double>::min(),
-                                    std::numeric_limits<double>::denorm_min(),
-                                    std::numeric_limits<double>::infinity(),
-                                    -std::numeric_limits<double>::infinity(),
-                                    std::numeric_limits<double>::quiet_NaN(),
-                                    0.92,
-                                    1.08,
-                                    59.99,
-                                    1e-7};
+using Limits = std::numeric_limits<double>;
+constexpr double kNotableReals[] = {
+    0.0, -0.0, 1.0, -1.0, 0.5, 7.5, 8.0, 21.0, 24.0, 25.0, 100.0, 3600.0, 27000.0, 86400.0, -86400.0,
+    1e5, 1e9, 2147483648.0, 9.3e18, 1e30, 1e308, -1e308,
+    Limits::max(), Limits::min(), Limits::denorm_min(), Limits::infinity(), -Limits::infinity(), Limits::quiet_NaN(),
+    0.92, 1.08, 59.99, 1e-7};
 
 // Texts that are, or almost are, what the system reads out of texts.
-constexpr std::string_view kNotableTexts[] = {"",
-                                              "8",
-                                              "7.5",
-                                              "-1",
-                                              "1e308",
-                                              "-1e308",
-                                              "nan",
-                                              "inf",
-                                              "0x1p3",
-                                              " 12",
-                                              "12abc",
-                                              "\xd9\xa3",
-                                              "\xf0\x9f\x9b\x8c",
-                                              "0.92|1.08|0.81",
-                                              "6120|5400|54",
-                                              "|||",
-                                              "1e-320",
-                                              "99999999999999999999",
-                                              "%@ %d %f %n %s"};
+constexpr std::string_view kNotableTexts[] = {
+    "", "8", "7.5", "-1", "1e308", "-1e308", "nan", "inf", "0x1p3", " 12", "12abc",
+    "\xd9\xa3", "\xf0\x9f\x9b\x8c", "0.92|1.08|0.81", "6120|5400|54", "|||", "1e-320", "99999999999999999999",
+    "%@ %d %f %n %s"};
+// clang-format on
 
 // The grammar's tags: one byte says what comes next.
 enum ValueTag : std::uint8_t {

@@ -6,28 +6,27 @@
 //                                                 a preferences directory (velmora --prefs) as a case
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string_view>
 
+#include "FuzzSupport.h"
 #include "StoreCase.h"
+#include "host/Files.h"
 #include "platform/Environment.h"
 #include "platform/IsoDate.h"
 
 namespace {
 
-std::vector<std::uint8_t> readBytes(const char* file) {
-  std::ifstream in(file, std::ios::binary);
-  if (!in) throw std::invalid_argument(std::string("cannot read ") + file);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+std::vector<std::uint8_t> readBytes(const std::filesystem::path& file) {
+  const std::string text = velmora::host::readFile(file);
+  return {text.begin(), text.end()};
 }
 
 // One domain's file in a preferences directory: its contents and format (a missing file is an empty binary one).
 velmora::MetricDictionary domainIn(const std::filesystem::path& file, velmora::PlistFormat& format) {
   std::error_code ec;
   if (!std::filesystem::exists(file, ec)) return {};
-  const std::vector<std::uint8_t> bytes = readBytes(file.c_str());
+  const std::vector<std::uint8_t> bytes = readBytes(file);
   const velmora::PlistReadResult read = velmora::parsePropertyList(bytes);
   if (!read.value || !read.value->dictionary()) throw std::invalid_argument(file.string() + ": not a domain");
   format = read.format;
@@ -51,9 +50,7 @@ velmora::fuzz::StoreCase caseOf(char** args) {
 }
 
 void writeBytes(const char* file, const std::vector<std::uint8_t>& bytes) {
-  std::ofstream out(file, std::ios::binary | std::ios::trunc);
-  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  if (!out) throw std::invalid_argument(std::string("cannot write ") + file);
+  velmora::host::writeFile(file, velmora::fuzz::asText(bytes));
 }
 
 }  // namespace

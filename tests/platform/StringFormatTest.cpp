@@ -114,16 +114,6 @@ TEST(LocalizedStringWithFormat, OnlyRealNumbersTakeTheSeparator) {
   EXPECT_EQ(localizedStringWithFormat("fr_FR", "%.1f", {-3.25}), "-3,2");
 }
 
-TEST(CaseOperations, UpperLowerAndTitleCase) {
-  EXPECT_EQ(uppercaseString("Bedtime straße"), "BEDTIME STRASSE");
-  EXPECT_EQ(lowercaseString("GREAT Ünd"), "great ünd");
-  EXPECT_EQ(capitalizedString("today's readiness"), "Today's Readiness");
-  EXPECT_EQ(capitalizedString("sLEEP fUEL rating"), "Sleep Fuel Rating");
-  EXPECT_EQ(capitalizedString("stars"), "Stars");
-  EXPECT_EQ(capitalizedString("éclair au chocolat"), "Éclair Au Chocolat");
-  EXPECT_EQ(capitalizedString(""), "");
-}
-
 TEST(ReplacingOccurrences, ReplacesEveryHitLeftToRight) {
   EXPECT_EQ(replacingOccurrences("Baseline Waking BPM", " ", ""), "BaselineWakingBPM");
   EXPECT_EQ(replacingOccurrences("aaa", "aa", "b"), "ba");

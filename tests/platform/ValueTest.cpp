@@ -98,16 +98,6 @@ TEST(MetricDictionary, ADateOffTheCalendarCountsAsNoValue) {
   }
 }
 
-TEST(MetricDictionary, KeysKeepTheOrderTheyWereFirstSet) {
-  MetricDictionary d;
-  for (const char* key : {"z", "a", "m"}) d.setValue(key, Value::integer(1));
-  d.setValue("a", Value::integer(2));  // replaced in place
-  std::vector<std::string> keys;
-  for (const auto& [key, value] : d) keys.push_back(key);
-  EXPECT_EQ(keys, (std::vector<std::string>{"z", "a", "m"}));
-  EXPECT_EQ(d.integerForKey("a"), 2);
-}
-
 TEST(MetricDictionary, AbsentKeysReadAsZero) {
   const MetricDictionary d{{"t", Value("9")}};
   EXPECT_EQ(d.floatForKey("nope"), 0.0f);
