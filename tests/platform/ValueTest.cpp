@@ -111,6 +111,7 @@ TEST(Value, EqualityLooksIntoArraysAndDictionaries) {
   EXPECT_EQ(Value(Array{Value("a"), Value::integer(2)}), Value(Array{Value("a"), Value::integer(2)}));
   EXPECT_NE(Value::integer(2), Value::number(2.0f));  // kinds differ
   EXPECT_NE(Value(MetricDictionary{{"a", Value::integer(1)}}), Value(MetricDictionary{{"a", Value::integer(2)}}));
+  EXPECT_NE(Value(Array{Value("a")}), Value(Array{Value("b")}));  // same size, another item
 }
 
 struct HsbCase {
