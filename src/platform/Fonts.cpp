@@ -203,10 +203,10 @@ struct FontSet::State {
       FcConfigDestroy(empty);
     }
     if (context) g_object_unref(context);
-    if (fontMap) {
-      pango_fc_font_map_shutdown(PANGO_FC_FONT_MAP(fontMap));  // lets go of the fonts and the configuration
-      g_object_unref(fontMap);
-    }
+    // Only our reference: pango's fontconfig thread holds the map too while it still matches or
+    // sorts a pattern for it, and the map lets go of its fonts and configuration when the last
+    // holder does. Shutting it down here would pull its tables from under that thread.
+    if (fontMap) g_object_unref(fontMap);
     if (config) FcConfigDestroy(config);
   }
 };
