@@ -229,5 +229,26 @@ void BM_RingCairoFill(benchmark::State& state) {
 }
 BENCHMARK(BM_RingCairoFill)->ArgsProduct({{0, 1, 2}, {0, 1}})->Unit(benchmark::kMicrosecond);
 
+// The blur of a ring's shadow over the frame the surface uses at scale 3 (the
+// image and a margin): the recharge's outer track, blurred as its shadow of
+// blur 2 (σ 3 pixels) and as the tips' of blur 5 (σ 7.5).
+void BM_ShadowBlur(benchmark::State& state) {
+  constexpr int kFrame = 840 + 2 * 48;
+  CoverageBuffer coverage, shadow;
+  coverage.resize(kFrame, kFrame);
+  shadow.resize(kFrame, kFrame);
+  ringCoverage(coverage.data(), coverage.stride(), coverage.width(), coverage.height(), kFrame / 2.0, kFrame / 2.0,
+               3 * 128.0, 3 * 103.0);
+  coverage.findUsed({0, 0, kFrame, kFrame});
+  ShadowBlur blur;
+  const double sigma = static_cast<double>(state.range(0)) / 2.0;
+  for (auto _ : state) {
+    blur.blur(coverage, shadow, sigma);
+    benchmark::DoNotOptimize(shadow.data());
+    shadow.forget();
+  }
+}
+BENCHMARK(BM_ShadowBlur)->Arg(6)->Arg(15)->Unit(benchmark::kMicrosecond);
+
 }  // namespace
 }  // namespace velmora
