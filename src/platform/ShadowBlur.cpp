@@ -15,6 +15,7 @@ namespace velmora {
 namespace {
 
 constexpr int kTile = CoverageBuffer::kTile;
+constexpr int kLanes = 2 * kTile;  // a pass works on two tiles side by side
 constexpr int kMaxBoxWidth = 250;  // keeps 255 × (width + 1) + rounding inside 16 bits
 
 // Calls `run(first, end)` for every run of consecutive indices of 0 … count − 1
@@ -54,6 +55,62 @@ struct Stretches {
   }
 };
 
+// Walks a pass's steps. Where one element leaves and the next enters between
+// two writes, `shift` adds their difference, formed apart from the sum: the
+// sums are 16-bit and wrap, so this is the very same arithmetic, and each
+// step waits on one addition instead of two.
+template <typename Enter, typename Leave, typename Shift, typename Write>
+[[gnu::always_inline]] inline void walkSteps(const Stretches& steps, Enter enter, Leave leave, Shift shift,
+                                             Write write) {
+  for (int i = 0; i < steps.primed; ++i) enter();
+  for (int i = 0; i < steps.entering; ++i) enter(), write();
+  if (steps.both > 0) {
+    enter(), write();
+#pragma GCC unroll 2
+    for (int i = 1; i < steps.both; ++i) shift(), write();
+    leave();
+  }
+  for (int i = 0; i < steps.neither; ++i) write();
+  for (int i = 0; i < steps.leaving; ++i) write(), leave();
+}
+
+// The plain passes and transpose, for any processor and as the reference
+// the vector ones are held to.
+void boxPassPlain(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
+                  std::ptrdiff_t targetStride, int length, const ShadowBlur::Box& box) {
+  std::uint16_t sum[kLanes];
+  std::fill_n(sum, kLanes, box.half);  // the rounding rides along in the sums
+  const std::uint8_t* entering = source;
+  const std::uint8_t* leaving = source;
+  auto add = [&](const std::uint8_t* in, int sign) {
+    for (int lane = 0; lane < kLanes; ++lane) sum[lane] = static_cast<std::uint16_t>(sum[lane] + sign * in[lane]);
+  };
+  walkSteps(
+      Stretches::of(length, box), [&] { add(entering, 1), entering += sourceStride; },
+      [&] { add(leaving, -1), leaving += sourceStride; },
+      [&] {
+        add(entering, 1), add(leaving, -1);
+        entering += sourceStride, leaving += sourceStride;
+      },
+      [&] {
+        for (int lane = 0; lane < kLanes; ++lane)
+          target[lane] = static_cast<std::uint8_t>(std::min(255u, unsigned{sum[lane]} * box.multiplier >> 16));
+        target += targetStride;
+      });
+}
+
+void transpose16Plain(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
+                      std::ptrdiff_t targetStride) {
+  for (int i = 0; i < 16; ++i)
+    for (int j = 0; j < 16; ++j) target[j * targetStride + i] = source[i * sourceStride + j];
+}
+
+void transpose16PairPlain(const std::uint8_t* sourceA, const std::uint8_t* sourceB, std::ptrdiff_t sourceStride,
+                          std::uint8_t* targetA, std::uint8_t* targetB, std::ptrdiff_t targetStride) {
+  transpose16Plain(sourceA, sourceStride, targetA, targetStride);
+  transpose16Plain(sourceB, sourceStride, targetB, targetStride);
+}
+
 #if VELMORA_X86
 
 // Four rounds of interleaving leave column j of a block in vector bitReversed(j).
@@ -91,39 +148,53 @@ void transpose16(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::u
     _mm_storeu_si128(reinterpret_cast<__m128i*>(target + kBitReversed[i] * targetStride), a[i]);
 }
 
+void transpose16PairSse2(const std::uint8_t* sourceA, const std::uint8_t* sourceB, std::ptrdiff_t sourceStride,
+                         std::uint8_t* targetA, std::uint8_t* targetB, std::ptrdiff_t targetStride) {
+  transpose16(sourceA, sourceStride, targetA, targetStride);
+  transpose16(sourceB, sourceStride, targetB, targetStride);
+}
+
+// Thirty-two lanes as four sums of eight, each its own chain of additions.
 void boxPassSse2(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
                  std::ptrdiff_t targetStride, int length, const ShadowBlur::Box& box) {
-  const Stretches steps = Stretches::of(length, box);
   const __m128i zero = _mm_setzero_si128();
   const __m128i half = _mm_set1_epi16(static_cast<short>(box.half));
   const __m128i multiplier = _mm_set1_epi16(static_cast<short>(box.multiplier));
-  __m128i low = half, high = half;  // the rounding rides along in the sums
+  __m128i sum[4] = {half, half, half, half};  // the rounding rides along in the sums
   const std::uint8_t* entering = source;
   const std::uint8_t* leaving = source;
-  auto enter = [&] {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(entering));
-    low = _mm_add_epi16(low, _mm_unpacklo_epi8(v, zero));
-    high = _mm_add_epi16(high, _mm_unpackhi_epi8(v, zero));
-    entering += sourceStride;
+  struct Wide {
+    __m128i v[4];
   };
-  auto leave = [&] {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(leaving));
-    low = _mm_sub_epi16(low, _mm_unpacklo_epi8(v, zero));
-    high = _mm_sub_epi16(high, _mm_unpackhi_epi8(v, zero));
-    leaving += sourceStride;
+  auto widen = [&](const std::uint8_t* at) {
+    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at + 16));
+    return Wide{{_mm_unpacklo_epi8(a, zero), _mm_unpackhi_epi8(a, zero), _mm_unpacklo_epi8(b, zero),
+                 _mm_unpackhi_epi8(b, zero)}};
   };
-  auto write = [&] {
-    const __m128i meanLow = _mm_mulhi_epu16(low, multiplier);
-    const __m128i meanHigh = _mm_mulhi_epu16(high, multiplier);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(target), _mm_packus_epi16(meanLow, meanHigh));
-    target += targetStride;
-  };
-  for (int i = 0; i < steps.primed; ++i) enter();
-  for (int i = 0; i < steps.entering; ++i) enter(), write();
-#pragma GCC unroll 2
-  for (int i = 0; i < steps.both; ++i) enter(), write(), leave();
-  for (int i = 0; i < steps.neither; ++i) write();
-  for (int i = 0; i < steps.leaving; ++i) write(), leave();
+  walkSteps(
+      Stretches::of(length, box),
+      [&] {
+        const Wide in = widen(entering);
+        for (int k = 0; k < 4; ++k) sum[k] = _mm_add_epi16(sum[k], in.v[k]);
+        entering += sourceStride;
+      },
+      [&] {
+        const Wide out = widen(leaving);
+        for (int k = 0; k < 4; ++k) sum[k] = _mm_sub_epi16(sum[k], out.v[k]);
+        leaving += sourceStride;
+      },
+      [&] {
+        const Wide in = widen(entering), out = widen(leaving);
+        for (int k = 0; k < 4; ++k) sum[k] = _mm_add_epi16(sum[k], _mm_sub_epi16(in.v[k], out.v[k]));
+        entering += sourceStride, leaving += sourceStride;
+      },
+      [&] {
+        auto mean = [&](int k) { return _mm_mulhi_epu16(sum[k], multiplier); };
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(target), _mm_packus_epi16(mean(0), mean(1)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(target + 16), _mm_packus_epi16(mean(2), mean(3)));
+        target += targetStride;
+      });
 }
 
 // The wide passes, chosen at run time when the processor has AVX2. Each
@@ -135,34 +206,46 @@ void boxPassSse2(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::u
 #pragma GCC push_options
 #pragma GCC target("avx2")
 #endif
-void boxPassAvx2(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
-                 std::ptrdiff_t targetStride, int length, const ShadowBlur::Box& box) {
-  const Stretches steps = Stretches::of(length, box);
+// Thirty-two lanes as two sums of sixteen. Widening each half of a row in
+// place and packing the halves back undo each other lane for lane.
+[[gnu::flatten]] void boxPassAvx2(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
+                                  std::ptrdiff_t targetStride, int length, const ShadowBlur::Box& box) {
+  const __m256i zero = _mm256_setzero_si256();
   const __m256i half = _mm256_set1_epi16(static_cast<short>(box.half));
   const __m256i multiplier = _mm256_set1_epi16(static_cast<short>(box.multiplier));
-  __m256i sum = half;  // the rounding rides along in the sum
+  __m256i low = half, high = half;  // the rounding rides along in the sums
   const std::uint8_t* entering = source;
   const std::uint8_t* leaving = source;
-  auto enter = [&] {
-    sum = _mm256_add_epi16(sum, _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(entering))));
-    entering += sourceStride;
-  };
-  auto leave = [&] {
-    sum = _mm256_sub_epi16(sum, _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(leaving))));
-    leaving += sourceStride;
-  };
-  auto write = [&] {
-    const __m256i mean = _mm256_mulhi_epu16(sum, multiplier);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(target),
-                     _mm_packus_epi16(_mm256_castsi256_si128(mean), _mm256_extracti128_si256(mean, 1)));
-    target += targetStride;
-  };
-  for (int i = 0; i < steps.primed; ++i) enter();
-  for (int i = 0; i < steps.entering; ++i) enter(), write();
-#pragma GCC unroll 2
-  for (int i = 0; i < steps.both; ++i) enter(), write(), leave();
-  for (int i = 0; i < steps.neither; ++i) write();
-  for (int i = 0; i < steps.leaving; ++i) write(), leave();
+  walkSteps(
+      Stretches::of(length, box),
+      [&] {
+        const __m256i in = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(entering));
+        low = _mm256_add_epi16(low, _mm256_unpacklo_epi8(in, zero));
+        high = _mm256_add_epi16(high, _mm256_unpackhi_epi8(in, zero));
+        entering += sourceStride;
+      },
+      [&] {
+        const __m256i out = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(leaving));
+        low = _mm256_sub_epi16(low, _mm256_unpacklo_epi8(out, zero));
+        high = _mm256_sub_epi16(high, _mm256_unpackhi_epi8(out, zero));
+        leaving += sourceStride;
+      },
+      [&] {
+        const __m256i in = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(entering));
+        const __m256i out = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(leaving));
+        __m256i lowStep = _mm256_sub_epi16(_mm256_unpacklo_epi8(in, zero), _mm256_unpacklo_epi8(out, zero));
+        __m256i highStep = _mm256_sub_epi16(_mm256_unpackhi_epi8(in, zero), _mm256_unpackhi_epi8(out, zero));
+        asm("" : "+x"(lowStep), "+x"(highStep));  // kept whole: the compiler would fold it back into the sums
+        low = _mm256_add_epi16(low, lowStep);
+        high = _mm256_add_epi16(high, highStep);
+        entering += sourceStride, leaving += sourceStride;
+      },
+      [&] {
+        _mm256_storeu_si256(
+            reinterpret_cast<__m256i*>(target),
+            _mm256_packus_epi16(_mm256_mulhi_epu16(low, multiplier), _mm256_mulhi_epu16(high, multiplier)));
+        target += targetStride;
+      });
 }
 // Two 16 × 16 blocks at once, one in each half of the wide vectors.
 void transpose16PairAvx2(const std::uint8_t* sourceA, const std::uint8_t* sourceB, std::ptrdiff_t sourceStride,
@@ -206,60 +289,7 @@ void transpose16PairAvx2(const std::uint8_t* sourceA, const std::uint8_t* source
 #pragma GCC pop_options
 #endif
 
-void transpose16PairSse2(const std::uint8_t* sourceA, const std::uint8_t* sourceB, std::ptrdiff_t sourceStride,
-                         std::uint8_t* targetA, std::uint8_t* targetB, std::ptrdiff_t targetStride) {
-  transpose16(sourceA, sourceStride, targetA, targetStride);
-  transpose16(sourceB, sourceStride, targetB, targetStride);
-}
-
 bool hasAvx2() { return __builtin_cpu_supports("avx2"); }
-ShadowBlur::BoxPass bestBoxPass() { return hasAvx2() ? boxPassAvx2 : boxPassSse2; }
-ShadowBlur::TransposePair bestTransposePair() { return hasAvx2() ? transpose16PairAvx2 : transpose16PairSse2; }
-
-#else  // portable fallback
-
-void transpose16(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
-                 std::ptrdiff_t targetStride) {
-  for (int i = 0; i < 16; ++i)
-    for (int j = 0; j < 16; ++j) target[j * targetStride + i] = source[i * sourceStride + j];
-}
-
-void boxPassScalar(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
-                   std::ptrdiff_t targetStride, int length, const ShadowBlur::Box& box) {
-  const Stretches steps = Stretches::of(length, box);
-  std::uint16_t sum[16];
-  std::fill_n(sum, 16, box.half);  // the rounding rides along in the sums
-  const std::uint8_t* entering = source;
-  const std::uint8_t* leaving = source;
-  auto enter = [&] {
-    for (int lane = 0; lane < 16; ++lane) sum[lane] = static_cast<std::uint16_t>(sum[lane] + entering[lane]);
-    entering += sourceStride;
-  };
-  auto leave = [&] {
-    for (int lane = 0; lane < 16; ++lane) sum[lane] = static_cast<std::uint16_t>(sum[lane] - leaving[lane]);
-    leaving += sourceStride;
-  };
-  auto write = [&] {
-    for (int lane = 0; lane < 16; ++lane)
-      target[lane] = static_cast<std::uint8_t>(std::min(255u, (sum[lane] * box.multiplier) >> 16));
-    target += targetStride;
-  };
-  for (int i = 0; i < steps.primed; ++i) enter();
-  for (int i = 0; i < steps.entering; ++i) enter(), write();
-#pragma GCC unroll 2
-  for (int i = 0; i < steps.both; ++i) enter(), write(), leave();
-  for (int i = 0; i < steps.neither; ++i) write();
-  for (int i = 0; i < steps.leaving; ++i) write(), leave();
-}
-
-void transpose16Pair(const std::uint8_t* sourceA, const std::uint8_t* sourceB, std::ptrdiff_t sourceStride,
-                     std::uint8_t* targetA, std::uint8_t* targetB, std::ptrdiff_t targetStride) {
-  transpose16(sourceA, sourceStride, targetA, targetStride);
-  transpose16(sourceB, sourceStride, targetB, targetStride);
-}
-
-ShadowBlur::BoxPass bestBoxPass() { return boxPassScalar; }
-ShadowBlur::TransposePair bestTransposePair() { return transpose16Pair; }
 
 #endif
 
@@ -278,8 +308,10 @@ PixelRect PixelRect::intersection(const PixelRect& other) const {
 // ---------------------------------------------------------------------------
 
 void CoverageBuffer::resize(int width, int height) {
-  tilesAcross_ = std::max(0, (width + kTile - 1) / kTile);
-  tilesDown_ = std::max(0, (height + kTile - 1) / kTile);
+  // Whole pairs of tiles each way, the blur's unit of work.
+  auto pairs = [](int pixels) { return std::max(0, (pixels + 2 * kTile - 1) / (2 * kTile) * 2); };
+  tilesAcross_ = pairs(width);
+  tilesDown_ = pairs(height);
   const auto bytes = static_cast<std::size_t>(this->width()) * static_cast<std::size_t>(this->height());
   memory_ = bytes ? std::make_unique<PixelMemory>(bytes) : nullptr;
   if (memory_ && !memory_->data()) {  // no memory: an empty buffer
@@ -500,7 +532,17 @@ ShadowBlur::Box ShadowBlur::Box::ofWidth(int width, int before) {
   return box;
 }
 
-ShadowBlur::ShadowBlur() : pass_(bestBoxPass()), transposePair_(bestTransposePair()) {}
+std::vector<ShadowBlur::Kernels> ShadowBlur::kernels() {
+  std::vector<Kernels> all;
+#if VELMORA_X86
+  if (hasAvx2()) all.push_back({"avx2", boxPassAvx2, transpose16PairAvx2});
+  all.push_back({"sse2", boxPassSse2, transpose16PairSse2});
+#endif
+  all.push_back({"plain", boxPassPlain, transpose16PairPlain});
+  return all;
+}
+
+ShadowBlur::ShadowBlur() : ShadowBlur(kernels().front()) {}
 
 void ShadowBlur::blur(const CoverageBuffer& source, CoverageBuffer& target, double sigma) {
   const int d = boxWidth(sigma);
@@ -529,7 +571,7 @@ void ShadowBlur::blur(const CoverageBuffer& source, CoverageBuffer& target, doub
   const int tileReach = (reach(sigma) + kTile - 1) / kTile;
   if (across_.tilesAcross() != source.tilesAcross() || across_.tilesDown() != source.tilesDown())
     across_.resize(source.width(), source.height());
-  const std::size_t longest = static_cast<std::size_t>(std::max(source.width(), source.height())) * kTile;
+  const std::size_t longest = static_cast<std::size_t>(std::max(source.width(), source.height())) * kLanes;
   if (lineA_.size() < longest) {
     lineA_.resize(longest);
     lineB_.resize(longest);
@@ -542,46 +584,50 @@ void ShadowBlur::blur(const CoverageBuffer& source, CoverageBuffer& target, doub
 
 void ShadowBlur::threePasses(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
                              std::ptrdiff_t targetStride, int length, const Box (&boxes)[3]) {
-  pass_(source, sourceStride, lineA_.data(), kTile, length, boxes[0]);
-  pass_(lineA_.data(), kTile, lineB_.data(), kTile, length, boxes[1]);
-  pass_(lineB_.data(), kTile, target, targetStride, length, boxes[2]);
+  kernels_.pass(source, sourceStride, lineA_.data(), kLanes, length, boxes[0]);
+  kernels_.pass(lineA_.data(), kLanes, lineB_.data(), kLanes, length, boxes[1]);
+  kernels_.pass(lineB_.data(), kLanes, target, targetStride, length, boxes[2]);
 }
 
-// Rows go sixteen at a time: each run of tiles is transposed so that the
-// sixteen rows lie side by side, blurred as lanes, and transposed back.
+// Rows go thirty-two at a time, two rows of tiles: each tile is transposed
+// so that its sixteen rows lie side by side, the upper tile's in the first
+// sixteen lanes of the line and the lower one's in the next, blurred as
+// lanes, and transposed back. A tile reached in only one of the two rows is
+// blurred in both: its zeros blur to zeros.
 void ShadowBlur::blurAcross(const CoverageBuffer& source, int tileReach, const Box (&boxes)[3]) {
-  const std::ptrdiff_t stride = source.stride();
+  const std::ptrdiff_t stride = source.stride(), below = kTile * stride;
   std::uint8_t* line = lineIn_.data();
-  for (int ty = 0; ty < source.tilesDown(); ++ty) {
-    const std::uint8_t* rows = source.data() + ty * kTile * stride;
-    std::uint8_t* out = across_.data() + ty * kTile * stride;
+  for (int ty = 0; ty < source.tilesDown(); ty += 2) {
+    const std::uint8_t* rows = source.data() + ty * below;
+    std::uint8_t* out = across_.data() + ty * below;
     auto run = [&](int first, int end) {
-      auto block = [&](int tx) { return line + (tx - first) * kTile * kTile; };
-      int tx = first;
-      for (; tx + 1 < end; tx += 2)
-        transposePair_(rows + tx * kTile, rows + (tx + 1) * kTile, stride, block(tx), block(tx + 1), kTile);
-      if (tx < end) transpose16(rows + tx * kTile, stride, block(tx), kTile);
-      threePasses(line, kTile, line, kTile, (end - first) * kTile, boxes);
-      for (tx = first; tx + 1 < end; tx += 2)
-        transposePair_(block(tx), block(tx + 1), kTile, out + tx * kTile, out + (tx + 1) * kTile, stride);
-      if (tx < end) transpose16(block(tx), kTile, out + tx * kTile, stride);
-      for (tx = first; tx < end; ++tx) across_.markUsed(tx, ty);
+      auto block = [&](int tx) { return line + (tx - first) * kTile * kLanes; };
+      for (int tx = first; tx < end; ++tx)
+        kernels_.transposePair(rows + tx * kTile, rows + below + tx * kTile, stride, block(tx), block(tx) + kTile,
+                               kLanes);
+      threePasses(line, kLanes, line, kLanes, (end - first) * kTile, boxes);
+      for (int tx = first; tx < end; ++tx) {
+        kernels_.transposePair(block(tx), block(tx) + kTile, kLanes, out + tx * kTile, out + below + tx * kTile,
+                               stride);
+        across_.markUsed(tx, ty), across_.markUsed(tx, ty + 1);
+      }
     };
     forEachReachedRun(
-        source.tilesAcross(), tileReach, [&](int tx) { return source.used(tx, ty); }, run);
+        source.tilesAcross(), tileReach, [&](int tx) { return source.used(tx, ty) || source.used(tx, ty + 1); }, run);
   }
 }
 
-// Columns go sixteen at a time, straight down the buffer.
+// Columns go thirty-two at a time, two columns of tiles, straight down the
+// buffer.
 void ShadowBlur::blurDown(CoverageBuffer& target, int tileReach, const Box (&boxes)[3]) {
   const std::ptrdiff_t stride = target.stride();
-  for (int tx = 0; tx < target.tilesAcross(); ++tx) {
+  for (int tx = 0; tx < target.tilesAcross(); tx += 2) {
     forEachReachedRun(
-        target.tilesDown(), tileReach, [&](int ty) { return across_.used(tx, ty); },
+        target.tilesDown(), tileReach, [&](int ty) { return across_.used(tx, ty) || across_.used(tx + 1, ty); },
         [&](int first, int end) {
           const std::ptrdiff_t at = first * kTile * stride + tx * kTile;
           threePasses(across_.data() + at, stride, target.data() + at, stride, (end - first) * kTile, boxes);
-          for (int ty = first; ty < end; ++ty) target.markUsed(tx, ty);
+          for (int ty = first; ty < end; ++ty) target.markUsed(tx, ty), target.markUsed(tx + 1, ty);
         });
   }
 }

@@ -20,8 +20,9 @@ struct PixelRect {
   friend bool operator==(const PixelRect&, const PixelRect&) = default;
 };
 
-// An 8-bit coverage buffer, kept in tiles of 16 × 16 pixels (the blur's unit
-// of work) made of cells of 8 × 8 (the compositing's). Between uses every
+// An 8-bit coverage buffer, kept in tiles of 16 × 16 pixels (the blur works
+// on two side by side) made of cells of 8 × 8 (the compositing's), an even
+// number of tiles across and down. Between uses every
 // byte is zero: the tiles that may hold something are flagged, and `clear`
 // zeroes only those, so a mostly empty buffer costs little to reuse.
 class CoverageBuffer {
@@ -30,7 +31,7 @@ class CoverageBuffer {
   static constexpr int kCell = 8;
   static constexpr int kCellsPerTile = kTile / kCell;
 
-  // Makes a zeroed buffer of at least width × height pixels (whole tiles).
+  // Makes a zeroed buffer of at least width × height pixels (whole pairs of tiles).
   void resize(int width, int height);
 
   int width() const { return tilesAcross_ * kTile; }
@@ -97,16 +98,9 @@ class ShadowBlur {
   // How many pixels beyond the coverage the three boxes spread it.
   static int reach(double sigma);
 
-  ShadowBlur();
-
-  // Blurs the used tiles of `source` into `target`, a clear buffer of the same
-  // size, and flags the tiles of `target` written. Coverage beyond the buffer
-  // counts as zero.
-  void blur(const CoverageBuffer& source, CoverageBuffer& target, double sigma);
-
-  // One box pass over 16 lanes side by side: element i of the output is the
+  // One box pass over 32 lanes side by side: element i of the output is the
   // rounded mean of elements i − before … i + after of the input (zero outside
-  // 0 … length − 1). Elements are 16 bytes, `stride` bytes apart.
+  // 0 … length − 1). Elements are 32 bytes, `stride` bytes apart.
   struct Box {
     int before = 0, after = 0;
     std::uint16_t half = 0, multiplier = 0;  // rounding and 2¹⁶ / width, for a multiply-high
@@ -117,6 +111,23 @@ class ShadowBlur {
   // Transposes two 16 × 16 blocks of bytes.
   using TransposePair = void (*)(const std::uint8_t* sourceA, const std::uint8_t* sourceB, std::ptrdiff_t sourceStride,
                                  std::uint8_t* targetA, std::uint8_t* targetB, std::ptrdiff_t targetStride);
+  // The passes and transposes written for one kind of processor; all give the
+  // same bytes.
+  struct Kernels {
+    const char* name;
+    BoxPass pass;
+    TransposePair transposePair;
+  };
+  // The kernels this processor can run, the fastest first and plain C++ last.
+  static std::vector<Kernels> kernels();
+
+  ShadowBlur();
+  explicit ShadowBlur(const Kernels& kernels) : kernels_(kernels) {}
+
+  // Blurs the used tiles of `source` into `target`, a clear buffer of the same
+  // size, and flags the tiles of `target` written. Coverage beyond the buffer
+  // counts as zero.
+  void blur(const CoverageBuffer& source, CoverageBuffer& target, double sigma);
 
  private:
   void blurAcross(const CoverageBuffer& source, int tileReach, const Box (&boxes)[3]);
@@ -124,10 +135,9 @@ class ShadowBlur {
   void threePasses(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
                    std::ptrdiff_t targetStride, int length, const Box (&boxes)[3]);
 
-  BoxPass pass_;
-  TransposePair transposePair_;
+  Kernels kernels_;
   CoverageBuffer across_;                             // after the horizontal passes
-  std::vector<std::uint8_t> lineIn_, lineA_, lineB_;  // one run, sixteen lanes wide
+  std::vector<std::uint8_t> lineIn_, lineA_, lineB_;  // one run, thirty-two lanes wide
 };
 
 }  // namespace velmora

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "platform/ShadowBlur.h"
@@ -102,6 +103,44 @@ TEST_F(ShadowBlurTest, MatchesThreeBoxBlursOfRandomCoverage) {
     source.clear();
   }
 }
+
+// Each vector kernel this processor runs against the plain one, byte for
+// byte: odd and even box widths and one wider than the buffer, coverage up to
+// the buffer's edges and in one tile of a pair, a buffer of no whole pairs.
+class ShadowBlurKernels : public ::testing::TestWithParam<ShadowBlur::Kernels> {};
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(ShadowBlurKernels);
+
+TEST_P(ShadowBlurKernels, GiveThePlainKernelsBytes) {
+  constexpr int kSide = 150;
+  std::mt19937 random(11);
+  for (double sigma : {1.2, 3.0, 4.1, 7.5, 200.0}) {
+    CoverageBuffer source, plain, vector;
+    for (CoverageBuffer* buffer : {&source, &plain, &vector}) buffer->resize(kSide, kSide);
+    for (int blob = 0; blob < 8; ++blob) {
+      const int x = static_cast<int>(random() % kSide), y = static_cast<int>(random() % kSide);
+      const PixelRect rect =
+          PixelRect{x, y, 1 + static_cast<int>(random() % 40), 1 + static_cast<int>(random() % 40)}.intersection(
+              {0, 0, kSide, kSide});
+      for (int yy = rect.y; yy < rect.y + rect.height; ++yy)
+        for (int xx = rect.x; xx < rect.x + rect.width; ++xx)
+          source.data()[yy * source.stride() + xx] = static_cast<std::uint8_t>(1 + random() % 255);
+      source.findUsed(rect);
+    }
+    ShadowBlur(ShadowBlur::kernels().back()).blur(source, plain, sigma);
+    ShadowBlur(GetParam()).blur(source, vector, sigma);
+    const auto bytes = static_cast<std::size_t>(plain.stride() * plain.height());
+    const auto mismatch = std::mismatch(plain.data(), plain.data() + bytes, vector.data());
+    EXPECT_EQ(mismatch.first, plain.data() + bytes)
+        << "σ " << sigma << ": first differs at byte " << (mismatch.first - plain.data());
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(ThisProcessor, ShadowBlurKernels, ::testing::ValuesIn([] {
+                           auto kernels = ShadowBlur::kernels();
+                           kernels.pop_back();  // the plain one itself
+                           return kernels;
+                         }()),
+                         [](const auto& kernel) { return std::string(kernel.param.name); });
 
 TEST_F(ShadowBlurTest, SpreadsExactlyAsFarAsItsReach) {
   const double sigma = 7.5;
