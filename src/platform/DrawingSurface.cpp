@@ -464,6 +464,15 @@ void DrawingSurface::paintPath(bool stroke) {
     rasteriseRing = ring.outer < reach && std::abs(ring.centre.x) < reach && std::abs(ring.centre.y) < reach;
     if (!rasteriseRing) path_.replaceWithStrokeOutline(width);
   }
+  // So does a single segment stroked with round caps: the points within half
+  // the width of it.
+  std::optional<SurfacePath::Segment> segment;
+  if (stroke && plan.dash.lengths.empty() && g.lineCap == LineCap::kRound && width > 0) {
+    const double reach = kSafeReach / scale_;
+    auto near = [reach](Point p) { return std::abs(p.x) < reach && std::abs(p.y) < reach; };
+    segment = path_.segment();
+    if (segment && !(width < reach && near(segment->from) && near(segment->to))) segment.reset();
+  }
   auto setUp = [&](cairo_t* cr) {
     cairo_set_line_width(cr, width);
     cairo_set_line_cap(cr, g.lineCap == LineCap::kRound ? CAIRO_LINE_CAP_ROUND : CAIRO_LINE_CAP_BUTT);
@@ -482,11 +491,12 @@ void DrawingSurface::paintPath(bool stroke) {
   };
 
   // Shadows, dashes and rings go through a coverage of their own.
-  ShadowScratch* s = shadow || dashed || rasteriseRing ? scratchFor(shadow ? *shadow : Shadow{}) : nullptr;
+  ShadowScratch* s = shadow || dashed || rasteriseRing || segment ? scratchFor(shadow ? *shadow : Shadow{}) : nullptr;
   if (!s && rasteriseRing) {  // no memory for the coverage: cairo fills the outline
     path_.replaceWithStrokeOutline(width);
     rasteriseRing = false;
   }
+  if (!s) segment.reset();
   if (!s) {
     setUp(cr_);
     appendPath(cr_, dashed ? &plan.dash : nullptr);
@@ -507,6 +517,15 @@ void DrawingSurface::paintPath(bool stroke) {
     CoverageBuffer& buffer = s->coverage();
     ringCoverage(buffer.data(), buffer.stride(), buffer.width(), buffer.height(), cx, cy, ring.outer * scale_,
                  ring.inner * scale_);
+    path_.clear();
+  } else if (segment) {
+    Point from = segment->from, to = segment->to;
+    x1 = std::min(from.x, to.x) - width / 2, y1 = std::min(from.y, to.y) - width / 2;
+    x2 = std::max(from.x, to.x) + width / 2, y2 = std::max(from.y, to.y) + width / 2;
+    cairo_user_to_device(cov, &from.x, &from.y);
+    cairo_user_to_device(cov, &to.x, &to.y);
+    CoverageBuffer& buffer = s->coverage();
+    capsuleCoverage(buffer.data(), buffer.stride(), buffer.width(), buffer.height(), from, to, width / 2 * scale_);
     path_.clear();
   } else if (dashed) {
     // Dash by dash, each stroked on its own: the pixels of the dashes drawn

@@ -323,6 +323,7 @@ void CoverageBuffer::resize(int width, int height) {
   usedCells_.assign(static_cast<std::size_t>(words_ * tilesDown_ * kCellsPerTile), 0);
   fullCells_ = usedCells_;
   firstRow_ = endRow_ = 0;
+  flagged_ = {};
 }
 
 void CoverageBuffer::findUsed(PixelRect area) {
@@ -360,7 +361,7 @@ void CoverageBuffer::findUsed(PixelRect area) {
         if ((empty & bits) == bits) continue;
         setCell(usedCells_, cx + k, cy);
         if ((whole & bits) == bits) setCell(fullCells_, cx + k, cy);
-        tiles_[tileIndex((cx + k) / kCellsPerTile, cy / kCellsPerTile)] = 1;
+        markUsed((cx + k) / kCellsPerTile, cy / kCellsPerTile);
         top = std::min(top, cy), bottom = std::max(bottom, cy + 1);
       }
     }
@@ -419,7 +420,10 @@ void CoverageBuffer::cellRuns(Cells kind, int grow, std::vector<PixelRect>& runs
 }
 
 void CoverageBuffer::forget() {
-  std::fill(tiles_.begin(), tiles_.end(), 0);
+  for (int ty = flagged_.top; ty < flagged_.bottom; ++ty)
+    std::fill_n(tiles_.begin() + static_cast<std::ptrdiff_t>(tileIndex(flagged_.left, ty)),
+                flagged_.right - flagged_.left, 0);
+  flagged_ = {};
   if (firstRow_ < endRow_) {
     const auto from = static_cast<std::ptrdiff_t>(firstRow_ * words_),
                to = static_cast<std::ptrdiff_t>(endRow_ * words_);
@@ -431,19 +435,20 @@ void CoverageBuffer::forget() {
 
 void CoverageBuffer::clear() {
   std::uint8_t* base = data();
-  for (int ty = 0; ty < tilesDown_; ++ty) {
-    for (int tx = 0; tx < tilesAcross_;) {
+  for (int ty = flagged_.top; ty < flagged_.bottom; ++ty) {
+    for (int tx = flagged_.left; tx < flagged_.right;) {
       if (!used(tx, ty)) {
         ++tx;
         continue;
       }
       const int first = tx;
-      while (tx < tilesAcross_ && used(tx, ty)) tiles_[tileIndex(tx++, ty)] = 0;
+      while (tx < flagged_.right && used(tx, ty)) tiles_[tileIndex(tx++, ty)] = 0;
       for (int row = 0; row < kTile; ++row)
         std::memset(base + (ty * kTile + row) * stride() + first * kTile, 0,
                     static_cast<std::size_t>((tx - first) * kTile));
     }
   }
+  flagged_ = {};
   if (firstRow_ < endRow_) {
     const auto from = static_cast<std::ptrdiff_t>(firstRow_ * words_),
                to = static_cast<std::ptrdiff_t>(endRow_ * words_);
@@ -455,6 +460,22 @@ void CoverageBuffer::clear() {
 
 // ---------------------------------------------------------------------------
 
+namespace {
+
+// A share of 0 … 1 as a level of 0 … 255, rounded half away from zero:
+// lround's result without the call (from a half up, adding a half is exact
+// to the integer part).
+std::uint8_t coverageLevel(double share) {
+  const double level = share * 255.0;
+  return level < 0.5 ? 0 : static_cast<std::uint8_t>(level + 0.5);
+}
+
+// Pixel columns whose centres lie within [from, to], within 0 … width.
+int firstColumnFrom(double from, int width) { return std::clamp(static_cast<int>(std::ceil(from - 0.5)), 0, width); }
+int endColumnTo(double to, int width) { return std::clamp(static_cast<int>(std::floor(to - 0.5)) + 1, 0, width); }
+
+}  // namespace
+
 void ringCoverage(std::uint8_t* data, std::ptrdiff_t stride, int width, int height, double centreX, double centreY,
                   double outer, double inner) {
   if (!(outer > 0) || width <= 0 || height <= 0) return;
@@ -463,14 +484,14 @@ void ringCoverage(std::uint8_t* data, std::ptrdiff_t stride, int width, int heig
   // the ring's, at radius r: none when the row passes the circle by.
   auto chord = [](double r, double dy) { return r > std::abs(dy) ? std::sqrt((r - dy) * (r + dy)) : -1.0; };
   // Pixel columns whose centres lie within [from, to].
-  auto firstColumn = [&](double from) { return std::clamp(static_cast<int>(std::ceil(from - 0.5)), 0, width); };
-  auto endColumn = [&](double to) { return std::clamp(static_cast<int>(std::floor(to - 0.5)) + 1, 0, width); };
+  auto firstColumn = [&](double from) { return firstColumnFrom(from, width); };
+  auto endColumn = [&](double to) { return endColumnTo(to, width); };
   auto coverage = [&](int column, double dy) {
     const double dx = column + 0.5 - centreX;
     const double d = std::sqrt(dx * dx + dy * dy);
     double c = std::clamp(outer - d + 0.5, 0.0, 1.0);
     if (hole) c = std::max(0.0, c + std::clamp(d - inner + 0.5, 0.0, 1.0) - 1.0);
-    return static_cast<std::uint8_t>(std::lround(c * 255.0));
+    return coverageLevel(c);
   };
   const int top = std::clamp(static_cast<int>(std::floor(centreY - outer - 1)), 0, height);
   const int bottom = std::clamp(static_cast<int>(std::ceil(centreY + outer + 1)), 0, height);
@@ -508,6 +529,70 @@ void ringCoverage(std::uint8_t* data, std::ptrdiff_t stride, int width, int heig
     if (clear >= 0) span(std::nextafter(cx + clear, INFINITY), cx + holeEdge, false);
     span(std::nextafter(cx + holeEdge, INFINITY), cx + whole, true);
     span(std::nextafter(cx + whole, INFINITY), cx + reach, false);
+  }
+}
+
+void capsuleCoverage(std::uint8_t* data, std::ptrdiff_t stride, int width, int height, Point from, Point to,
+                     double radius) {
+  if (!(radius > 0) || width <= 0 || height <= 0) return;
+  const double length = std::hypot(to.x - from.x, to.y - from.y);
+  // The segment's direction (none for a dot: then only the end discs count).
+  const double ux = length > 0 ? (to.x - from.x) / length : 0.0, uy = length > 0 ? (to.y - from.y) / length : 0.0;
+  auto coverage = [&](int column, double py) {
+    const double px = column + 0.5 - from.x, along = std::clamp(px * ux + py * uy, 0.0, length);
+    const double ax = px - along * ux, ay = py - along * uy;
+    return coverageLevel(std::clamp(radius - std::sqrt(ax * ax + ay * ay) + 0.5, 0.0, 1.0));
+  };
+  // The stretch of a row (at py from `from`) within r of the segment: the
+  // shape is convex, so it is the hull of what the two end discs and the
+  // band along the segment hold of the row; empty when lo > hi.
+  struct Stretch {
+    double lo = INFINITY, hi = -INFINITY;
+    void take(double a, double b) { lo = std::min(lo, a), hi = std::max(hi, b); }
+  };
+  auto stretch = [&](double r, double py) {
+    Stretch s;
+    for (const Point end : {Point{0, 0}, Point{to.x - from.x, to.y - from.y}})
+      if (r > std::abs(py - end.y)) {
+        const double half = std::sqrt((r - (py - end.y)) * (r + (py - end.y)));
+        s.take(end.x - half, end.x + half);
+      }
+    if (length > 0) {
+      // Within r across the segment and between its ends along it: each a
+      // linear condition on x, an interval (or all or nothing) of the row.
+      double lo = -INFINITY, hi = INFINITY;
+      auto within = [&](double slope, double offset, double low, double high) {  // low ≤ slope·x + offset ≤ high
+        if (slope == 0) {
+          if (offset < low || offset > high) lo = INFINITY, hi = -INFINITY;
+          return;
+        }
+        const double a = (low - offset) / slope, b = (high - offset) / slope;
+        lo = std::max(lo, std::min(a, b)), hi = std::min(hi, std::max(a, b));
+      };
+      within(-uy, ux * py, -r, r);
+      within(ux, uy * py, 0.0, length);
+      if (lo <= hi) s.take(lo, hi);
+    }
+    return s;
+  };
+  const double top = std::min(from.y, to.y) - radius - 1, bottom = std::max(from.y, to.y) + radius + 1;
+  const int firstRow = std::clamp(static_cast<int>(std::floor(top)), 0, height);
+  const int endRow = std::clamp(static_cast<int>(std::ceil(bottom)), 0, height);
+  for (int y = firstRow; y < endRow; ++y) {
+    const double py = y + 0.5 - from.y;
+    const Stretch reach = stretch(radius + 0.5, py);  // beyond it no coverage
+    if (reach.lo > reach.hi) continue;
+    const Stretch whole = stretch(radius - 0.5, py);  // within it, whole coverage
+    std::uint8_t* row = data + y * stride;
+    const int a = firstColumnFrom(from.x + reach.lo, width), b = endColumnTo(from.x + reach.hi, width);
+    int wa = b, wb = b;
+    if (whole.lo <= whole.hi) {
+      wa = std::clamp(firstColumnFrom(from.x + whole.lo, width), a, b);
+      wb = std::clamp(endColumnTo(from.x + whole.hi, width), wa, b);
+      std::memset(row + wa, 255, static_cast<std::size_t>(wb - wa));
+    }
+    for (int x = a; x < wa; ++x) row[x] = coverage(x, py);
+    for (int x = wb; x < b; ++x) row[x] = coverage(x, py);
   }
 }
 

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
 
+#include "platform/Geometry.h"
 #include "platform/PixelMemory.h"
 
 namespace velmora {
@@ -43,7 +45,10 @@ class CoverageBuffer {
   int tilesAcross() const { return tilesAcross_; }
   int tilesDown() const { return tilesDown_; }
   bool used(int tileX, int tileY) const { return tiles_[tileIndex(tileX, tileY)] != 0; }
-  void markUsed(int tileX, int tileY) { tiles_[tileIndex(tileX, tileY)] = 1; }
+  void markUsed(int tileX, int tileY) {
+    tiles_[tileIndex(tileX, tileY)] = 1;
+    flagged_.take(tileX, tileY);
+  }
 
   // Flags the tiles and cells meeting `area` that hold a non-zero byte, and
   // notes the cells whose every byte is 255.
@@ -70,6 +75,16 @@ class CoverageBuffer {
   std::unique_ptr<PixelMemory> memory_;
   int tilesAcross_ = 0, tilesDown_ = 0, words_ = 0;
   std::vector<std::uint8_t> tiles_;  // 1: used
+  // The tiles within which some may be flagged, so that clearing a buffer
+  // with a small drawing in it looks at no more than that.
+  struct TileBox {
+    int left = 0, top = 0, right = 0, bottom = 0;
+    void take(int x, int y) {
+      if (left >= right) left = x, top = y, right = x + 1, bottom = y + 1;
+      left = std::min(left, x), top = std::min(top, y), right = std::max(right, x + 1),
+      bottom = std::max(bottom, y + 1);
+    }
+  } flagged_;
   std::vector<std::uint64_t> usedCells_, fullCells_;
   int firstRow_ = 0, endRow_ = 0;  // the rows of cells that may have bits set
   std::vector<std::uint64_t> row_, grown_;
@@ -86,6 +101,12 @@ class CoverageBuffer {
 // work is the ring's edges and a fill of its area.
 void ringCoverage(std::uint8_t* data, std::ptrdiff_t stride, int width, int height, double centreX, double centreY,
                   double outer, double inner);
+
+// Paints, the same way, the coverage of a segment stroked with round caps:
+// the points within `radius` pixels of the segment from `from` to `to` (a
+// disc when the two are one point).
+void capsuleCoverage(std::uint8_t* data, std::ptrdiff_t stride, int width, int height, Point from, Point to,
+                     double radius);
 
 // The blur of a drop shadow: a Gaussian of standard deviation sigma,
 // approximated by three box blurs in each direction, each a running sum.

@@ -388,6 +388,12 @@ std::optional<SurfacePath::Ring> SurfacePath::strokedRing(double width) const {
   return Ring{elements_[0].point, elements_[0].radius + width / 2, elements_[0].radius - width / 2};
 }
 
+std::optional<SurfacePath::Segment> SurfacePath::segment() const {
+  if (elements_.size() != 2 || elements_[0].kind != Kind::kMove || elements_[1].kind != Kind::kLine)
+    return std::nullopt;
+  return Segment{elements_[0].point, elements_[1].point};
+}
+
 bool SurfacePath::replaceWithStrokeOutline(double width) {
   const std::optional<Ring> ring = strokedRing(width);
   if (!ring) return false;

@@ -71,6 +71,12 @@ class SurfacePath {
     double outer, inner;
   };
   std::optional<Ring> strokedRing(double width) const;
+  // A path of one straight segment and nothing else: its two ends (one
+  // point twice for a segment of no length).
+  struct Segment {
+    Point from, to;
+  };
+  std::optional<Segment> segment() const;
 
   // A dash pattern: painted and unpainted lengths in turn (an even count,
   // adding up to more than nothing), and how far into it every subpath
