@@ -473,6 +473,12 @@ void DrawingSurface::paintPath(bool stroke) {
     segment = path_.segment();
     if (segment && !(width < reach && near(segment->from) && near(segment->to))) segment.reset();
   }
+  // The ring a ring or an arc stroked stays within, so that the coverage's
+  // bookkeeping looks no further.
+  const std::optional<SurfacePath::Ring> arc = stroke ? path_.strokedArcBand(width) : std::nullopt;
+  const SurfacePath::Ring band = rasteriseRing ? ring : arc.value_or(SurfacePath::Ring{});
+  const bool banded = (rasteriseRing || arc) && band.outer < kSafeReach / scale_ &&
+                      std::abs(band.centre.x) < kSafeReach / scale_ && std::abs(band.centre.y) < kSafeReach / scale_;
   auto setUp = [&](cairo_t* cr) {
     cairo_set_line_width(cr, width);
     cairo_set_line_cap(cr, g.lineCap == LineCap::kRound ? CAIRO_LINE_CAP_ROUND : CAIRO_LINE_CAP_BUTT);
@@ -554,7 +560,15 @@ void DrawingSurface::paintPath(bool stroke) {
     stroke ? cairo_stroke(cov) : cairo_fill(cov);
   }
   CoverageBuffer& coverage = s->coverage();
-  if (x1 <= x2) coverage.findUsed(s->framePixels(x1, y1, x2, y2));
+  if (banded) {
+    // Antialiasing reaches a pixel beyond the ring's edges; two to spare.
+    double cx = band.centre.x, cy = band.centre.y;
+    cairo_user_to_device(cov, &cx, &cy);
+    const CoverageBuffer::Band pixels{cx, cy, band.inner * scale_ - 2.0, band.outer * scale_ + 2.0};
+    if (x1 <= x2) coverage.findUsed(s->framePixels(x1, y1, x2, y2), &pixels);
+  } else if (x1 <= x2) {
+    coverage.findUsed(s->framePixels(x1, y1, x2, y2));
+  }
   const double opacity = colour.rgba().alpha;
   if (shadow) castShadow(*s, *shadow, opacity, opacity >= 1.0);
 

@@ -326,7 +326,7 @@ void CoverageBuffer::resize(int width, int height) {
   flagged_ = {};
 }
 
-void CoverageBuffer::findUsed(PixelRect area) {
+void CoverageBuffer::findUsed(PixelRect area, const Band* band) {
   area = area.intersection({0, 0, width(), height()});
   if (area.empty()) return;
   // A tile's width of cells at a time, sixteen bytes to a row.
@@ -335,7 +335,26 @@ void CoverageBuffer::findUsed(PixelRect area) {
   const std::uint8_t* base = data();
   int top = cy1, bottom = cy0;
   for (int cy = cy0; cy < cy1; ++cy) {
-    for (int cx = cx0; cx < cx1; cx += kCellsPerTile) {
+    // Within a band, a row of cells holds coverage only between the outer
+    // circle's ends, and none in the stretch every row of it has inside the
+    // inner circle.
+    int from = cx0, to = cx1, holeFrom = cx1, holeTo = cx1;
+    if (band) {
+      const double y0 = cy * kCell - band->centreY, y1 = y0 + kCell;
+      const double nearest = y0 <= 0 && y1 >= 0 ? 0.0 : std::min(std::abs(y0), std::abs(y1));
+      const double farthest = std::max(std::abs(y0), std::abs(y1));
+      if (!(band->outer > nearest)) continue;
+      const double reach = std::sqrt((band->outer - nearest) * (band->outer + nearest));
+      auto cellOf = [](double x) { return static_cast<int>(std::clamp(std::floor(x / kCell), -1.0, 1e9)); };
+      from = std::max(cx0, cellOf(band->centreX - reach) / kCellsPerTile * kCellsPerTile);
+      to = std::min(cx1, cellOf(band->centreX + reach) + 1);
+      if (band->inner > farthest) {
+        const double hole = std::sqrt((band->inner - farthest) * (band->inner + farthest));
+        holeFrom = cellOf(band->centreX - hole) + 1, holeTo = cellOf(band->centreX + hole);  // cells wholly inside
+      }
+    }
+    for (int cx = from; cx < to; cx += kCellsPerTile) {
+      if (cx >= holeFrom && cx + kCellsPerTile <= holeTo) continue;
       const std::uint8_t* at = base + cy * kCell * stride() + cx * kCell;
       unsigned empty, whole;  // one bit per column of bytes: none set / every one 255
 #if VELMORA_X86

@@ -50,9 +50,15 @@ class CoverageBuffer {
     flagged_.take(tileX, tileY);
   }
 
+  // A ring known to hold all the coverage (pixel coordinates; every pixel
+  // meeting neither it nor its inside is zero).
+  struct Band {
+    double centreX, centreY, inner, outer;
+  };
   // Flags the tiles and cells meeting `area` that hold a non-zero byte, and
-  // notes the cells whose every byte is 255.
-  void findUsed(PixelRect area);
+  // notes the cells whose every byte is 255. With a band, cells wholly
+  // beyond it or wholly inside its hole are taken to be zero unread.
+  void findUsed(PixelRect area, const Band* band = nullptr);
 
   enum class Cells { kUsed, kPartlyCovered, kFull };
   // The cells of a kind as rectangles, one per run along a row of cells. Used

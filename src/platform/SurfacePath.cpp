@@ -381,11 +381,14 @@ void SurfacePath::close() {
   current_ = subpathStart_;
 }
 
-std::optional<SurfacePath::Ring> SurfacePath::strokedRing(double width) const {
-  if (elements_.size() != 1 || elements_[0].kind != Kind::kArc || std::abs(elements_[0].sweep) != kFullTurn ||
-      !(width >= 0))
-    return std::nullopt;
+std::optional<SurfacePath::Ring> SurfacePath::strokedArcBand(double width) const {
+  if (elements_.size() != 1 || elements_[0].kind != Kind::kArc || !(width >= 0)) return std::nullopt;
   return Ring{elements_[0].point, elements_[0].radius + width / 2, elements_[0].radius - width / 2};
+}
+
+std::optional<SurfacePath::Ring> SurfacePath::strokedRing(double width) const {
+  if (elements_.size() != 1 || std::abs(elements_[0].sweep) != kFullTurn) return std::nullopt;
+  return strokedArcBand(width);
 }
 
 std::optional<SurfacePath::Segment> SurfacePath::segment() const {

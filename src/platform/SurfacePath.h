@@ -71,6 +71,9 @@ class SurfacePath {
     double outer, inner;
   };
   std::optional<Ring> strokedRing(double width) const;
+  // The ring holding a path of one arc (whole or not) and nothing else,
+  // stroked `width` wide with round or butt caps; nothing for any other path.
+  std::optional<Ring> strokedArcBand(double width) const;
   // A path of one straight segment and nothing else: its two ends (one
   // point twice for a segment of no length).
   struct Segment {

@@ -192,6 +192,30 @@ TEST_F(ShadowBlurTest, CellsSplitIntoPartlyCoveredFullAndGrown) {
   EXPECT_EQ(runs.front(), (PixelRect{8, 8, 64, 8})) << "grown one cell each way, joined across the gap";
 }
 
+// A band around what was drawn changes nothing found, only what is read:
+// rings whose corners, hole and far side lie outside it, off centre.
+TEST_F(ShadowBlurTest, ABandAroundTheCoverageFindsTheSameCells) {
+  const struct {
+    double x, y, outer, inner;
+  } rings[] = {{80, 80, 70, 40}, {60.5, 90.2, 50.3, 47.1}, {100, 70, 30, 0}, {20, 20, 60, 35}};
+  for (const auto& r : rings) {
+    ringCoverage(source.data(), source.stride(), source.width(), source.height(), r.x, r.y, r.outer, r.inner);
+    std::vector<PixelRect> without[3], with[3];
+    const CoverageBuffer::Cells kinds[3] = {CoverageBuffer::Cells::kUsed, CoverageBuffer::Cells::kPartlyCovered,
+                                            CoverageBuffer::Cells::kFull};
+    source.findUsed({0, 0, kSize, kSize});
+    for (int k = 0; k < 3; ++k) source.cellRuns(kinds[k], 0, without[k]);
+    source.forget();
+    const CoverageBuffer::Band band{r.x, r.y, r.inner - 2, r.outer + 2};
+    source.findUsed({0, 0, kSize, kSize}, &band);
+    for (int k = 0; k < 3; ++k) {
+      source.cellRuns(kinds[k], 0, with[k]);
+      EXPECT_EQ(with[k], without[k]) << "ring at " << r.x << ", " << r.y << ", kind " << k;
+    }
+    source.clear();
+  }
+}
+
 }  // namespace
 }  // namespace velmora
 
