@@ -37,6 +37,8 @@ static_assert(kFamilies.starts_with("Inter,"));
 constexpr const char* kConfiguration = R"(<?xml version="1.0"?>
 <!DOCTYPE fontconfig SYSTEM "urn:fontconfig:fonts.dtd">
 <fontconfig>
+  <cachedir>/var/cache/fontconfig</cachedir>
+  <cachedir prefix="xdg">fontconfig</cachedir>
   <alias binding="same">
     <family>emoji</family>
     <prefer><family>Noto Color Emoji</family></prefer>
@@ -126,6 +128,59 @@ std::string familyList(const std::vector<FallbackFace>& fallbacks) {
   return families;
 }
 
+// A copy of a face's description that holds nothing of the cache it came
+// from (a duplicate would share the cache's character set, and keep the whole
+// cache file mapped for the rest of the run).
+FcPattern* ownCopy(const FcPattern* cached) {
+  FcPattern* face = FcPatternDuplicate(cached);
+  FcCharSet* chars = nullptr;
+  if (face && FcPatternGetCharSet(face, FC_CHARSET, 0, &chars) == FcResultMatch) {
+    FcCharSet* none = FcCharSetCreate();
+    FcCharSet* own = FcCharSetUnion(chars, none);
+    FcPatternDel(face, FC_CHARSET);
+    if (own) FcPatternAddCharSet(face, FC_CHARSET, own);
+    FcCharSetDestroy(own);
+    FcCharSetDestroy(none);
+  }
+  return face;
+}
+
+// Adds the faces of a font file to `set`, as fontconfig's cache of its
+// directory describes them when that cache is current (Debian's font packages
+// build the caches as they install), else as a scan of the file finds them;
+// either way with the configuration's scan rules applied. Reading a cache
+// costs a fraction of a scan, which reads every glyph for the characters it
+// has. Returns whether any face was added.
+bool addFaces(FcConfig* config, FcFontSet* set, const std::filesystem::path& file) {
+  FcFontSet* found = FcFontSetCreate();
+  if (!found) return false;
+  if (FcCache* cache = FcDirCacheLoad(reinterpret_cast<const FcChar8*>(file.parent_path().c_str()), config, nullptr)) {
+    if (FcFontSet* cached = FcCacheCopySet(cache)) {
+      for (int i = 0; i < cached->nfont; ++i) {
+        FcChar8* path = nullptr;
+        if (FcPatternGetString(cached->fonts[i], FC_FILE, 0, &path) == FcResultMatch &&
+            file == reinterpret_cast<const char*>(path))
+          if (FcPattern* face = ownCopy(cached->fonts[i]); face && !FcFontSetAdd(found, face)) FcPatternDestroy(face);
+      }
+      FcFontSetDestroy(cached);
+    }
+    FcDirCacheUnload(cache);
+  }
+  if (found->nfont == 0)
+    FcFreeTypeQueryAll(reinterpret_cast<const FcChar8*>(file.c_str()), -1, nullptr, nullptr, found);
+  bool added = false;
+  for (int i = 0; i < found->nfont; ++i) {
+    FcPattern* face = std::exchange(found->fonts[i], nullptr);
+    if (FcConfigSubstitute(config, face, FcMatchScan) && FcFontSetAdd(set, face))
+      added = true;
+    else
+      FcPatternDestroy(face);
+  }
+  found->nfont = 0;
+  FcFontSetDestroy(found);
+  return added;
+}
+
 // The characters of a laid-out line that no font has, as "U+AC00 U+C7A0".
 std::string missingCharacters(PangoLayout* layout) {
   std::string found;
@@ -206,6 +261,7 @@ void TextLine::show(cairo_t* cr) const {
 
 struct FontSet::State {
   FcConfig* config = nullptr;
+  FcFontSet* faces = nullptr;  // the configuration's own fonts, which it holds
   PangoFontMap* fontMap = nullptr;
   PangoContext* context = nullptr;
   std::string families;
@@ -256,9 +312,8 @@ bool FontSet::State::readFallbackFaces() {
   if (first == end) return false;
   fallbacksRead = end;
   // The faces join the set's own fonts (none when the system's configuration stands in, which has its own).
-  FcFontSet* set = FcConfigGetFonts(config, FcSetApplication);
   FT_Library library = nullptr;
-  if (!set || FT_Init_FreeType(&library) != 0) return false;
+  if (!faces || FT_Init_FreeType(&library) != 0) return false;
   // A collection holds many faces, and opening one costs about a third of a
   // millisecond: each wanted face is looked for where it usually is first, and
   // only where the collection holds something else are its faces looked at in
@@ -276,9 +331,9 @@ bool FontSet::State::readFallbackFaces() {
     FT_Face face = faceNamed(wanted, wanted.usualIndex);
     if (!face) {
       FT_Face probe = nullptr;
-      const FT_Long faces = FT_New_Face(library, wanted.file.c_str(), -1, &probe) == 0 ? probe->num_faces : 0;
+      const FT_Long count = FT_New_Face(library, wanted.file.c_str(), -1, &probe) == 0 ? probe->num_faces : 0;
       if (probe) FT_Done_Face(probe);
-      for (FT_Long index = 0; index < faces && !face; ++index)
+      for (FT_Long index = 0; index < count && !face; ++index)
         if (index != wanted.usualIndex) face = faceNamed(wanted, index);
     }
     if (!face) {
@@ -287,7 +342,7 @@ bool FontSet::State::readFallbackFaces() {
     }
     if (FcPattern* pattern = FcFreeTypeQueryFace(face, reinterpret_cast<const FcChar8*>(wanted.file.c_str()),
                                                  static_cast<unsigned>(face->face_index), nullptr)) {
-      FcFontSetAdd(set, pattern);
+      FcFontSetAdd(faces, pattern);
       ++fallbackFaces;
     }
     FT_Done_Face(face);
@@ -393,8 +448,12 @@ FontSet::FontSet(const std::vector<std::filesystem::path>& files, std::vector<Fa
   s.fallbacks = std::move(fallbacks);
   s.config = FcConfigCreate();
   FcConfigParseAndLoadFromMemory(s.config, reinterpret_cast<const FcChar8*>(kConfiguration), FcTrue);
+  // The configuration names no font directories: its own set of fonts is
+  // empty until the set's files are added to it.
+  FcConfigBuildFonts(s.config);
+  s.faces = FcConfigGetFonts(s.config, FcSetSystem);
   for (const auto& file : files) {
-    if (FcConfigAppFontAddFile(s.config, reinterpret_cast<const FcChar8*>(file.c_str())))
+    if (s.faces && addFaces(s.config, s.faces, file))
       ++loaded_;
     else
       s.warning("font file not loaded: " + file.string());
@@ -403,6 +462,7 @@ FontSet::FontSet(const std::vector<std::filesystem::path>& files, std::vector<Fa
     s.warning("none of the program's fonts could be loaded; using the system's fonts");
     FcConfigDestroy(s.config);
     s.config = FcInitLoadConfigAndFonts();
+    s.faces = nullptr;  // the system's configuration has every face it knows
   }
   // Pango lays out with fontconfig's current configuration, which this makes
   // ours. (Handing the configuration to the font map instead would keep it
