@@ -27,7 +27,6 @@ constexpr double kLargestPointSize = 4096;
 // character: emoji come before the plain symbol font, so that a bed (U+1F6CF)
 // shows in colour as it does on the phone. The fallback faces' families follow.
 constexpr std::string_view kFamilies = "Inter, DejaVu Sans, Noto Color Emoji, Noto Sans Symbols2";
-constexpr const char* kSystemFamily = "Inter";
 static_assert(kFamilies.starts_with("Inter,"));
 
 // Colour emoji come as bitmaps of one pixel size: scale them to the size the
@@ -38,6 +37,8 @@ static_assert(kFamilies.starts_with("Inter,"));
 constexpr const char* kConfiguration = R"(<?xml version="1.0"?>
 <!DOCTYPE fontconfig SYSTEM "urn:fontconfig:fonts.dtd">
 <fontconfig>
+  <cachedir>/var/cache/fontconfig</cachedir>
+  <cachedir prefix="xdg">fontconfig</cachedir>
   <alias binding="same">
     <family>emoji</family>
     <prefer><family>Noto Color Emoji</family></prefer>
@@ -55,10 +56,34 @@ constexpr const char* kConfiguration = R"(<?xml version="1.0"?>
     </edit>
     <edit name="size" mode="assign"><divide><name>size</name><name>pixelsizefixupfactor</name></divide></edit>
   </match>
+  <match target="scan">
+    <test name="family"><string>Noto Color Emoji</string></test>
+    <edit name="charset" mode="assign">
+      <minus><name>charset</name><charset><range><int>0x0</int><int>0x7f</int></range></charset></minus>
+    </edit>
+  </match>
 </fontconfig>
 )";
 
 constexpr std::size_t kCachedLines = 256;
+// The one size every text is laid out at, in points; also the size the
+// system font's line is read at, so that both ask Pango for the same fonts.
+constexpr double kLayoutSize = 100.0;
+
+// A layout held by the cache of a set.
+class LayoutRef {
+ public:
+  explicit LayoutRef(PangoLayout* adopted) : layout_(adopted) {}
+  LayoutRef(LayoutRef&& other) noexcept : layout_(std::exchange(other.layout_, nullptr)) {}
+  LayoutRef& operator=(LayoutRef&&) = delete;
+  ~LayoutRef() {
+    if (layout_) g_object_unref(layout_);
+  }
+  PangoLayout* get() const { return layout_; }
+
+ private:
+  PangoLayout* layout_;
+};
 
 PangoWeight pangoWeight(FontWeight weight) {
   switch (weight) {
@@ -103,6 +128,59 @@ std::string familyList(const std::vector<FallbackFace>& fallbacks) {
   return families;
 }
 
+// A copy of a face's description that holds nothing of the cache it came
+// from (a duplicate would share the cache's character set, and keep the whole
+// cache file mapped for the rest of the run).
+FcPattern* ownCopy(const FcPattern* cached) {
+  FcPattern* face = FcPatternDuplicate(cached);
+  FcCharSet* chars = nullptr;
+  if (face && FcPatternGetCharSet(face, FC_CHARSET, 0, &chars) == FcResultMatch) {
+    FcCharSet* none = FcCharSetCreate();
+    FcCharSet* own = FcCharSetUnion(chars, none);
+    FcPatternDel(face, FC_CHARSET);
+    if (own) FcPatternAddCharSet(face, FC_CHARSET, own);
+    FcCharSetDestroy(own);
+    FcCharSetDestroy(none);
+  }
+  return face;
+}
+
+// Adds the faces of a font file to `set`, as fontconfig's cache of its
+// directory describes them when that cache is current (Debian's font packages
+// build the caches as they install), else as a scan of the file finds them;
+// either way with the configuration's scan rules applied. Reading a cache
+// costs a fraction of a scan, which reads every glyph for the characters it
+// has. Returns whether any face was added.
+bool addFaces(FcConfig* config, FcFontSet* set, const std::filesystem::path& file) {
+  FcFontSet* found = FcFontSetCreate();
+  if (!found) return false;
+  if (FcCache* cache = FcDirCacheLoad(reinterpret_cast<const FcChar8*>(file.parent_path().c_str()), config, nullptr)) {
+    if (FcFontSet* cached = FcCacheCopySet(cache)) {
+      for (int i = 0; i < cached->nfont; ++i) {
+        FcChar8* path = nullptr;
+        if (FcPatternGetString(cached->fonts[i], FC_FILE, 0, &path) == FcResultMatch &&
+            file == reinterpret_cast<const char*>(path))
+          if (FcPattern* face = ownCopy(cached->fonts[i]); face && !FcFontSetAdd(found, face)) FcPatternDestroy(face);
+      }
+      FcFontSetDestroy(cached);
+    }
+    FcDirCacheUnload(cache);
+  }
+  if (found->nfont == 0)
+    FcFreeTypeQueryAll(reinterpret_cast<const FcChar8*>(file.c_str()), -1, nullptr, nullptr, found);
+  bool added = false;
+  for (int i = 0; i < found->nfont; ++i) {
+    FcPattern* face = std::exchange(found->fonts[i], nullptr);
+    if (FcConfigSubstitute(config, face, FcMatchScan) && FcFontSetAdd(set, face))
+      added = true;
+    else
+      FcPatternDestroy(face);
+  }
+  found->nfont = 0;
+  FcFontSetDestroy(found);
+  return added;
+}
+
 // The characters of a laid-out line that no font has, as "U+AC00 U+C7A0".
 std::string missingCharacters(PangoLayout* layout) {
   std::string found;
@@ -126,20 +204,23 @@ std::string missingCharacters(PangoLayout* layout) {
 
 // ---------------------------------------------------------------------------
 
-TextLine::TextLine(PangoLayout* adopted, int ascent, int descent) : layout_(adopted) {
+TextLine::TextLine(PangoLayout* layout, double scale, double ascent, double descent) : layout_(layout), scale_(scale) {
   if (!layout_) return;
+  g_object_ref(layout_);
   PangoRectangle ink, logical;
   pango_layout_get_extents(layout_, &ink, &logical);
-  const int top = pango_layout_get_baseline(layout_) - ascent;
-  size_ = {points(logical.width), points(ascent + descent)};
-  origin_ = {-points(logical.x), -points(top)};
-  ink_ = {points(ink.x - logical.x), points(ink.y - top), points(ink.width), points(ink.height)};
-  baseline_ = points(ascent);
+  auto scaled = [&](int pangoUnits) { return points(pangoUnits) * scale_; };
+  const double top = scaled(pango_layout_get_baseline(layout_)) - ascent;
+  size_ = {scaled(logical.width), ascent + descent};
+  origin_ = {-scaled(logical.x), -top};
+  ink_ = {scaled(ink.x - logical.x), scaled(ink.y) - top, scaled(ink.width), scaled(ink.height)};
+  baseline_ = ascent;
   truncated_ = pango_layout_is_ellipsized(layout_);
 }
 
 TextLine::TextLine(const TextLine& other)
     : layout_(other.layout_),
+      scale_(other.scale_),
       size_(other.size_),
       ink_(other.ink_),
       origin_(other.origin_),
@@ -150,6 +231,7 @@ TextLine::TextLine(const TextLine& other)
 
 TextLine& TextLine::operator=(TextLine other) noexcept {
   std::swap(layout_, other.layout_);
+  std::swap(scale_, other.scale_);
   std::swap(size_, other.size_);
   std::swap(ink_, other.ink_);
   std::swap(origin_, other.origin_);
@@ -165,13 +247,21 @@ TextLine::~TextLine() {
 void TextLine::show(cairo_t* cr) const {
   if (!layout_ || size_.width <= 0) return;
   cairo_rel_move_to(cr, origin_.x, origin_.y);
+  double x = 0, y = 0;
+  cairo_get_current_point(cr, &x, &y);
+  cairo_save(cr);
+  cairo_translate(cr, x, y);
+  cairo_scale(cr, scale_, scale_);
+  cairo_move_to(cr, 0, 0);
   pango_cairo_show_layout(cr, layout_);
+  cairo_restore(cr);
 }
 
 // ---------------------------------------------------------------------------
 
 struct FontSet::State {
   FcConfig* config = nullptr;
+  FcFontSet* faces = nullptr;  // the configuration's own fonts, which it holds
   PangoFontMap* fontMap = nullptr;
   PangoContext* context = nullptr;
   std::string families;
@@ -180,11 +270,16 @@ struct FontSet::State {
   std::size_t fallbacksRead = 0;        // how many of them were looked for
   int fallbackFaces = 0;
   WarningSink warn;
-  std::unordered_set<std::string> reportedTexts;  // each text's missing characters are reported once
-  std::unordered_map<std::string, TextLine> lines;
+  std::unordered_set<std::string> reportedTexts;       // each text's missing characters are reported once
+  std::unordered_map<std::string, LayoutRef> layouts;  // by text, weight and width, at `kLayoutSize`
   // The system font's ascent and descent per point of size, by weight, read
   // once: unhinted, its line scales with the size.
   std::optional<std::pair<double, double>> systemLines[3];
+
+  // One line of `text` at `kLayoutSize`, cut to `width` points when that is positive.
+  LayoutRef layOut(std::string_view text, FontWeight weight, double width);
+  // The ascent and descent, in points, of the system font's line at the size of `font`.
+  std::pair<double, double> systemLine(const Font& font);
 
   void warning(const std::string& message) const {
     if (warn) warn(message);
@@ -194,7 +289,7 @@ struct FontSet::State {
   bool readFallbackFaces();
 
   ~State() {
-    lines.clear();
+    layouts.clear();
     // Hand fontconfig an empty configuration in place of ours, so that ours
     // is freed with the set rather than kept for the rest of the process.
     if (config && FcConfigGetCurrent() == config) {
@@ -217,9 +312,8 @@ bool FontSet::State::readFallbackFaces() {
   if (first == end) return false;
   fallbacksRead = end;
   // The faces join the set's own fonts (none when the system's configuration stands in, which has its own).
-  FcFontSet* set = FcConfigGetFonts(config, FcSetApplication);
   FT_Library library = nullptr;
-  if (!set || FT_Init_FreeType(&library) != 0) return false;
+  if (!faces || FT_Init_FreeType(&library) != 0) return false;
   // A collection holds many faces, and opening one costs about a third of a
   // millisecond: each wanted face is looked for where it usually is first, and
   // only where the collection holds something else are its faces looked at in
@@ -237,9 +331,9 @@ bool FontSet::State::readFallbackFaces() {
     FT_Face face = faceNamed(wanted, wanted.usualIndex);
     if (!face) {
       FT_Face probe = nullptr;
-      const FT_Long faces = FT_New_Face(library, wanted.file.c_str(), -1, &probe) == 0 ? probe->num_faces : 0;
+      const FT_Long count = FT_New_Face(library, wanted.file.c_str(), -1, &probe) == 0 ? probe->num_faces : 0;
       if (probe) FT_Done_Face(probe);
-      for (FT_Long index = 0; index < faces && !face; ++index)
+      for (FT_Long index = 0; index < count && !face; ++index)
         if (index != wanted.usualIndex) face = faceNamed(wanted, index);
     }
     if (!face) {
@@ -248,7 +342,7 @@ bool FontSet::State::readFallbackFaces() {
     }
     if (FcPattern* pattern = FcFreeTypeQueryFace(face, reinterpret_cast<const FcChar8*>(wanted.file.c_str()),
                                                  static_cast<unsigned>(face->face_index), nullptr)) {
-      FcFontSetAdd(set, pattern);
+      FcFontSetAdd(faces, pattern);
       ++fallbackFaces;
     }
     FT_Done_Face(face);
@@ -258,6 +352,67 @@ bool FontSet::State::readFallbackFaces() {
   // Pango keeps the fonts it matched for each description: let it match again.
   pango_fc_font_map_config_changed(PANGO_FC_FONT_MAP(fontMap));
   return true;
+}
+
+LayoutRef FontSet::State::layOut(std::string_view text, FontWeight weight, double width) {
+  FcConfigSetCurrent(config);  // ours again, should another set have taken over
+  auto makeLayout = [&] {
+    PangoLayout* layout = pango_layout_new(context);
+    PangoFontDescription* description = pango_font_description_new();
+    pango_font_description_set_family(description, families.c_str());
+    pango_font_description_set_weight(description, pangoWeight(weight));
+    pango_font_description_set_absolute_size(description, kLayoutSize * PANGO_SCALE);
+    pango_layout_set_font_description(layout, description);
+    pango_font_description_free(description);
+    pango_layout_set_single_paragraph_mode(layout, TRUE);
+    if (width > 0) {
+      pango_layout_set_width(layout, static_cast<int>(std::min(width, double{INT_MAX / PANGO_SCALE}) * PANGO_SCALE));
+      pango_layout_set_ellipsize(layout, PANGO_ELLIPSIZE_END);
+    }
+    if (g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr)) {
+      pango_layout_set_text(layout, text.data(), static_cast<int>(text.size()));
+    } else {  // malformed bytes show as replacement characters, as the platform shows them
+      gchar* valid = g_utf8_make_valid(text.data(), static_cast<gssize>(text.size()));
+      pango_layout_set_text(layout, valid, -1);
+      g_free(valid);
+    }
+    return layout;
+  };
+  PangoLayout* layout = makeLayout();
+  // A character the fonts read so far lack: read more faces and lay out again.
+  while (pango_layout_get_unknown_glyphs_count(layout) > 0 && readFallbackFaces()) {
+    g_object_unref(layout);
+    layout = makeLayout();
+  }
+  if (pango_layout_get_unknown_glyphs_count(layout) > 0 && reportedTexts.emplace(text).second)
+    warning("no font has " + missingCharacters(layout) + ", in \"" + std::string(text) + "\"");
+  return LayoutRef(layout);
+}
+
+std::pair<double, double> FontSet::State::systemLine(const Font& font) {
+  // A line is as tall as the system font's line at its size: a glyph of a
+  // fallback face (a Korean syllable, a symbol, an emoji) sits on the same
+  // baseline without stretching it, so that texts placed by their height, as
+  // the gauges place theirs, sit alike in every language.
+  std::optional<std::pair<double, double>>& perPoint = systemLines[static_cast<int>(font.weight)];
+  if (!perPoint) {
+    FcConfigSetCurrent(config);
+    // Read with the layouts' own description and language, so that Pango
+    // matches no fonts for it beyond theirs: the language's sample text is
+    // all in the system font, so the line is that font's.
+    PangoFontDescription* system = pango_font_description_new();
+    pango_font_description_set_family(system, families.c_str());
+    pango_font_description_set_weight(system, pangoWeight(font.weight));
+    pango_font_description_set_absolute_size(system, kLayoutSize * PANGO_SCALE);
+    PangoFontMetrics* metrics = pango_context_get_metrics(context, system, pango_context_get_language(context));
+    perPoint.emplace(pango_font_metrics_get_ascent(metrics) / kLayoutSize,
+                     pango_font_metrics_get_descent(metrics) / kLayoutSize);
+    pango_font_metrics_unref(metrics);
+    pango_font_description_free(system);
+  }
+  // Whole Pango units at the line's size, as the line would be measured there.
+  return {points(static_cast<int>(std::lround(perPoint->first * font.pointSize))),
+          points(static_cast<int>(std::lround(perPoint->second * font.pointSize)))};
 }
 
 std::vector<std::filesystem::path> FontSet::standardFontFiles() {
@@ -293,8 +448,12 @@ FontSet::FontSet(const std::vector<std::filesystem::path>& files, std::vector<Fa
   s.fallbacks = std::move(fallbacks);
   s.config = FcConfigCreate();
   FcConfigParseAndLoadFromMemory(s.config, reinterpret_cast<const FcChar8*>(kConfiguration), FcTrue);
+  // The configuration names no font directories: its own set of fonts is
+  // empty until the set's files are added to it.
+  FcConfigBuildFonts(s.config);
+  s.faces = FcConfigGetFonts(s.config, FcSetSystem);
   for (const auto& file : files) {
-    if (FcConfigAppFontAddFile(s.config, reinterpret_cast<const FcChar8*>(file.c_str())))
+    if (s.faces && addFaces(s.config, s.faces, file))
       ++loaded_;
     else
       s.warning("font file not loaded: " + file.string());
@@ -303,6 +462,7 @@ FontSet::FontSet(const std::vector<std::filesystem::path>& files, std::vector<Fa
     s.warning("none of the program's fonts could be loaded; using the system's fonts");
     FcConfigDestroy(s.config);
     s.config = FcInitLoadConfigAndFonts();
+    s.faces = nullptr;  // the system's configuration has every face it knows
   }
   // Pango lays out with fontconfig's current configuration, which this makes
   // ours. (Handing the configuration to the font map instead would keep it
@@ -322,6 +482,11 @@ FontSet::FontSet(const std::vector<std::filesystem::path>& files, std::vector<Fa
   pango_cairo_context_set_font_options(s.context, options);
   cairo_font_options_destroy(options);
   pango_context_set_round_glyph_positions(s.context, FALSE);
+  // Text is laid out in no particular language, whatever the process's
+  // locale: a character takes the first face of the family order that has
+  // it, and the preferred languages alone set that order. (A language would
+  // make Pango pick faces by the language it guesses for each script.)
+  pango_context_set_language(s.context, pango_language_from_string("c"));
 }
 
 FontSet::~FontSet() = default;
@@ -335,69 +500,25 @@ TextLine FontSet::layOut(std::string_view text, const Font& font, double truncat
   // largest bitmap (and the font engine's limits), sets no text.
   if (text.empty() || !(font.pointSize > 0 && font.pointSize <= kLargestPointSize)) return {};
   State& s = *state_;
+  // Unhinted, a text's layout at one size is its layout at any other, scaled:
+  // every text is laid out at one size and drawn scaled, so that a label
+  // measured at several sizes (shrinking to fit) is laid out once, and Pango
+  // matches fonts and works out their metrics once per weight rather than
+  // once per size.
+  const double scale = font.pointSize / kLayoutSize;
+  const double layoutWidth = truncateToWidth > 0 ? truncateToWidth / scale : 0.0;
   std::string key;
   key.reserve(text.size() + 32);
   key.append(text).push_back('\0');
-  key.append(std::to_string(font.pointSize)).push_back(static_cast<char>('0' + static_cast<int>(font.weight)));
-  if (truncateToWidth > 0) key.append("/").append(std::to_string(truncateToWidth));
-  if (auto it = s.lines.find(key); it != s.lines.end()) return it->second;
-
-  FcConfigSetCurrent(s.config);  // ours again, should another set have taken over
-
-  auto makeLayout = [&] {
-    PangoLayout* layout = pango_layout_new(s.context);
-    PangoFontDescription* description = pango_font_description_new();
-    pango_font_description_set_family(description, s.families.c_str());
-    pango_font_description_set_weight(description, pangoWeight(font.weight));
-    pango_font_description_set_absolute_size(description, font.pointSize * PANGO_SCALE);
-    pango_layout_set_font_description(layout, description);
-    pango_font_description_free(description);
-    pango_layout_set_single_paragraph_mode(layout, TRUE);
-    if (truncateToWidth > 0) {
-      pango_layout_set_width(layout,
-                             static_cast<int>(std::min(truncateToWidth, double{INT_MAX / PANGO_SCALE}) * PANGO_SCALE));
-      pango_layout_set_ellipsize(layout, PANGO_ELLIPSIZE_END);
-    }
-    if (g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr)) {
-      pango_layout_set_text(layout, text.data(), static_cast<int>(text.size()));
-    } else {  // malformed bytes show as replacement characters, as the platform shows them
-      gchar* valid = g_utf8_make_valid(text.data(), static_cast<gssize>(text.size()));
-      pango_layout_set_text(layout, valid, -1);
-      g_free(valid);
-    }
-    return layout;
-  };
-  PangoLayout* layout = makeLayout();
-  // A character the fonts read so far lack: read more faces and lay out again.
-  while (pango_layout_get_unknown_glyphs_count(layout) > 0 && s.readFallbackFaces()) {
-    g_object_unref(layout);
-    layout = makeLayout();
+  key.push_back(static_cast<char>('0' + static_cast<int>(font.weight)));
+  if (layoutWidth > 0) key.append("/").append(std::to_string(layoutWidth));
+  auto cached = s.layouts.find(key);
+  if (cached == s.layouts.end()) {
+    if (s.layouts.size() >= kCachedLines) s.layouts.clear();
+    cached = s.layouts.emplace(std::move(key), s.layOut(text, font.weight, layoutWidth)).first;
   }
-  if (pango_layout_get_unknown_glyphs_count(layout) > 0 && s.reportedTexts.emplace(text).second)
-    s.warning("no font has " + missingCharacters(layout) + ", in \"" + std::string(text) + "\"");
-
-  // A line is as tall as the system font's line at its size: a glyph of a
-  // fallback face (a Korean syllable, a symbol, an emoji) sits on the same
-  // baseline without stretching it, so that texts placed by their height, as
-  // the gauges place theirs, sit alike in every language.
-  std::optional<std::pair<double, double>>& perPoint = s.systemLines[static_cast<int>(font.weight)];
-  if (!perPoint) {
-    constexpr double kReadingSize = 100.0;
-    PangoFontDescription* system = pango_font_description_new();
-    pango_font_description_set_family_static(system, kSystemFamily);
-    pango_font_description_set_weight(system, pangoWeight(font.weight));
-    pango_font_description_set_absolute_size(system, kReadingSize * PANGO_SCALE);
-    PangoFontMetrics* metrics = pango_context_get_metrics(s.context, system, pango_language_from_string("en"));
-    perPoint.emplace(pango_font_metrics_get_ascent(metrics) / kReadingSize,
-                     pango_font_metrics_get_descent(metrics) / kReadingSize);
-    pango_font_metrics_unref(metrics);
-    pango_font_description_free(system);
-  }
-  const auto ascent = static_cast<int>(std::lround(perPoint->first * font.pointSize));
-  const auto descent = static_cast<int>(std::lround(perPoint->second * font.pointSize));
-
-  if (s.lines.size() >= kCachedLines) s.lines.clear();
-  return s.lines.emplace(std::move(key), TextLine(layout, ascent, descent)).first->second;
+  const auto [ascent, descent] = s.systemLine(font);
+  return TextLine(cached->second.get(), scale, ascent, descent);
 }
 
 PlacedLine FontSet::placeInFrame(std::string_view text, Rect frame, const LabelStyle& style) const {

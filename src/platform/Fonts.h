@@ -55,9 +55,10 @@ struct TextAttributes {
 class TextLine {
  public:
   TextLine() = default;
-  // Takes the layout; its line is `ascent` above the baseline and `descent`
-  // below it, in Pango units.
-  TextLine(PangoLayout* adopted, int ascent, int descent);
+  // Shares `layout`, laid out at `scale` times smaller than the line's size
+  // (the set lays every text out at one size); the line is `ascent` above
+  // the baseline and `descent` below it, in points of the line's own size.
+  TextLine(PangoLayout* layout, double scale, double ascent, double descent);
   TextLine(const TextLine& other);
   TextLine& operator=(TextLine other) noexcept;
   ~TextLine();
@@ -76,6 +77,7 @@ class TextLine {
 
  private:
   PangoLayout* layout_ = nullptr;
+  double scale_ = 1.0;  // from the layout's size to the line's
   Size size_;
   Rect ink_;
   Point origin_;  // where the layout's own origin lies from the top-left corner

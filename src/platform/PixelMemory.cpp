@@ -41,6 +41,22 @@ PixelMemory::PixelMemory(std::size_t bytes) {
   size_ = size;
 }
 
+bool PixelMemory::grow(std::size_t bytes) {
+  if (!data_) return false;
+  const std::size_t size = roundUp(bytes, kPage);
+  if (size <= size_) return true;
+  const std::size_t offset = static_cast<std::size_t>(data_ - static_cast<std::uint8_t*>(mapping_));
+  const std::size_t mapped = offset + size;
+  void* p = ::mremap(mapping_, mappingSize_, mapped, MREMAP_MAYMOVE);
+  if (p == MAP_FAILED) return false;
+  mapping_ = p;
+  mappingSize_ = mapped;
+  data_ = static_cast<std::uint8_t*>(p) + offset;
+  if (size <= kLargestPopulated) ::madvise(data_ + size_, size - size_, MADV_POPULATE_WRITE);
+  size_ = size;
+  return true;
+}
+
 PixelMemory::~PixelMemory() {
   if (mapping_) ::munmap(mapping_, mappingSize_);
 }

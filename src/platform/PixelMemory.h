@@ -27,6 +27,13 @@ class PixelMemory {
   std::uint8_t* data() const { return data_; }
   std::size_t size() const { return size_; }
 
+  // Makes the block at least `bytes` long, keeping the pages it has (which
+  // keep what they hold; the new ones are zero): a buffer that outgrows its
+  // block faults in only what it adds. False, leaving the block as it was,
+  // when the memory cannot be had, and for a block with huge pages in it
+  // (the kernel moves a mapping only whole, and advice splits it).
+  bool grow(std::size_t bytes);
+
  private:
   std::uint8_t* data_ = nullptr;
   std::size_t size_ = 0;

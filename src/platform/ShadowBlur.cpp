@@ -313,7 +313,13 @@ void CoverageBuffer::resize(int width, int height) {
   tilesAcross_ = pairs(width);
   tilesDown_ = pairs(height);
   const auto bytes = static_cast<std::size_t>(this->width()) * static_cast<std::size_t>(this->height());
-  memory_ = bytes ? std::make_unique<PixelMemory>(bytes) : nullptr;
+  // A buffer that grows keeps its pages and clears them, which costs a
+  // fraction of faulting in as many new ones.
+  const std::size_t kept = memory_ ? memory_->size() : 0;
+  if (memory_ && bytes && memory_->grow(bytes))
+    std::memset(memory_->data(), 0, std::min(kept, bytes));
+  else
+    memory_ = bytes ? std::make_unique<PixelMemory>(bytes) : nullptr;
   if (memory_ && !memory_->data()) {  // no memory: an empty buffer
     memory_.reset();
     tilesAcross_ = tilesDown_ = 0;

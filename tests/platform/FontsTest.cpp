@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <map>
 #include <sstream>
 #include <string>
@@ -101,6 +103,28 @@ TEST(FontSet, FallbackFacesAreReadOnlyWhenATextNeedsThem) {
   const FontSet elsewhere(FontSet::standardFontFiles(), {moved});
   elsewhere.line("수면", Font::boldSystemFontOfSize(28));
   EXPECT_EQ(elsewhere.loadedFallbackFaceCount(), 1);
+}
+
+// A font file is described by fontconfig's cache of its directory when one is current, and is read itself when
+// none is (here, copies in a new directory): either way the set has the same faces.
+TEST(FontSet, FilesNoCacheDescribesAreReadThemselves) {
+  const std::filesystem::path dir =
+      std::filesystem::temp_directory_path() / ("velmora-fonts-" + std::to_string(::getpid()));
+  std::filesystem::create_directories(dir);
+  std::vector<std::filesystem::path> copies;
+  for (const auto& file : FontSet::standardFontFiles())
+    if (std::filesystem::copy_file(file, dir / file.filename(), std::filesystem::copy_options::overwrite_existing))
+      copies.push_back(dir / file.filename());
+  const FontSet described;
+  const FontSet read(copies);
+  EXPECT_EQ(read.loadedFileCount(), described.loadedFileCount());
+  for (const FontWeight weight : {FontWeight::kRegular, FontWeight::kBold, FontWeight::kHeavy})
+    for (const char* text : {"7h 20m", kSymbols, "Schlafenszeit 23:15"}) {
+      const Font font = Font::systemFontOfSize(17, weight);
+      EXPECT_EQ(read.line(text, font).size(), described.line(text, font).size()) << text;
+      EXPECT_EQ(read.line(text, font).inkBounds(), described.line(text, font).inkBounds()) << text;
+    }
+  std::filesystem::remove_all(dir);
 }
 
 // Each font file the set reads belongs to a Debian package that the installation depends on (and scripts/setup
