@@ -229,6 +229,49 @@ void BM_RingCairoFill(benchmark::State& state) {
 }
 BENCHMARK(BM_RingCairoFill)->ArgsProduct({{0, 1, 2}, {0, 1}})->Unit(benchmark::kMicrosecond);
 
+// A partial arc stroked, as the surface rasterises it and as cairo strokes
+// it, into the same coverage (zeroed each time alike): the recharge's bank
+// arc (nine tenths of its inner ring, round ends), its tip (round ends on a
+// sliver of the ring) and a goal hour (an eighth of the outer ring, butt
+// ends), at scale 3.
+constexpr ArcStroke kBenchArcs[] = {
+    {{420, 420}, 3 * 89.0, 3 * 12.5, -0.49 * M_PI, 0.89 * 2 * M_PI, true},
+    {{420, 420}, 3 * 89.0, 3 * 12.5, 1.272 * M_PI, 0.014 * M_PI, true},
+    {{420, 420}, 3 * 116.0, 3 * 12.5, -0.5 * M_PI, 0.25 * M_PI, false},
+};
+
+void BM_ArcRasterised(benchmark::State& state) {
+  const ArcStroke& arc = kBenchArcs[state.range(0)];
+  std::vector<std::uint8_t> coverage(kCoverageSide * kCoverageSide);
+  for (auto _ : state) {
+    std::memset(coverage.data(), 0, coverage.size());
+    arcCoverage(coverage.data(), kCoverageSide, kCoverageSide, kCoverageSide, arc);
+    benchmark::DoNotOptimize(coverage.data());
+  }
+}
+BENCHMARK(BM_ArcRasterised)->DenseRange(0, 2)->Unit(benchmark::kMicrosecond);
+
+void BM_ArcCairoStroke(benchmark::State& state) {
+  const ArcStroke& arc = kBenchArcs[state.range(0)];
+  std::vector<std::uint8_t> coverage(kCoverageSide * kCoverageSide);
+  cairo_surface_t* surface = cairo_image_surface_create_for_data(coverage.data(), CAIRO_FORMAT_A8, kCoverageSide,
+                                                                 kCoverageSide, kCoverageSide);
+  for (auto _ : state) {
+    std::memset(coverage.data(), 0, coverage.size());
+    cairo_surface_mark_dirty(surface);
+    cairo_t* cr = cairo_create(surface);
+    cairo_set_line_width(cr, 2 * arc.halfWidth);
+    cairo_set_line_cap(cr, arc.roundCaps ? CAIRO_LINE_CAP_ROUND : CAIRO_LINE_CAP_BUTT);
+    cairo_arc(cr, arc.centre.x, arc.centre.y, arc.radius, arc.start, arc.start + arc.sweep);
+    cairo_stroke(cr);
+    cairo_destroy(cr);
+    cairo_surface_flush(surface);
+    benchmark::DoNotOptimize(coverage.data());
+  }
+  cairo_surface_destroy(surface);
+}
+BENCHMARK(BM_ArcCairoStroke)->DenseRange(0, 2)->Unit(benchmark::kMicrosecond);
+
 // The blur of a ring's shadow over the frame the surface uses at scale 3 (the
 // image and a margin): the recharge's outer track, blurred as its shadow of
 // blur 2 (σ 3 pixels) and as the tips' of blur 5 (σ 7.5).

@@ -142,6 +142,24 @@ class PixelRegion {
   pixman_region32_t region_;
 };
 
+// The box holding an arc: its ends, and the circle's extremes that its sweep passes.
+Box arcBounds(const SurfacePath::Arc& arc) {
+  const double start = arc.sweep < 0 ? arc.start + arc.sweep : arc.start, sweep = std::abs(arc.sweep);
+  auto at = [&](double angle) {
+    return Point{arc.centre.x + arc.radius * std::cos(angle), arc.centre.y + arc.radius * std::sin(angle)};
+  };
+  const Point from = at(start), to = at(start + sweep);
+  Box box{std::min(from.x, to.x), std::min(from.y, to.y), std::max(from.x, to.x), std::max(from.y, to.y)};
+  const double quarter = M_PI / 2;
+  for (int k = 0; k < 4; ++k) {
+    const double past = std::fmod(std::fmod(k * quarter - start, 4 * quarter) + 4 * quarter, 4 * quarter);
+    if (past > sweep) continue;
+    const Point p = at(k * quarter);
+    box = {std::min(box.left, p.x), std::min(box.top, p.y), std::max(box.right, p.x), std::max(box.bottom, p.y)};
+  }
+  return box;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -479,6 +497,13 @@ void DrawingSurface::paintPath(bool stroke) {
   const SurfacePath::Ring band = rasteriseRing ? ring : arc.value_or(SurfacePath::Ring{});
   const bool banded = (rasteriseRing || arc) && band.outer < kSafeReach / scale_ &&
                       std::abs(band.centre.x) < kSafeReach / scale_ && std::abs(band.centre.y) < kSafeReach / scale_;
+  // A single arc stroked (or each dash of one) is rasterised too, from the
+  // distance to its centre line: round ends as the points within half the
+  // width of the ends, butt ends cut along the ends' radii (drawn by cairo
+  // when the ring's hole closes, where the radii meet within the stroke).
+  std::optional<SurfacePath::Arc> arcStroke;
+  if (arc && banded && width > 0 && (g.lineCap == LineCap::kRound || arc->inner * scale_ >= 2.0))
+    arcStroke = path_.singleArc();
   auto setUp = [&](cairo_t* cr) {
     cairo_set_line_width(cr, width);
     cairo_set_line_cap(cr, g.lineCap == LineCap::kRound ? CAIRO_LINE_CAP_ROUND : CAIRO_LINE_CAP_BUTT);
@@ -497,12 +522,13 @@ void DrawingSurface::paintPath(bool stroke) {
   };
 
   // Shadows, dashes and rings go through a coverage of their own.
-  ShadowScratch* s = shadow || dashed || rasteriseRing || segment ? scratchFor(shadow ? *shadow : Shadow{}) : nullptr;
+  ShadowScratch* s =
+      shadow || dashed || rasteriseRing || segment || arcStroke ? scratchFor(shadow ? *shadow : Shadow{}) : nullptr;
   if (!s && rasteriseRing) {  // no memory for the coverage: cairo fills the outline
     path_.replaceWithStrokeOutline(width);
     rasteriseRing = false;
   }
-  if (!s) segment.reset();
+  if (!s) segment.reset(), arcStroke.reset();
   if (!s) {
     setUp(cr_);
     appendPath(cr_, dashed ? &plan.dash : nullptr);
@@ -533,6 +559,26 @@ void DrawingSurface::paintPath(bool stroke) {
     CoverageBuffer& buffer = s->coverage();
     capsuleCoverage(buffer.data(), buffer.stride(), buffer.width(), buffer.height(), from, to, width / 2 * scale_);
     path_.clear();
+  } else if (arcStroke) {
+    x1 = y1 = std::numeric_limits<double>::max(), x2 = y2 = std::numeric_limits<double>::lowest();
+    CoverageBuffer& buffer = s->coverage();
+    auto paintArc = [&](const SurfacePath::Arc& a) {
+      const Box b = arcBounds(a).outset(width / 2);
+      x1 = std::min(x1, b.left), y1 = std::min(y1, b.top), x2 = std::max(x2, b.right), y2 = std::max(y2, b.bottom);
+      Point centre = a.centre;
+      cairo_user_to_device(cov, &centre.x, &centre.y);
+      arcCoverage(buffer.data(), buffer.stride(), buffer.width(), buffer.height(),
+                  {centre, a.radius * scale_, width / 2 * scale_, a.start, a.sweep, g.lineCap == LineCap::kRound});
+    };
+    if (dashed) {
+      SurfacePath::Dash dash = plan.dash;
+      dash.arcEnded = paintArc;
+      appendPath(cov, &dash);
+      cairo_new_path(cov);
+    } else {
+      paintArc(*arcStroke);
+      path_.clear();
+    }
   } else if (dashed) {
     // Dash by dash, each stroked on its own: the pixels of the dashes drawn
     // one by one (cairo rasterises many subpaths in one stroke a little

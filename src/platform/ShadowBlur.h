@@ -114,6 +114,24 @@ void ringCoverage(std::uint8_t* data, std::ptrdiff_t stride, int width, int heig
 void capsuleCoverage(std::uint8_t* data, std::ptrdiff_t stride, int width, int height, Point from, Point to,
                      double radius);
 
+// A circular arc stroked, in pixels: its centre line runs `sweep` radians
+// (either way, at most a full turn) from `start`, angles growing toward
+// positive y, and the stroke reaches `halfWidth` either side of it, ending
+// in half discs (`roundCaps`) or square across at the ends' radii.
+struct ArcStroke {
+  Point centre;
+  double radius = 0, halfWidth = 0, start = 0, sweep = 0;
+  bool roundCaps = false;
+};
+
+// Paints, the same way, the coverage of an arc stroked: where the sweep
+// passes, the ring's; past its ends, a round end's (the points within half
+// the width of the end), or the ring cut square along the end's radius.
+// Each pixel takes the larger of what it holds and the arc's coverage, so
+// the dashes of one arc can be painted in turn. The work is the edges and
+// ends, and a fill of the rest.
+void arcCoverage(std::uint8_t* data, std::ptrdiff_t stride, int width, int height, const ArcStroke& arc);
+
 // The blur of a drop shadow: a Gaussian of standard deviation sigma,
 // approximated by three box blurs in each direction, each a running sum.
 // Only the tiles a blur can reach from the used tiles of the coverage are

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 #include <numbers>
+#include <optional>
 
 namespace velmora {
 
@@ -154,7 +155,7 @@ class ArcFlattener {
 class Dasher {
  public:
   Dasher(cairo_t* cr, const SurfacePath::Dash& dash, const Box& visible)
-      : cr_(cr), lengths_(dash.lengths), ended_(dash.ended), visible_(visible) {
+      : cr_(cr), lengths_(dash.lengths), ended_(dash.ended), arcEnded_(dash.arcEnded), visible_(visible) {
     for (double length : lengths_) period_ += length;
     // Arcs longer than this are walked in pieces, those that cannot show stepped over.
     longestWalk_ = 4 * ((visible.right - visible.left) + (visible.bottom - visible.top));
@@ -212,6 +213,8 @@ class Dasher {
     open_ = false;
     if (!pending_) return;
     pending_ = false;
+    if (arcEnded_ && dashArc_) arcEnded_(*dashArc_);
+    dashArc_.reset();
     if (ended_) ended_();
   }
 
@@ -290,6 +293,11 @@ class Dasher {
     const double direction = to >= from ? 1.0 : -1.0;
     auto angle = [&](double s) { return from + direction * (s / radius); };
     walk(0, length, [&](double s0, double s1) {
+      if (arcEnded_) {  // the dash's arc, grown piece by piece
+        if (!open_ || !dashArc_) dashArc_ = SurfacePath::Arc{centre, radius, angle(s0), 0};
+        dashArc_->sweep = angle(s1) - dashArc_->start;
+        return;
+      }
       if (s0 == s1) {
         const Point p = onCircle(centre, radius, angle(s0));
         cairo_move_to(cr_, p.x, p.y);
@@ -304,7 +312,9 @@ class Dasher {
   cairo_t* cr_;
   const std::vector<double>& lengths_;
   const std::function<void()>& ended_;
+  const std::function<void(const SurfacePath::Arc&)>& arcEnded_;
   const Box& visible_;
+  std::optional<SurfacePath::Arc> dashArc_;  // the dash under way, given whole
   double period_ = 0, longestWalk_ = 0;
   std::size_t startIndex_ = 0, index_ = 0;
   double startLeft_ = 0, left_ = 0;  // what is left of the current length
@@ -381,9 +391,16 @@ void SurfacePath::close() {
   current_ = subpathStart_;
 }
 
+std::optional<SurfacePath::Arc> SurfacePath::singleArc() const {
+  if (elements_.size() != 1 || elements_[0].kind != Kind::kArc) return std::nullopt;
+  const Element& e = elements_[0];
+  return Arc{e.point, e.radius, e.start, e.sweep};
+}
+
 std::optional<SurfacePath::Ring> SurfacePath::strokedArcBand(double width) const {
-  if (elements_.size() != 1 || elements_[0].kind != Kind::kArc || !(width >= 0)) return std::nullopt;
-  return Ring{elements_[0].point, elements_[0].radius + width / 2, elements_[0].radius - width / 2};
+  const std::optional<Arc> arc = singleArc();
+  if (!arc || !(width >= 0)) return std::nullopt;
+  return Ring{arc->centre, arc->radius + width / 2, arc->radius - width / 2};
 }
 
 std::optional<SurfacePath::Ring> SurfacePath::strokedRing(double width) const {

@@ -74,6 +74,13 @@ class SurfacePath {
   // The ring holding a path of one arc (whole or not) and nothing else,
   // stroked `width` wide with round or butt caps; nothing for any other path.
   std::optional<Ring> strokedArcBand(double width) const;
+  // An arc: from `start`, `sweep` radians (negative: toward shrinking angles).
+  struct Arc {
+    Point centre;
+    double radius, start, sweep;
+  };
+  // The arc of a path of one arc and nothing else; nothing for any other path.
+  std::optional<Arc> singleArc() const;
   // A path of one straight segment and nothing else: its two ends (one
   // point twice for a segment of no length).
   struct Segment {
@@ -84,11 +91,13 @@ class SurfacePath {
   // A dash pattern: painted and unpainted lengths in turn (an even count,
   // adding up to more than nothing), and how far into it every subpath
   // starts. `ended`, if set, is called whenever a dash is complete in the
-  // path (to stroke each on its own).
+  // path (to stroke each on its own). `arcEnded`, if set, takes every dash
+  // along an arc whole instead of cairo's path (a dot as an arc of no sweep).
   struct Dash {
     std::vector<double> lengths;
     double offset = 0;
     std::function<void()> ended;
+    std::function<void(const Arc&)> arcEnded;
   };
 
   // Appends the path to the current path of `cr` (in its user space, points).

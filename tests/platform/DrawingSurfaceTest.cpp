@@ -638,14 +638,16 @@ TEST_F(DrawingSurfaceTest, ADashFinerThanAPixelPaintsItsShareOfTheLine) {
 }
 
 // Alternate lengths of a ring, each stroked on its own with its shadow, or
-// all at once as one dashed arc: the same pixels while their shadows keep apart.
+// all at once as one dashed arc: the same pixels while their shadows (and
+// round ends) keep apart.
 TEST_F(DrawingSurfaceTest, ADashedArcPaintsWhatItsDashesPaintOneByOne) {
-  for (double parts : {7.5, 12.0}) {
+  for (const auto& [parts, cap] : {std::pair{7.5, LineCap::kButt}, {12.0, LineCap::kButt}, {7.5, LineCap::kRound}}) {
     const double radius = 40, length = 2 * M_PI / parts;
     const int shaded = static_cast<int>(std::ceil(std::floor(parts) / 2));
     auto start = [&](DrawingSurface& s) {
       s.setShadow({0, 0}, 2);
       s.setLineWidth(8);
+      s.setLineCap(cap);
       s.setStrokeColor(Colour::hsba(0.6, 0.5, 0.8));
     };
     DrawingSurface apart = begin(kSide, 3);
@@ -658,7 +660,8 @@ TEST_F(DrawingSurfaceTest, ADashedArcPaintsWhatItsDashesPaintOneByOne) {
     together.setLineDash(0, {radius * length, radius * length});
     arc({kCentre, kCentre}, radius, -M_PI / 2, -M_PI / 2 + (2 * shaded - 1) * length)(together);
 
-    EXPECT_EQ(differingPixels(*apart.getImage(), *together.getImage(), 0), 0) << parts << " parts";
+    EXPECT_EQ(differingPixels(*apart.getImage(), *together.getImage(), 0), 0)
+        << parts << " parts, " << (cap == LineCap::kRound ? "round" : "butt");
   }
 }
 

@@ -307,3 +307,51 @@ TEST(CapsuleCoverage, CoversWhatCairoStrokesOfTheSameSegment) {
 
 }  // namespace
 }  // namespace velmora
+
+namespace velmora {
+namespace {
+
+// An arc against cairo stroking it, both caps, every kind of sweep.
+TEST(ArcCoverage, CoversWhatCairoStrokesOfTheSameArc) {
+  const struct {
+    const char* name;
+    ArcStroke arc;
+    int worst;
+  } cases[] = {
+      {"three quarters, round", {{50.3, 49.6}, 30.2, 6.1, -M_PI / 2, 1.5 * M_PI, true}, 32},
+      {"three quarters, butt", {{50.3, 49.6}, 30.2, 6.1, -M_PI / 2, 1.5 * M_PI, false}, 32},
+      {"a sixth, butt, shrinking", {{48, 52}, 35, 9, 2.0, -M_PI / 3, false}, 32},
+      {"a sixth, round, shrinking", {{48, 52}, 35, 9, 2.0, -M_PI / 3, true}, 32},
+      {"half a turn exactly, butt", {{50, 50}, 25, 5, 0, M_PI, false}, 32},
+      {"nearly a turn, round ends meeting", {{50, 50}, 25, 10, 1.0, 2 * M_PI - 0.2, true}, 32},
+      {"a whole turn, butt", {{50.5, 50.5}, 25, 5, 0.3, 2 * M_PI, false}, 32},
+      {"a short tip, round", {{50, 50}, 35, 9, 0.7, 0.02, true}, 32},
+      {"no sweep, round: a dot", {{50, 50}, 35, 7, 2.5, 0, true}, 32},
+      {"no sweep, butt: nothing", {{50, 50}, 35, 7, 2.5, 0, false}, 0},
+      {"thin", {{50.2, 50.7}, 38, 0.7, 0.4, 2.0, false}, 64},
+      {"wider than the circle, round", {{50, 50}, 6, 10, 0.5, 4.0, true}, 48},
+      {"out past the corner", {{90, 90}, 30, 6, M_PI, 1.2, true}, 32},
+      {"beyond the buffer", {{300, 300}, 40, 6, 0, 3.0, true}, 0},
+  };
+  for (const auto& c : cases)
+    expectCoversWhatCairoCovers(
+        c.name, c.worst,
+        [&](cairo_t* cr) {
+          const ArcStroke& a = c.arc;
+          cairo_set_line_cap(cr, a.roundCaps ? CAIRO_LINE_CAP_ROUND : CAIRO_LINE_CAP_BUTT);
+          cairo_set_line_width(cr, 2 * a.halfWidth);
+          if (a.sweep == 0) {
+            const double x = a.centre.x + a.radius * std::cos(a.start), y = a.centre.y + a.radius * std::sin(a.start);
+            cairo_move_to(cr, x, y);
+            cairo_line_to(cr, x, y);
+          } else {
+            (a.sweep > 0 ? cairo_arc : cairo_arc_negative)(cr, a.centre.x, a.centre.y, a.radius, a.start,
+                                                           a.start + a.sweep);
+          }
+          cairo_stroke(cr);
+        },
+        [&](std::uint8_t* data) { arcCoverage(data, kSide, kSide, kSide, c.arc); });
+}
+
+}  // namespace
+}  // namespace velmora
