@@ -3,7 +3,9 @@
 #include <isa-l/crc.h>
 #include <isa-l/igzip_lib.h>
 
-#if defined(__SSE2__)
+#if defined(__x86_64__)
+#include <immintrin.h>
+#elif defined(__SSE2__)
 #include <emmintrin.h>
 #endif
 
@@ -61,6 +63,44 @@ inline __m128i straightFour(__m128i argb) {
 }
 #endif
 
+#if defined(__x86_64__)
+// Eight pixels at a time where the processor has AVX2: the images are mostly
+// clear or opaque, whose eight pixels need only their red and blue swapped,
+// one shuffle; eight with any other alpha go four at a time as above.
+// Returns how many pixels it did.
+#if defined(__clang__)
+#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
+#else
+#pragma GCC push_options
+#pragma GCC target("avx2")
+#endif
+int straightEights(const std::uint32_t* argb, std::uint8_t* rgba, int width) {
+  const __m256i swapRedBlue = _mm256_setr_epi8(2, 1, 0, 3, 6, 5, 4, 7, 10, 9, 8, 11, 14, 13, 12, 15, 2, 1, 0, 3, 6, 5,
+                                               4, 7, 10, 9, 8, 11, 14, 13, 12, 15);
+  const __m256i alphaBits = _mm256_set1_epi32(static_cast<int>(0xff000000u));
+  int x = 0;
+  for (; x + 8 <= width; x += 8) {
+    const __m256i p = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(argb + x));
+    const __m256i alpha = _mm256_and_si256(p, alphaBits);
+    const __m256i kept =
+        _mm256_or_si256(_mm256_cmpeq_epi32(alpha, _mm256_setzero_si256()), _mm256_cmpeq_epi32(alpha, alphaBits));
+    if (_mm256_movemask_epi8(kept) == -1) {
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(rgba + 4 * x), _mm256_shuffle_epi8(p, swapRedBlue));
+    } else {
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(rgba + 4 * x), straightFour(_mm256_castsi256_si128(p)));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(rgba + 4 * x + 16), straightFour(_mm256_extracti128_si256(p, 1)));
+    }
+  }
+  return x;
+}
+#if defined(__clang__)
+#pragma clang attribute pop
+#else
+#pragma GCC pop_options
+#endif
+const bool kHasAvx2 = __builtin_cpu_supports("avx2");
+#endif
+
 constexpr std::uint8_t kSignature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
 // Rows handed to the compressor at a time, and the most compressed bytes in one IDAT chunk.
 constexpr int kRowsAtATime = 16;
@@ -89,6 +129,9 @@ bool writeChunk(std::FILE* out, const char (&type)[5], const std::uint8_t* data,
 
 void straightRgbaRow(const std::uint32_t* argb, std::uint8_t* rgba, int width) {
   int x = 0;
+#if defined(__x86_64__)
+  if (kHasAvx2) x = straightEights(argb, rgba, width);
+#endif
 #if defined(__SSE2__)
   for (; x + 4 <= width; x += 4)
     _mm_storeu_si128(reinterpret_cast<__m128i*>(rgba + 4 * x),
