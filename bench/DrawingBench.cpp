@@ -189,20 +189,21 @@ struct BenchRing {
 constexpr BenchRing kBenchRings[] = {{3 * 139.5, 0}, {3 * 130.0, 3 * 112.0}, {3 * 100.0, 3 * 98.0}};
 constexpr int kCoverageSide = 848;  // 840 pixels in whole tiles
 
-void BM_RingRasterised(benchmark::State& state) {
-  const BenchRing ring = kBenchRings[state.range(0)];
+// Times `paint` filling a clear coverage of the image's size, as the surface
+// rasterises a shape.
+template <typename Paint>
+void timeRasterised(benchmark::State& state, Paint paint) {
   std::vector<std::uint8_t> coverage(kCoverageSide * kCoverageSide);
   for (auto _ : state) {
     std::memset(coverage.data(), 0, coverage.size());
-    ringCoverage(coverage.data(), kCoverageSide, kCoverageSide, kCoverageSide, 420, 420, ring.outer, ring.inner);
+    paint(coverage.data());
     benchmark::DoNotOptimize(coverage.data());
   }
 }
-BENCHMARK(BM_RingRasterised)->DenseRange(0, 2)->Unit(benchmark::kMicrosecond);
 
-void BM_RingCairoFill(benchmark::State& state) {
-  const BenchRing ring = kBenchRings[state.range(0)];
-  const bool evenOdd = state.range(1) != 0;
+// Times `draw` painting the same coverage through a fresh cairo context.
+template <typename Draw>
+void timeCairo(benchmark::State& state, Draw draw) {
   std::vector<std::uint8_t> coverage(kCoverageSide * kCoverageSide);
   cairo_surface_t* surface = cairo_image_surface_create_for_data(coverage.data(), CAIRO_FORMAT_A8, kCoverageSide,
                                                                  kCoverageSide, kCoverageSide);
@@ -210,6 +211,26 @@ void BM_RingCairoFill(benchmark::State& state) {
     std::memset(coverage.data(), 0, coverage.size());
     cairo_surface_mark_dirty(surface);
     cairo_t* cr = cairo_create(surface);
+    draw(cr);
+    cairo_destroy(cr);
+    cairo_surface_flush(surface);
+    benchmark::DoNotOptimize(coverage.data());
+  }
+  cairo_surface_destroy(surface);
+}
+
+void BM_RingRasterised(benchmark::State& state) {
+  const BenchRing ring = kBenchRings[state.range(0)];
+  timeRasterised(state, [&](std::uint8_t* coverage) {
+    ringCoverage(coverage, kCoverageSide, kCoverageSide, kCoverageSide, 420, 420, ring.outer, ring.inner);
+  });
+}
+BENCHMARK(BM_RingRasterised)->DenseRange(0, 2)->Unit(benchmark::kMicrosecond);
+
+void BM_RingCairoFill(benchmark::State& state) {
+  const BenchRing ring = kBenchRings[state.range(0)];
+  const bool evenOdd = state.range(1) != 0;
+  timeCairo(state, [&](cairo_t* cr) {
     cairo_arc(cr, 420, 420, ring.outer, 0, 2 * M_PI);
     if (ring.inner > 0) {
       cairo_new_sub_path(cr);
@@ -221,11 +242,7 @@ void BM_RingCairoFill(benchmark::State& state) {
       }
     }
     cairo_fill(cr);
-    cairo_destroy(cr);
-    cairo_surface_flush(surface);
-    benchmark::DoNotOptimize(coverage.data());
-  }
-  cairo_surface_destroy(surface);
+  });
 }
 BENCHMARK(BM_RingCairoFill)->ArgsProduct({{0, 1, 2}, {0, 1}})->Unit(benchmark::kMicrosecond);
 
@@ -242,33 +259,19 @@ constexpr ArcStroke kBenchArcs[] = {
 
 void BM_ArcRasterised(benchmark::State& state) {
   const ArcStroke& arc = kBenchArcs[state.range(0)];
-  std::vector<std::uint8_t> coverage(kCoverageSide * kCoverageSide);
-  for (auto _ : state) {
-    std::memset(coverage.data(), 0, coverage.size());
-    arcCoverage(coverage.data(), kCoverageSide, kCoverageSide, kCoverageSide, arc);
-    benchmark::DoNotOptimize(coverage.data());
-  }
+  timeRasterised(
+      state, [&](std::uint8_t* coverage) { arcCoverage(coverage, kCoverageSide, kCoverageSide, kCoverageSide, arc); });
 }
 BENCHMARK(BM_ArcRasterised)->DenseRange(0, 2)->Unit(benchmark::kMicrosecond);
 
 void BM_ArcCairoStroke(benchmark::State& state) {
   const ArcStroke& arc = kBenchArcs[state.range(0)];
-  std::vector<std::uint8_t> coverage(kCoverageSide * kCoverageSide);
-  cairo_surface_t* surface = cairo_image_surface_create_for_data(coverage.data(), CAIRO_FORMAT_A8, kCoverageSide,
-                                                                 kCoverageSide, kCoverageSide);
-  for (auto _ : state) {
-    std::memset(coverage.data(), 0, coverage.size());
-    cairo_surface_mark_dirty(surface);
-    cairo_t* cr = cairo_create(surface);
+  timeCairo(state, [&](cairo_t* cr) {
     cairo_set_line_width(cr, 2 * arc.halfWidth);
     cairo_set_line_cap(cr, arc.roundCaps ? CAIRO_LINE_CAP_ROUND : CAIRO_LINE_CAP_BUTT);
     cairo_arc(cr, arc.centre.x, arc.centre.y, arc.radius, arc.start, arc.start + arc.sweep);
     cairo_stroke(cr);
-    cairo_destroy(cr);
-    cairo_surface_flush(surface);
-    benchmark::DoNotOptimize(coverage.data());
-  }
-  cairo_surface_destroy(surface);
+  });
 }
 BENCHMARK(BM_ArcCairoStroke)->DenseRange(0, 2)->Unit(benchmark::kMicrosecond);
 
