@@ -3,6 +3,8 @@
 #include <isa-l/crc.h>
 #include <isa-l/igzip_lib.h>
 
+#include "platform/Avx2.h"
+
 #if defined(__x86_64__)
 #include <immintrin.h>
 #elif defined(__SSE2__)
@@ -68,12 +70,7 @@ inline __m128i straightFour(__m128i argb) {
 // clear or opaque, whose eight pixels need only their red and blue swapped,
 // one shuffle; eight with any other alpha go four at a time as above.
 // Returns how many pixels it did.
-#if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
-#else
-#pragma GCC push_options
-#pragma GCC target("avx2")
-#endif
+VELMORA_AVX2_BEGIN
 int straightEights(const std::uint32_t* argb, std::uint8_t* rgba, int width) {
   const __m256i swapRedBlue = _mm256_setr_epi8(2, 1, 0, 3, 6, 5, 4, 7, 10, 9, 8, 11, 14, 13, 12, 15, 2, 1, 0, 3, 6, 5,
                                                4, 7, 10, 9, 8, 11, 14, 13, 12, 15);
@@ -93,12 +90,8 @@ int straightEights(const std::uint32_t* argb, std::uint8_t* rgba, int width) {
   }
   return x;
 }
-#if defined(__clang__)
-#pragma clang attribute pop
-#else
-#pragma GCC pop_options
-#endif
-const bool kHasAvx2 = __builtin_cpu_supports("avx2");
+VELMORA_AVX2_END
+const bool kHasAvx2 = hasAvx2();
 #endif
 
 constexpr std::uint8_t kSignature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};

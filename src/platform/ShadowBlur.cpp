@@ -7,6 +7,8 @@
 #include <cstring>
 #include <numbers>
 
+#include "platform/Avx2.h"
+
 #if defined(__x86_64__) || defined(__i386__)
 #include <immintrin.h>
 #define VELMORA_X86 1
@@ -199,15 +201,8 @@ void boxPassSse2(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::u
       });
 }
 
-// The wide passes, chosen at run time when the processor has AVX2. Each
-// compiler is told in its own way, and clang's attribute also reaches the
-// lambdas inside.
-#if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
-#else
-#pragma GCC push_options
-#pragma GCC target("avx2")
-#endif
+// The wide passes, chosen at run time when the processor has AVX2.
+VELMORA_AVX2_BEGIN
 // Thirty-two lanes as two sums of sixteen. Widening each half of a row in
 // place and packing the halves back undo each other lane for lane.
 [[gnu::flatten]] void boxPassAvx2(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
@@ -285,13 +280,7 @@ void transpose16PairAvx2(const std::uint8_t* sourceA, const std::uint8_t* source
     _mm_storeu_si128(reinterpret_cast<__m128i*>(targetB + row), _mm256_extracti128_si256(a[i], 1));
   }
 }
-#if defined(__clang__)
-#pragma clang attribute pop
-#else
-#pragma GCC pop_options
-#endif
-
-bool hasAvx2() { return __builtin_cpu_supports("avx2"); }
+VELMORA_AVX2_END
 
 #endif
 
