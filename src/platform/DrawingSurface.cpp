@@ -407,12 +407,13 @@ const Shadow* DrawingSurface::castingShadow() const {
 }
 
 // The run's shadow scratch, readied for a shadow: the frame must hold
-// everything whose shadow can fall on the bitmap.
-ShadowScratch* DrawingSurface::scratchFor(const Shadow& shadow) {
+// everything whose shadow can fall on the bitmap, or, for what casts none,
+// the bitmap's pixels up to `reach` across and down.
+ShadowScratch* DrawingSurface::scratchFor(const Shadow& shadow, int reach) {
   ShadowScratch& s = env_->shadowScratch();
   const double dx = std::abs(shadow.offset.width) * scale_, dy = std::abs(shadow.offset.height) * scale_;
   const int needed = ShadowBlur::reach(shadow.blur * scale_ / 2.0) + static_cast<int>(std::ceil(std::max(dx, dy))) + 1;
-  return s.prepare(pixelSide(), needed, scale_) ? &s : nullptr;
+  return s.prepare(std::clamp(reach, 1, pixelSide()), needed, scale_) ? &s : nullptr;
 }
 
 namespace {
@@ -521,9 +522,30 @@ void DrawingSurface::paintPath(bool stroke) {
     path_.clear();
   };
 
-  // Shadows, dashes and rings go through a coverage of their own.
-  ShadowScratch* s =
-      shadow || dashed || rasteriseRing || segment || arcStroke ? scratchFor(shadow ? *shadow : Shadow{}) : nullptr;
+  // Shadows, dashes and rings go through a coverage of their own. A shape
+  // rasterised here with neither needs the frame only as far as it reaches
+  // on the bitmap: a small one on a large bitmap (the icon on the
+  // notification's card) takes a small frame, the pixels being the same.
+  int frameReach = pixelSide();
+  if (!shadow && !dashed && (rasteriseRing || segment || arcStroke)) {
+    double right = 0, bottom = 0;
+    auto reachTo = [&](double x, double y) {
+      cairo_user_to_device(cr_, &x, &y);
+      right = std::max(right, x), bottom = std::max(bottom, y);
+    };
+    if (segment) {
+      for (const Point p : {segment->from, segment->to})
+        for (const double dx : {-width / 2, width / 2})
+          for (const double dy : {-width / 2, width / 2}) reachTo(p.x + dx, p.y + dy);
+    } else {
+      for (const double dx : {-band.outer, band.outer})
+        for (const double dy : {-band.outer, band.outer}) reachTo(band.centre.x + dx, band.centre.y + dy);
+    }
+    frameReach = static_cast<int>(std::min(std::ceil(std::max(right, bottom)) + 2.0, static_cast<double>(frameReach)));
+  }
+  ShadowScratch* s = shadow || dashed || rasteriseRing || segment || arcStroke
+                         ? scratchFor(shadow ? *shadow : Shadow{}, frameReach)
+                         : nullptr;
   if (!s && rasteriseRing) {  // no memory for the coverage: cairo fills the outline
     path_.replaceWithStrokeOutline(width);
     rasteriseRing = false;

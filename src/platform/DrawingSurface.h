@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -165,7 +166,7 @@ class DrawingSurface {
   Box reachBox(const Shadow* shadow, double by) const;
   // The shadow painting casts now: none when it casts nothing or falls wholly off the bitmap.
   const Shadow* castingShadow() const;
-  ShadowScratch* scratchFor(const Shadow& shadow);
+  ShadowScratch* scratchFor(const Shadow& shadow, int reach = std::numeric_limits<int>::max());
   void castShadow(ShadowScratch& scratch, const Shadow& shadow, double opacity, bool hiddenUnderFull);
   void compositeThrough(pixman_region32_t* region, cairo_surface_t* mask, double maskX, double maskY,
                         const Colour& colour, double opacity);

@@ -665,5 +665,31 @@ TEST_F(DrawingSurfaceTest, ADashedArcPaintsWhatItsDashesPaintOneByOne) {
   }
 }
 
+// Shapes rasterised without a shadow take the run's coverage frame only as far as they reach on the bitmap: near
+// its far corner, as in its middle, they paint the same pixels whether the frame is that small or already spans the
+// bitmap for a shadow drawn before.
+TEST_F(DrawingSurfaceTest, ShapesWithoutShadowsPaintTheSameInASmallFrame) {
+  auto shapes = [](DrawingSurface& s) {
+    s.setLineWidth(5);
+    s.setLineCap(LineCap::kRound);
+    s.setStrokeColor(Colour::hsba(0.3, 0.7, 0.9));
+    circle(4, false, {kSide - 6, 12})(s);  // far right, near the top: the frame's first reach
+    line({12, kSide - 4}, {30, kSide - 7})(s);
+    arc({kSide - 10, kSide - 10}, 6, 0, M_PI)(s);
+    arc({kCentre, kCentre}, 20, -M_PI / 2, 1)(s);
+  };
+  DrawingSurface small = begin(kSide, 3);
+  shapes(small);
+  DrawingSurface shadowed = begin(kSide, 3);
+  shadowed.setShadow({0, 0}, 6);
+  circle(30, true)(shadowed);
+  DrawingSurface spanned = begin(kSide, 3);
+  shapes(spanned);
+  const ImageRef image = small.getImage();
+  for (const Point p : {Point{kSide - 10, kSide - 4}, Point{kSide - 2, 12}, Point{20, kSide - 5.5}})
+    EXPECT_GT(alphaAt(image, p), 0.5) << p.x << ", " << p.y;
+  EXPECT_EQ(differingPixels(*image, *spanned.getImage(), 0), 0);
+}
+
 }  // namespace
 }  // namespace velmora
