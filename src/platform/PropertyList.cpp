@@ -207,7 +207,9 @@ class StoredFormMaker {
           return std::nullopt;
         }
         if (format_ == PlistFormat::Binary) return value;
-        return Value(Date::fromReferenceSeconds(std::floor(date.referenceSeconds())));
+        // Whole seconds, as the text holds them; its zero has no sign.
+        const double seconds = std::floor(date.referenceSeconds());
+        return Value(Date::fromReferenceSeconds(seconds == 0 ? 0.0 : seconds));
       }
       case Value::Kind::kNull:
       case Value::Kind::kUid:

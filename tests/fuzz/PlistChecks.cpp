@@ -30,8 +30,12 @@ void checkWrittenForms(const Value& value) {
     const PlistReadResult back = parsePropertyList(serializePropertyList(*stored.value, format));
     check(back.value.has_value(), std::string("a written ") + nameOf(format) + " list does not read: " + back.error);
     check(back.format == format, std::string("a written ") + nameOf(format) + " list reads as the other format");
-    check(sameValue(*back.value, *stored.value),
-          std::string("a value written as ") + nameOf(format) + " reads back as another");
+    if (!sameValue(*back.value, *stored.value)) {
+      const MetricDictionary* written = stored.value->dictionary();
+      const MetricDictionary* read = back.value->dictionary();
+      fail(std::string("a value written as ") + nameOf(format) + " reads back as another" +
+           (written && read ? ": " + firstDifference(*written, *read) : std::string()));
+    }
   }
 }
 
