@@ -13,13 +13,13 @@ namespace {
 TEST(ReadForms, GiveBackWhatWasWritten) {
   for (const char* json : {R"({"date": "0001-01-01T00:53:28+00:53:28"})", R"({"date": "1000-01-01T00:53:28+00:53:28"})",
                            R"({"date": "1582-10-04T23:59:59.999+00:53:28"})", "18446744073709551615"}) {
-    std::string text = writeJson(JsonForms("Europe/Berlin").toJson(valueFromJson(Json::parse(json))));
+    std::string text = writeJson(JsonForms("Europe/Berlin").toJson(valueFromJson(parseJson(json))));
     text.pop_back();
     EXPECT_EQ(text, json);
   }
   // West of Greenwich the first moment of year 1 is local year 0: it is written in UTC.
-  const Value first = valueFromJson(Json::parse(R"({"date": "0001-01-01T00:00:00Z"})"));
-  EXPECT_EQ(JsonForms("America/New_York").toJson(first).dump(), R"({"date":"0001-01-01T00:00:00+00:00"})");
+  const Value first = valueFromJson(parseJson(R"({"date": "0001-01-01T00:00:00Z"})"));
+  EXPECT_EQ(writeJson(JsonForms("America/New_York").toJson(first)), "{\"date\": \"0001-01-01T00:00:00+00:00\"}\n");
 }
 
 // Every kind a domain holds reads back in the defaults round trip; what it cannot hold is refused with its place.
@@ -39,7 +39,7 @@ TEST(ReadForms, SayWhereAndWhatIsWrong) {
   };
   for (const auto& c : cases) {
     try {
-      valueFromJson(Json::parse(c.json));
+      valueFromJson(parseJson(c.json));
       ADD_FAILURE() << c.name << ": accepted";
     } catch (const JsonFormError& error) {
       EXPECT_NE(std::string(error.what()).find(c.message), std::string::npos) << c.name << ": " << error.what();
