@@ -5,8 +5,11 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <nlohmann/json.hpp>
 
 #include "host/JsonForms.h"
+#include "host/JsonText.h"
+#include "host/JsonToValue.h"
 #include "platform/UserDefaults.h"
 
 namespace velmora::host {

@@ -6,7 +6,6 @@
 
 #include "host/CommandLine.h"
 #include "host/Errors.h"
-#include "host/UsageMessages.h"
 
 namespace velmora::host {
 
@@ -28,26 +27,17 @@ int run(std::vector<std::string> args, const ProcessContext& process, std::istre
         std::ostream& err) {
   const std::filesystem::path resources = defaultResourcesDirectory(process);
   CommandLine commandLine(resources.empty() ? "none found" : resources.string());
-  try {
-    commandLine.parse(args);
-  } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
-      return commandLine.app().exit(error, out, err);
-    err << "velmora: " << usageMessage(commandLine.app(), error, args) << "\nRun '" << commandPath(commandLine.app())
-        << " --help' for usage.\n";
-    return 2;
-  }
-
   ProcessContext context = process;
   if (!context.warn)
     context.warn = [&err](std::string_view message) { err << "velmora: warning: " << message << '\n'; };
   if (!context.log) context.log = [&err](std::string_view message) { err << "velmora: log: " << message << '\n'; };
   try {
+    if (const std::optional<int> status = commandLine.parse(std::move(args), out, err)) return *status;
     const Environment env = makeEnvironment(commandLine.globalOptions(), context);
     commandLine.runCommand(env, in, out, err);
     return 0;
   } catch (const UsageError& error) {
-    err << "velmora: " << error.what() << "\nRun '" << commandPath(commandLine.app()) << " --help' for usage.\n";
+    err << "velmora: " << error.what() << "\nRun '" << commandLine.commandPath() << " --help' for usage.\n";
     return 2;
   } catch (const std::exception& error) {
     err << "velmora: " << error.what() << '\n';

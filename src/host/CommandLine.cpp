@@ -1,5 +1,6 @@
 #include "host/CommandLine.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <map>
 
@@ -9,6 +10,7 @@
 #include "host/Errors.h"
 #include "host/NotifyCommand.h"
 #include "host/Operations.h"
+#include "host/UsageMessages.h"
 
 namespace velmora::host {
 
@@ -330,32 +332,43 @@ struct CommandLine::Arguments {
 };
 
 CommandLine::CommandLine(const std::string& resourcesDefault)
-    : app_(kProgramHelp, "velmora"), arguments_(std::make_unique<Arguments>()) {
-  app_.formatter(std::make_shared<HelpFormatter>());
-  app_.set_version_flag("--version", "velmora " VELMORA_VERSION);
-  app_.require_subcommand(1);
-  app_.footer(kProgramFooter);
+    : app_(std::make_unique<CLI::App>(kProgramHelp, "velmora")), arguments_(std::make_unique<Arguments>()) {
+  app_->formatter(std::make_shared<HelpFormatter>());
+  app_->set_version_flag("--version", "velmora " VELMORA_VERSION);
+  app_->require_subcommand(1);
+  app_->footer(kProgramFooter);
   // An option given twice takes its last value, so a script can override an earlier one.
-  app_.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+  app_->option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   Arguments& a = *arguments_;
-  a.global.add(app_, resourcesDefault);
-  a.notify.add(app_, a.choices);
-  a.request.add(app_, a.choices);
-  a.defaults.add(app_, a.choices);
+  a.global.add(*app_, resourcesDefault);
+  a.notify.add(*app_, a.choices);
+  a.request.add(*app_, a.choices);
+  a.defaults.add(*app_, a.choices);
 }
 
 CommandLine::~CommandLine() = default;
 
 const char* CommandLine::commandFooter() { return kCommandFooter; }
 
-void CommandLine::parse(std::vector<std::string> args) {
-  arguments_->defaults.typedValue = typedValueWords(args);
-  std::reverse(args.begin(), args.end());  // the parser takes the last argument first
-  app_.parse(args);
-  const DefaultsArguments& defaults = arguments_->defaults;
-  if (defaults.jsonValue.value() && !defaults.typedValue.empty())
-    throw CLI::ValidationError("VALUE", "give one JSON value or a type flag and its words, not both");
+const CLI::App& CommandLine::app() const { return *app_; }
+
+std::optional<int> CommandLine::parse(std::vector<std::string> args, std::ostream& out, std::ostream& err) {
+  const std::vector<std::string> typed = args;
+  try {
+    arguments_->defaults.typedValue = typedValueWords(args);
+    std::reverse(args.begin(), args.end());  // the parser takes the last argument first
+    app_->parse(args);
+    const DefaultsArguments& defaults = arguments_->defaults;
+    if (defaults.jsonValue.value() && !defaults.typedValue.empty())
+      throw CLI::ValidationError("VALUE", "give one JSON value or a type flag and its words, not both");
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) return app_->exit(error, out, err);
+    throw UsageError(usageMessage(*app_, error, typed));
+  }
+  return std::nullopt;
 }
+
+std::string CommandLine::commandPath() const { return host::commandPath(*app_); }
 
 GlobalOptions CommandLine::globalOptions() const { return arguments_->global.options(); }
 

@@ -1,14 +1,20 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
-#include <filesystem>
 #include <istream>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
 
 #include "host/RunEnvironment.h"
+
+// The parser's types, declared only: the parser's header is large, and only
+// the files that build or walk the command line include it.
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
 
 namespace velmora::host {
 
@@ -24,14 +30,17 @@ class CommandLine {
   CommandLine(const CommandLine&) = delete;
   CommandLine& operator=(const CommandLine&) = delete;
 
-  const CLI::App& app() const { return app_; }
+  const CLI::App& app() const;
   // The last paragraph of each command's help, which says that the program's options go with every command.
   static const char* commandFooter();
 
-  // Parses the arguments as typed, without the program's name. Throws
-  // CLI::ParseError; CLI::CallForHelp and the like when help or the version
-  // was asked for.
-  void parse(std::vector<std::string> args);
+  // Parses the arguments as typed, without the program's name. When there is
+  // nothing to run, returns the exit status: 0 when the help or the version
+  // was asked for (printed to `out`). Throws UsageError saying what is wrong
+  // with a command line the parser refused.
+  std::optional<int> parse(std::vector<std::string> args, std::ostream& out, std::ostream& err);
+  // After parse: "velmora defaults write", the program and the commands the parser got to.
+  std::string commandPath() const;
 
   // After parse: the options every command takes, and the command itself.
   GlobalOptions globalOptions() const;
@@ -45,7 +54,7 @@ class CommandLine {
 
  private:
   struct Arguments;
-  CLI::App app_;
+  std::unique_ptr<CLI::App> app_;
   std::unique_ptr<Arguments> arguments_;
 };
 

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <span>
 #include <vector>
 
@@ -9,6 +10,8 @@
 #include "host/Errors.h"
 #include "host/Files.h"
 #include "host/JsonForms.h"
+#include "host/JsonText.h"
+#include "host/JsonToValue.h"
 #include "host/Suggestions.h"
 #include "platform/PropertyList.h"
 #include "platform/UserDefaults.h"

@@ -1,5 +1,6 @@
 #include "host/Documentation.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
 #include <functional>

@@ -2,19 +2,15 @@
 
 #include <functional>
 #include <memory>
-#include <nlohmann/json.hpp>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
 #include "extension/DisplaySlot.h"
+#include "host/Json.h"
 #include "platform/IsoDate.h"
 #include "platform/Value.h"
 
 namespace velmora::host {
-
-// Objects keep the order in which their keys were set.
-using Json = nlohmann::ordered_json;
 
 // Writes an image met in the output as a PNG file and returns the path to
 // name in its "file" member. `place` says where the image sits in the output
@@ -52,27 +48,10 @@ class JsonForms {
 Json floatJson(float number);
 Json doubleJson(double number);
 
-// A JSON value that cannot be stored in a preferences domain; the message
-// names the place ("/bankDict/20250106") and what is wrong.
-struct JsonFormError : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
-
-// Reads a JSON document (RFC 8259), in time linear in its length. A key
-// repeated in one object keeps its first place and its last value. Throws
-// Json::exception (a parse_error saying where) when the text is not JSON.
-Json parseJson(std::string_view text);
-
-// The reverse, for what a preferences domain can hold: integers, reals,
-// booleans, texts, {"date": ...}, {"data": ...}, arrays and dictionaries.
-// Throws JsonFormError.
-Value valueFromJson(const Json& json);
-MetricDictionary dictionaryFromJson(const Json& json);
-
-// The text of a JSON document, ending in a newline: arrays and objects that
-// fit in 100 columns on one line, longer ones one member per line indented by
-// two spaces. Numbers are written in their shortest exact form, which the
-// JSON library's own printer does not always find.
-std::string writeJson(const Json& json);
+// The members of the one-member objects that stand for a value of another
+// kind ("date", "data", "colour", "image", "uid", "dictionary"). A stored
+// dictionary that happens to look like one of them is written inside
+// {"dictionary": ...} so that it reads back as a dictionary.
+bool isTaggedFormKey(std::string_view key);
 
 }  // namespace velmora::host

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <nlohmann/json.hpp>
 
 #include "extension/InterfaceDescription.h"
 #include "extension/NotificationViewController.h"
@@ -9,6 +10,7 @@
 #include "host/Files.h"
 #include "host/ImageFiles.h"
 #include "host/JsonForms.h"
+#include "host/JsonText.h"
 #include "host/NotificationRenderer.h"
 #include "host/Suggestions.h"
 #include "platform/Image.h"

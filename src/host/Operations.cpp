@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <memory>
+#include <nlohmann/json.hpp>
 
 #include "host/ContactSheet.h"
 #include "host/Errors.h"
 #include "host/ImageFiles.h"
 #include "host/JsonForms.h"
+#include "host/JsonText.h"
 #include "host/Suggestions.h"
 #include "metrics/GroupMetrics.h"
 #include "presentation/SleepMetricsUI.h"

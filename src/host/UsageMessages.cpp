@@ -1,12 +1,12 @@
 #include "host/UsageMessages.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
 #include <deque>
 #include <functional>
 #include <map>
 
-#include "host/CommandLine.h"
 #include "host/Suggestions.h"
 
 namespace velmora::host {

@@ -1,8 +1,13 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
+
+#include "host/CommandLine.h"
+
+namespace CLI {
+class ParseError;
+}  // namespace CLI
 
 namespace velmora::host {
 

@@ -6,8 +6,10 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <nlohmann/json.hpp>
 
 #include "host/JsonForms.h"
+#include "host/JsonText.h"
 
 namespace velmora::fuzz {
 

@@ -7,12 +7,14 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <sstream>
 #include <stdexcept>
 
 #include "FuzzSupport.h"
 #include "host/Cli.h"
 #include "host/JsonForms.h"
+#include "host/JsonText.h"
 #include "host/NotifyCommand.h"
 #include "host/Operations.h"
 #include "platform/AtomicFile.h"

@@ -4,9 +4,12 @@
 // text; and what `defaults write` would store reads back from the file as
 // its stored form.
 #include <cmath>
+#include <nlohmann/json.hpp>
 
 #include "FuzzSupport.h"
 #include "host/JsonForms.h"
+#include "host/JsonText.h"
+#include "host/JsonToValue.h"
 #include "platform/PropertyList.h"
 
 using namespace velmora;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 #include "VelmoraProcess.h"
 #include "extension/NotificationViewController.h"

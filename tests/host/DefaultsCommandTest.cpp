@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <nlohmann/json.hpp>
 
 #include "VelmoraProcess.h"
 #include "host/Files.h"
@@ -39,7 +40,6 @@ TEST_F(Defaults, ImportThenExportGivesBackEveryKindUnchanged) {
   ASSERT_EQ(exported.status, 0) << exported.err;
   EXPECT_EQ(canonical(exported.out), canonical(kEveryKind));
   EXPECT_EQ(exported.err, "");
-
 }
 
 // A property list imports as well; an import that cannot be read leaves the domain as it was.

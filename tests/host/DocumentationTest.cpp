@@ -3,6 +3,7 @@
 // program takes at each place of a command line.
 #include <gtest/gtest.h>
 
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <filesystem>
 #include <functional>
