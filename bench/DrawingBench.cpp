@@ -9,10 +9,12 @@
 #include <filesystem>
 #include <vector>
 
+#include "platform/CoverageBuffer.h"
 #include "platform/DrawingSurface.h"
 #include "platform/Fonts.h"
 #include "platform/Image.h"
 #include "platform/ShadowBlur.h"
+#include "platform/ShapeCoverage.h"
 
 namespace velmora {
 namespace {

@@ -10,8 +10,10 @@
 #include <limits>
 #include <utility>
 
+#include "platform/CoverageBuffer.h"
 #include "platform/PixelMemory.h"
 #include "platform/ShadowBlur.h"
+#include "platform/ShapeCoverage.h"
 
 namespace velmora {
 

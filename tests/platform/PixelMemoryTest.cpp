@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/CoverageBuffer.h"
 #include "platform/PixelMemory.h"
-#include "platform/ShadowBlur.h"
 
 namespace velmora {
 namespace {
