@@ -473,6 +473,9 @@ void DrawingSurface::paintPath(bool stroke) {
   const double width = std::min(g.lineWidth, kWidestStroke / scale_);
   Colour colour = stroke ? g.strokeColour : g.fillColour;
   if (plan.opacity < 1.0) colour = colour.colorWithAlphaComponent(colour.rgba().alpha * plan.opacity);
+  // Shapes rasterised here must lie where their pixel coordinates stay exact.
+  const double safe = kSafeReach / scale_;
+  auto near = [safe](Point p) { return std::abs(p.x) < safe && std::abs(p.y) < safe; };
   // A whole circle stroked covers a ring or a disc, whatever its cap: one on
   // the bitmap is rasterised here, its coverage worked out row by row; one
   // far beyond it is filled as that outline by cairo.
@@ -480,26 +483,22 @@ void DrawingSurface::paintPath(bool stroke) {
   bool rasteriseRing = false;
   if (const auto stroked = stroke && plan.dash.lengths.empty() ? path_.strokedRing(width) : std::nullopt) {
     stroke = false;
-    const double reach = kSafeReach / scale_;
     ring = *stroked;
-    rasteriseRing = ring.outer < reach && std::abs(ring.centre.x) < reach && std::abs(ring.centre.y) < reach;
+    rasteriseRing = ring.outer < safe && near(ring.centre);
     if (!rasteriseRing) path_.replaceWithStrokeOutline(width);
   }
   // So does a single segment stroked with round caps: the points within half
   // the width of it.
   std::optional<SurfacePath::Segment> segment;
   if (stroke && plan.dash.lengths.empty() && g.lineCap == LineCap::kRound && width > 0) {
-    const double reach = kSafeReach / scale_;
-    auto near = [reach](Point p) { return std::abs(p.x) < reach && std::abs(p.y) < reach; };
     segment = path_.segment();
-    if (segment && !(width < reach && near(segment->from) && near(segment->to))) segment.reset();
+    if (segment && !(width < safe && near(segment->from) && near(segment->to))) segment.reset();
   }
   // The ring a ring or an arc stroked stays within, so that the coverage's
   // bookkeeping looks no further.
   const std::optional<SurfacePath::Ring> arc = stroke ? path_.strokedArcBand(width) : std::nullopt;
   const SurfacePath::Ring band = rasteriseRing ? ring : arc.value_or(SurfacePath::Ring{});
-  const bool banded = (rasteriseRing || arc) && band.outer < kSafeReach / scale_ &&
-                      std::abs(band.centre.x) < kSafeReach / scale_ && std::abs(band.centre.y) < kSafeReach / scale_;
+  const bool banded = (rasteriseRing || arc) && band.outer < safe && near(band.centre);
   // A single arc stroked (or each dash of one) is rasterised too, from the
   // distance to its centre line: round ends as the points within half the
   // width of the ends, butt ends cut along the ends' radii (drawn by cairo
@@ -516,7 +515,6 @@ void DrawingSurface::paintPath(bool stroke) {
   const Shadow* shadow = castingShadow();
   const double strokeReach = stroke ? width / 2 * cairo_get_miter_limit(cr_) : 0.0;
   const Box visible = reachBox(shadow, strokeReach + 1.0 / scale_);
-  const double safe = kSafeReach / scale_;
   const double tolerance = cairo_get_tolerance(cr_) / scale_;
   const bool dashed = !plan.dash.lengths.empty();
   auto appendPath = [&](cairo_t* cr, const SurfacePath::Dash* dash) {
