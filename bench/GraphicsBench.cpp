@@ -54,22 +54,24 @@ void drawRepeatedly(benchmark::State& state, bool fromScratch, Draw draw) {
   }
 }
 
+// Registers a drawing both ways: NAME for a timeline's later images, NAMEFromScratch for a run's first.
+bool registerBothForms(const std::string& name, void (*draw)(benchmark::State&, bool)) {
+  for (const bool fromScratch : {false, true})
+    benchmark::RegisterBenchmark((name + (fromScratch ? "FromScratch" : "")).c_str(),
+                                 [draw, fromScratch](benchmark::State& state) { draw(state, fromScratch); })
+        ->Unit(benchmark::kMillisecond)
+        ->Repetitions(5)
+        ->ReportAggregatesOnly(true);
+  return true;
+}
+
 void bedClock(benchmark::State& state, bool fromScratch) {
   const Date bedtime = *parseIsoDate("2025-01-06T22:30:00+01:00");
   const Date waketime = *parseIsoDate("2025-01-07T06:45:00+01:00");
   drawRepeatedly(state, fromScratch,
                  [&](BenchGraphics& g) { return g.drawTheBedClockWithSize(280.0f, bedtime, waketime); });
 }
-BENCHMARK_CAPTURE(bedClock, Timeline, false)
-    ->Name("BM_BedClock")
-    ->Unit(benchmark::kMillisecond)
-    ->Repetitions(5)
-    ->ReportAggregatesOnly(true);
-BENCHMARK_CAPTURE(bedClock, FromScratch, true)
-    ->Name("BM_BedClockFromScratch")
-    ->Unit(benchmark::kMillisecond)
-    ->Repetitions(5)
-    ->ReportAggregatesOnly(true);
+const bool kBedClockRegistered = registerBothForms("BM_BedClock", bedClock);
 
 void BM_BedClockWithoutDates(benchmark::State& state) {
   BenchEnvironment bench;
@@ -82,16 +84,7 @@ BENCHMARK(BM_BedClockWithoutDates)->Unit(benchmark::kMillisecond)->Repetitions(5
 void recharge(benchmark::State& state, bool fromScratch) {
   drawRepeatedly(state, fromScratch, [](BenchGraphics& g) { return g.drawTheRechargeWithSize(280.0f, 0.93f, 0.9f); });
 }
-BENCHMARK_CAPTURE(recharge, Timeline, false)
-    ->Name("BM_Recharge")
-    ->Unit(benchmark::kMillisecond)
-    ->Repetitions(5)
-    ->ReportAggregatesOnly(true);
-BENCHMARK_CAPTURE(recharge, FromScratch, true)
-    ->Name("BM_RechargeFromScratch")
-    ->Unit(benchmark::kMillisecond)
-    ->Repetitions(5)
-    ->ReportAggregatesOnly(true);
+const bool kRechargeRegistered = registerBothForms("BM_Recharge", recharge);
 
 // Every ring with its shadowed tip and glyph, two of them past their target, and the rated disc.
 void BM_SleepRings(benchmark::State& state) {
