@@ -9,8 +9,8 @@
 #include <string>
 
 #include "format/FormatTools.h"
-#include "platform/IsoDate.h"
-#include "platform/UserDefaults.h"
+#include "store/UserDefaults.h"
+#include "text/IsoDate.h"
 
 namespace velmora {
 

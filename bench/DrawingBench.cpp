@@ -9,12 +9,12 @@
 #include <filesystem>
 #include <vector>
 
-#include "platform/CoverageBuffer.h"
-#include "platform/DrawingSurface.h"
-#include "platform/Fonts.h"
-#include "platform/Image.h"
-#include "platform/ShadowBlur.h"
-#include "platform/ShapeCoverage.h"
+#include "drawing/CoverageBuffer.h"
+#include "drawing/DrawingSurface.h"
+#include "drawing/Fonts.h"
+#include "drawing/Image.h"
+#include "drawing/ShadowBlur.h"
+#include "drawing/ShapeCoverage.h"
 
 namespace velmora {
 namespace {

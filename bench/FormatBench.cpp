@@ -6,8 +6,8 @@
 #include <filesystem>
 
 #include "format/FormatTools.h"
-#include "platform/IsoDate.h"
-#include "platform/StringFormat.h"
+#include "text/IsoDate.h"
+#include "text/StringFormat.h"
 
 namespace velmora {
 namespace {

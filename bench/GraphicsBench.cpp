@@ -11,8 +11,8 @@
 #include <string>
 
 #include "graphics/SleepMetricsGraphics.h"
-#include "platform/IsoDate.h"
-#include "platform/UserDefaults.h"
+#include "store/UserDefaults.h"
+#include "text/IsoDate.h"
 
 namespace velmora {
 namespace {

@@ -10,7 +10,7 @@
 #include "host/JsonForms.h"
 #include "host/JsonText.h"
 #include "host/JsonToValue.h"
-#include "platform/UserDefaults.h"
+#include "store/UserDefaults.h"
 
 namespace velmora::host {
 namespace {

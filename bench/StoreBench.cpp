@@ -9,8 +9,8 @@
 #include <filesystem>
 #include <string>
 
-#include "platform/PropertyList.h"
-#include "platform/UserDefaults.h"
+#include "store/PropertyList.h"
+#include "store/UserDefaults.h"
 
 namespace velmora {
 namespace {

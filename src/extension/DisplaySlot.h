@@ -3,8 +3,8 @@
 #include <optional>
 #include <string>
 
-#include "platform/Colour.h"
-#include "platform/Value.h"
+#include "values/Colour.h"
+#include "values/Value.h"
 
 namespace velmora {
 

@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "platform/AtomicFile.h"
+#include "store/AtomicFile.h"
 
 namespace velmora {
 

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "drawing/Fonts.h"
 #include "extension/DisplaySlot.h"
-#include "platform/Environment.h"
-#include "platform/Fonts.h"
+#include "values/Environment.h"
 
 namespace velmora {
 

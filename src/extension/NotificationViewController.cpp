@@ -4,9 +4,9 @@
 #include <stdexcept>
 
 #include "extension/InterfaceDescription.h"
-#include "platform/Bundle.h"
-#include "platform/StringFormat.h"
 #include "presentation/SleepMetricsUI.h"
+#include "text/Bundle.h"
+#include "text/StringFormat.h"
 
 namespace velmora {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "extension/DisplaySlot.h"
-#include "platform/Environment.h"
+#include "values/Environment.h"
 
 namespace velmora {
 

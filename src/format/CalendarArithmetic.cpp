@@ -9,7 +9,7 @@
 
 #include "format/FormatTools.h"
 #include "format/FormatToolsMembers.h"
-#include "platform/SaturatingCast.h"
+#include "values/SaturatingCast.h"
 
 namespace velmora {
 

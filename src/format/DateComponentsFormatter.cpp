@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "format/IcuText.h"
-#include "platform/SaturatingCast.h"
+#include "values/SaturatingCast.h"
 
 namespace velmora {
 

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "platform/Date.h"
+#include "values/Date.h"
 
 namespace velmora {
 

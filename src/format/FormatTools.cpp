@@ -9,8 +9,8 @@
 
 #include "format/FormatToolsMembers.h"
 #include "format/IcuText.h"
-#include "platform/SaturatingCast.h"
-#include "platform/StringFormat.h"
+#include "text/StringFormat.h"
+#include "values/SaturatingCast.h"
 
 namespace velmora {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/Date.h"
-#include "platform/Environment.h"
+#include "values/Date.h"
+#include "values/Environment.h"
 
 namespace velmora {
 

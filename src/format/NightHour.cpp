@@ -2,7 +2,7 @@
 // the shared store's copies, and is read afresh on every use.
 
 #include "format/FormatTools.h"
-#include "platform/UserDefaults.h"
+#include "store/UserDefaults.h"
 
 namespace velmora {
 

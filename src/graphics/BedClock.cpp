@@ -2,11 +2,11 @@
 
 #include <string>
 
+#include "drawing/DrawingSurface.h"
 #include "format/FormatTools.h"
 #include "graphics/DialDrawing.h"
 #include "graphics/SleepMetricsGraphics.h"
 #include "palette/Pallet.h"
-#include "platform/DrawingSurface.h"
 
 namespace velmora {
 

@@ -5,10 +5,10 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/Colour.h"
-#include "platform/DrawingSurface.h"
-#include "platform/Fonts.h"
-#include "platform/Geometry.h"
+#include "drawing/DrawingSurface.h"
+#include "drawing/Fonts.h"
+#include "values/Colour.h"
+#include "values/Geometry.h"
 
 // Small pieces shared by the dial and ring images of this folder.
 namespace velmora {

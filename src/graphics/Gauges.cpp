@@ -6,11 +6,11 @@
 #include <algorithm>
 #include <numbers>
 
+#include "drawing/DrawingSurface.h"
+#include "drawing/Image.h"
 #include "graphics/DialDrawing.h"
 #include "graphics/SleepMetricsGraphics.h"
-#include "platform/DrawingSurface.h"
-#include "platform/Image.h"
-#include "platform/StringFormat.h"
+#include "text/StringFormat.h"
 
 namespace velmora {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "palette/Pallet.h"
-#include "platform/Colour.h"
+#include "values/Colour.h"
 
 // The speedometer gauges (blood oxygen, breathing rate, wrist temperature,
 // bedtime consistency, and the readiness and fuel dials) are one drawing,

@@ -6,11 +6,11 @@
 #include <numbers>
 #include <string>
 
+#include "drawing/DrawingSurface.h"
+#include "drawing/Image.h"
 #include "graphics/DialDrawing.h"
 #include "graphics/SleepMetricsGraphics.h"
 #include "palette/Pallet.h"
-#include "platform/DrawingSurface.h"
-#include "platform/Image.h"
 
 namespace velmora {
 

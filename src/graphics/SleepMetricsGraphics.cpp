@@ -4,7 +4,7 @@
 
 #include "format/FormatTools.h"
 #include "palette/Pallet.h"
-#include "platform/UserDefaults.h"
+#include "store/UserDefaults.h"
 
 namespace velmora {
 

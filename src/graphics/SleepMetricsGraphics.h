@@ -6,10 +6,10 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/Colour.h"
-#include "platform/Date.h"
-#include "platform/Environment.h"
-#include "platform/Value.h"
+#include "values/Colour.h"
+#include "values/Date.h"
+#include "values/Environment.h"
+#include "values/Value.h"
 
 namespace velmora {
 

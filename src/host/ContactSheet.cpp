@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "platform/DrawingSurface.h"
+#include "drawing/DrawingSurface.h"
 
 namespace velmora::host {
 

@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/Environment.h"
-#include "platform/Image.h"
+#include "drawing/Image.h"
+#include "values/Environment.h"
 
 namespace velmora::host {
 

@@ -13,8 +13,8 @@
 #include "host/JsonText.h"
 #include "host/JsonToValue.h"
 #include "host/Suggestions.h"
-#include "platform/PropertyList.h"
-#include "platform/UserDefaults.h"
+#include "store/PropertyList.h"
+#include "store/UserDefaults.h"
 
 namespace velmora::host {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/Environment.h"
+#include "values/Environment.h"
 
 namespace velmora::host {
 

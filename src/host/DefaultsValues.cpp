@@ -8,8 +8,8 @@
 #include <limits>
 
 #include "host/Errors.h"
-#include "platform/IsoDate.h"
-#include "platform/PlistCodec.h"
+#include "store/PlistCodec.h"
+#include "text/IsoDate.h"
 
 namespace velmora::host {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "host/Errors.h"
-#include "platform/AtomicFile.h"
+#include "store/AtomicFile.h"
 
 namespace velmora::host {
 

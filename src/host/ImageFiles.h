@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "drawing/Image.h"
 #include "host/JsonForms.h"
-#include "platform/Image.h"
 
 namespace velmora::host {
 

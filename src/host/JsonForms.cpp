@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/Image.h"
-#include "platform/IsoDate.h"
+#include "drawing/Image.h"
+#include "text/IsoDate.h"
 
 namespace velmora::host {
 

@@ -7,8 +7,8 @@
 
 #include "extension/DisplaySlot.h"
 #include "host/Json.h"
-#include "platform/IsoDate.h"
-#include "platform/Value.h"
+#include "text/IsoDate.h"
+#include "values/Value.h"
 
 namespace velmora::host {
 

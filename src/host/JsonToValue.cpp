@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "host/JsonForms.h"
-#include "platform/IsoDate.h"
-#include "platform/PropertyList.h"
+#include "store/PropertyList.h"
+#include "text/IsoDate.h"
 
 namespace velmora::host {
 

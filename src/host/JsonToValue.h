@@ -3,7 +3,7 @@
 #include <stdexcept>
 
 #include "host/Json.h"
-#include "platform/Value.h"
+#include "values/Value.h"
 
 namespace velmora::host {
 

@@ -8,9 +8,9 @@
 #include <numbers>
 #include <string>
 
-#include "platform/DrawingSurface.h"
-#include "platform/Fonts.h"
-#include "platform/Image.h"
+#include "drawing/DrawingSurface.h"
+#include "drawing/Fonts.h"
+#include "drawing/Image.h"
 
 namespace velmora::host {
 

@@ -5,8 +5,8 @@
 
 #include "extension/DisplaySlot.h"
 #include "extension/InterfaceDescription.h"
-#include "platform/Environment.h"
-#include "platform/Value.h"
+#include "values/Environment.h"
+#include "values/Value.h"
 
 namespace velmora::host {
 

@@ -4,6 +4,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "drawing/Image.h"
 #include "extension/InterfaceDescription.h"
 #include "extension/NotificationViewController.h"
 #include "host/Errors.h"
@@ -13,7 +14,6 @@
 #include "host/JsonText.h"
 #include "host/NotificationRenderer.h"
 #include "host/Suggestions.h"
-#include "platform/Image.h"
 
 namespace velmora::host {
 

@@ -5,7 +5,7 @@
 #include <ostream>
 #include <string>
 
-#include "platform/Environment.h"
+#include "values/Environment.h"
 
 namespace velmora::host {
 

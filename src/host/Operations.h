@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/Environment.h"
-#include "platform/Value.h"
+#include "values/Environment.h"
+#include "values/Value.h"
 
 namespace velmora {
 class GroupMetrics;

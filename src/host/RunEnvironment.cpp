@@ -11,7 +11,7 @@
 #include <memory>
 
 #include "host/Errors.h"
-#include "platform/IsoDate.h"
+#include "text/IsoDate.h"
 
 extern char** environ;
 

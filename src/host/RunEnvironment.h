@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/Environment.h"
+#include "values/Environment.h"
 
 namespace velmora::host {
 

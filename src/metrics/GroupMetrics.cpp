@@ -3,9 +3,9 @@
 #include <cmath>
 
 #include "format/FormatTools.h"
-#include "platform/Bundle.h"
-#include "platform/SaturatingCast.h"
-#include "platform/UserDefaults.h"
+#include "store/UserDefaults.h"
+#include "text/Bundle.h"
+#include "values/SaturatingCast.h"
 
 namespace velmora {
 

@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
-#include "platform/Environment.h"
-#include "platform/StringFormat.h"
-#include "platform/Value.h"
+#include "text/StringFormat.h"
+#include "values/Environment.h"
+#include "values/Value.h"
 
 namespace velmora {
 

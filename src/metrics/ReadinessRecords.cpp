@@ -9,8 +9,8 @@
 
 #include "format/FormatTools.h"
 #include "metrics/GroupMetrics.h"
-#include "platform/Bundle.h"
-#include "platform/UserDefaults.h"
+#include "store/UserDefaults.h"
+#include "text/Bundle.h"
 
 namespace velmora {
 

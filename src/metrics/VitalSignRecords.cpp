@@ -6,7 +6,7 @@
 
 #include "format/FormatTools.h"
 #include "metrics/GroupMetrics.h"
-#include "platform/Bundle.h"
+#include "text/Bundle.h"
 
 namespace velmora {
 

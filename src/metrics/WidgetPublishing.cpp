@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "platform/StringFormat.h"
-#include "platform/UserDefaults.h"
+#include "store/UserDefaults.h"
+#include "text/StringFormat.h"
 
 namespace velmora {
 

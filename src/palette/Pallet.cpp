@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/UserDefaults.h"
+#include "store/UserDefaults.h"
 
 namespace velmora {
 

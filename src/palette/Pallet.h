@@ -4,9 +4,9 @@
 #include <string>
 
 #include "palette/Views.h"
-#include "platform/Colour.h"
-#include "platform/Environment.h"
-#include "platform/Value.h"
+#include "values/Colour.h"
+#include "values/Environment.h"
+#include "values/Value.h"
 
 namespace velmora {
 

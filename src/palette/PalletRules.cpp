@@ -8,8 +8,8 @@
 #include <string>
 
 #include "palette/Pallet.h"
-#include "platform/Bundle.h"
-#include "platform/UserDefaults.h"
+#include "store/UserDefaults.h"
+#include "text/Bundle.h"
 
 namespace velmora {
 

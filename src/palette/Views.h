@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/Colour.h"
-#include "platform/Geometry.h"
+#include "values/Colour.h"
+#include "values/Geometry.h"
 
 namespace velmora {
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/Value.h"
+#include "values/Value.h"
 
 namespace velmora {
 

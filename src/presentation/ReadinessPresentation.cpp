@@ -7,10 +7,10 @@
 #include "metrics/GroupMetrics.h"
 #include "metrics/WidgetPublishing.h"
 #include "palette/Pallet.h"
-#include "platform/StringFormat.h"
-#include "platform/UserDefaults.h"
 #include "presentation/DisplayDictionary.h"
 #include "presentation/SleepMetricsUI.h"
+#include "store/UserDefaults.h"
+#include "text/StringFormat.h"
 
 namespace velmora {
 

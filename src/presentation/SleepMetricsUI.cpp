@@ -1,13 +1,13 @@
 #include "presentation/SleepMetricsUI.h"
 
+#include "drawing/DrawingSurface.h"
 #include "format/FormatTools.h"
 #include "metrics/GroupMetrics.h"
 #include "metrics/WidgetPublishing.h"
 #include "palette/Pallet.h"
-#include "platform/Bundle.h"
-#include "platform/DrawingSurface.h"
-#include "platform/StringFormat.h"
-#include "platform/UserDefaults.h"
+#include "store/UserDefaults.h"
+#include "text/Bundle.h"
+#include "text/StringFormat.h"
 
 namespace velmora {
 

@@ -4,8 +4,8 @@
 #include <optional>
 
 #include "graphics/SleepMetricsGraphics.h"
-#include "platform/Environment.h"
-#include "platform/Value.h"
+#include "values/Environment.h"
+#include "values/Value.h"
 
 namespace velmora {
 

@@ -1,10 +1,10 @@
 // Last night's sleep rings for the widgets and shortcuts: the record's labels
 // and copy text, a colour per ring, and the rings image.
 
+#include "drawing/Image.h"
 #include "format/FormatTools.h"
 #include "metrics/GroupMetrics.h"
 #include "palette/Pallet.h"
-#include "platform/Image.h"
 #include "presentation/SleepMetricsUI.h"
 
 namespace velmora {

@@ -7,9 +7,9 @@
 #include "metrics/GroupMetrics.h"
 #include "metrics/WidgetPublishing.h"
 #include "palette/Pallet.h"
-#include "platform/UserDefaults.h"
 #include "presentation/DisplayDictionary.h"
 #include "presentation/SleepMetricsUI.h"
+#include "store/UserDefaults.h"
 
 namespace velmora {
 

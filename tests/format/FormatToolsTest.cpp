@@ -4,9 +4,9 @@
 #include <string>
 
 #include "format/FormatTools.h"
-#include "platform/IsoDate.h"
-#include "platform/UserDefaults.h"
+#include "store/UserDefaults.h"
 #include "support/TestEnvironment.h"
+#include "text/IsoDate.h"
 
 namespace velmora {
 namespace {

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/Value.h"
+#include "values/Value.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <span>
 
-#include "platform/PropertyList.h"
+#include "store/PropertyList.h"
 
 namespace velmora::fuzz {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "FuzzSupport.h"
-#include "platform/AtomicFile.h"
+#include "store/AtomicFile.h"
 
 namespace velmora::fuzz {
 

@@ -17,8 +17,8 @@
 #include "host/JsonText.h"
 #include "host/NotifyCommand.h"
 #include "host/Operations.h"
-#include "platform/AtomicFile.h"
-#include "platform/IsoDate.h"
+#include "store/AtomicFile.h"
+#include "text/IsoDate.h"
 
 namespace velmora::fuzz {
 

@@ -20,7 +20,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/PropertyList.h"
+#include "store/PropertyList.h"
 
 namespace velmora::fuzz {
 

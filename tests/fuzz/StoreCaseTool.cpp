@@ -12,8 +12,8 @@
 #include "FuzzSupport.h"
 #include "StoreCase.h"
 #include "host/Files.h"
-#include "platform/Environment.h"
-#include "platform/IsoDate.h"
+#include "text/IsoDate.h"
+#include "values/Environment.h"
 
 namespace {
 

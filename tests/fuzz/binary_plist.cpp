@@ -2,7 +2,7 @@
 // binary list does (see PlistChecks.h for what is checked).
 #include "FuzzSupport.h"
 #include "PlistChecks.h"
-#include "platform/BinaryPlist.h"
+#include "store/BinaryPlist.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::span<const std::uint8_t> bytes(data, size);

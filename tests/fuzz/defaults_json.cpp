@@ -10,7 +10,7 @@
 #include "host/JsonForms.h"
 #include "host/JsonText.h"
 #include "host/JsonToValue.h"
-#include "platform/PropertyList.h"
+#include "store/PropertyList.h"
 
 using namespace velmora;
 using velmora::host::Json;

@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "FuzzSupport.h"
-#include "platform/IsoDate.h"
+#include "text/IsoDate.h"
 
 using namespace velmora;
 

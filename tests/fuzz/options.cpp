@@ -8,7 +8,7 @@
 #include "format/FormatTools.h"
 #include "host/Errors.h"
 #include "host/RunEnvironment.h"
-#include "platform/Bundle.h"
+#include "text/Bundle.h"
 
 using namespace velmora;
 using host::GlobalOptions;

@@ -3,9 +3,9 @@
 // format its English key is, formats without fault whatever specifiers it
 // holds.
 #include "FuzzSupport.h"
-#include "platform/Bundle.h"
-#include "platform/PlistCodec.h"
-#include "platform/StringFormat.h"
+#include "store/PlistCodec.h"
+#include "text/Bundle.h"
+#include "text/StringFormat.h"
 
 using namespace velmora;
 

@@ -10,10 +10,10 @@
 #include <functional>
 #include <string>
 
+#include "drawing/Image.h"
 #include "graphics/SleepMetricsGraphics.h"
 #include "palette/Pallet.h"
-#include "platform/Image.h"
-#include "platform/UserDefaults.h"
+#include "store/UserDefaults.h"
 #include "support/GraphicsAccess.h"
 #include "support/TestEnvironment.h"
 

@@ -7,10 +7,10 @@
 #include <optional>
 #include <string>
 
+#include "drawing/Image.h"
 #include "graphics/SleepMetricsGraphics.h"
 #include "palette/Pallet.h"
-#include "platform/Image.h"
-#include "platform/UserDefaults.h"
+#include "store/UserDefaults.h"
 #include "support/GraphicsAccess.h"
 #include "support/Pixels.h"
 #include "support/TestEnvironment.h"

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "drawing/DrawingSurface.h"
 #include "host/ContactSheet.h"
-#include "platform/DrawingSurface.h"
 #include "support/Pixels.h"
 #include "support/TestEnvironment.h"
 

@@ -9,7 +9,7 @@
 
 #include "host/Errors.h"
 #include "host/Files.h"
-#include "platform/AtomicFile.h"
+#include "store/AtomicFile.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora::host {

@@ -4,9 +4,9 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "drawing/Image.h"
 #include "host/JsonForms.h"
 #include "host/JsonText.h"
-#include "platform/Image.h"
 
 namespace velmora::host {
 namespace {

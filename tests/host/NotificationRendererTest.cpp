@@ -6,10 +6,10 @@
 #include "extension/InterfaceDescription.h"
 #include "extension/NotificationViewController.h"
 #include "host/NotificationRenderer.h"
-#include "platform/Bundle.h"
-#include "platform/UserDefaults.h"
+#include "store/UserDefaults.h"
 #include "support/Pixels.h"
 #include "support/TestEnvironment.h"
+#include "text/Bundle.h"
 
 namespace velmora::host {
 namespace {

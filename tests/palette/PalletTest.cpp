@@ -8,7 +8,7 @@
 #include <string>
 
 #include "palette/Pallet.h"
-#include "platform/UserDefaults.h"
+#include "store/UserDefaults.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {

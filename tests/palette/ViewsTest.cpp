@@ -2,7 +2,7 @@
 
 #include "palette/Pallet.h"
 #include "palette/Views.h"
-#include "platform/UserDefaults.h"
+#include "store/UserDefaults.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {

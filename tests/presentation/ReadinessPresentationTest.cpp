@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "drawing/Image.h"
 #include "palette/Pallet.h"
-#include "platform/Image.h"
 #include "presentation/SleepMetricsUI.h"
 #include "support/StoreRecords.h"
 #include "support/TestEnvironment.h"

@@ -4,8 +4,8 @@
 #include <string>
 #include <tuple>
 
+#include "drawing/Image.h"
 #include "palette/Pallet.h"
-#include "platform/Image.h"
 #include "presentation/SleepMetricsUI.h"
 #include "support/StoreRecords.h"
 #include "support/TestEnvironment.h"

@@ -2,8 +2,8 @@
 
 #include <string>
 
+#include "drawing/Image.h"
 #include "palette/Pallet.h"
-#include "platform/Image.h"
 #include "presentation/SleepMetricsUI.h"
 #include "support/TestEnvironment.h"
 

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
+#include "drawing/Image.h"
 #include "palette/Pallet.h"
-#include "platform/Image.h"
-#include "platform/UserDefaults.h"
 #include "presentation/SleepMetricsUI.h"
+#include "store/UserDefaults.h"
 #include "support/StoreRecords.h"
 #include "support/TestEnvironment.h"
 

@@ -4,9 +4,9 @@
 
 #include <functional>
 
-#include "platform/Colour.h"
-#include "platform/Geometry.h"
-#include "platform/Image.h"
+#include "drawing/Image.h"
+#include "values/Colour.h"
+#include "values/Geometry.h"
 
 namespace velmora::testing {
 

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/Environment.h"
-#include "platform/Value.h"
+#include "values/Environment.h"
+#include "values/Value.h"
 
 namespace velmora::testing {
 

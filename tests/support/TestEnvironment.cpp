@@ -6,8 +6,8 @@
 #include <atomic>
 #include <cstdlib>
 
-#include "platform/Image.h"
-#include "platform/IsoDate.h"
+#include "drawing/Image.h"
+#include "text/IsoDate.h"
 
 namespace velmora::testing {
 

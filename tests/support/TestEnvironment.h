@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/Environment.h"
-#include "platform/UserDefaults.h"
-#include "platform/Value.h"
+#include "store/UserDefaults.h"
+#include "values/Environment.h"
+#include "values/Value.h"
 
 namespace velmora::testing {
 
