@@ -54,7 +54,17 @@ class DocumentBuilder : public nlohmann::json_sax<Json> {
   }
   bool end_array() override { return close(); }
 
-  bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception& error) override { throw error; }
+  // Stops the reader, keeping what the library says is wrong without its
+  // "[json.exception.parse_error.101] " prefix.
+  bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception& error) override {
+    std::string_view text = error.what();
+    if (text.starts_with("[json.exception.")) {
+      if (const auto end = text.find("] "); end != std::string_view::npos) text.remove_prefix(end + 2);
+    }
+    error_ = text;
+    return false;
+  }
+  const std::string& error() const { return error_; }
 
  private:
   static const std::string& keyAt(const Json::object_t* members, std::size_t at) {
@@ -107,6 +117,7 @@ class DocumentBuilder : public nlohmann::json_sax<Json> {
   Json& root_;
   std::vector<Open> open_;
   Json* member_ = nullptr;
+  std::string error_;
 };
 
 // A number that is not finite, as the value forms write one (see doubleJson).
@@ -239,10 +250,10 @@ class Writer {
 
 }  // namespace
 
-Json parseJson(std::string_view text) {
+Result<Json> parseJson(std::string_view text) {
   Json root;
   DocumentBuilder builder(root);
-  Json::sax_parse(text, &builder);
+  if (!Json::sax_parse(text, &builder)) return Status::failure(builder.error());
   return root;
 }
 

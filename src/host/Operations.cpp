@@ -5,7 +5,6 @@
 #include <nlohmann/json.hpp>
 
 #include "host/ContactSheet.h"
-#include "host/Errors.h"
 #include "host/ImageFiles.h"
 #include "host/JsonForms.h"
 #include "host/JsonText.h"
@@ -157,8 +156,8 @@ const Operation* findOperation(std::string_view name) {
   return it == kOperations.end() ? nullptr : &*it;
 }
 
-void runRequest(const std::vector<std::string>& names, const std::optional<std::filesystem::path>& imagesDir,
-                const std::optional<std::filesystem::path>& sheetFile, const Environment& env, std::ostream& out) {
+Outcome runRequest(const std::vector<std::string>& names, const std::optional<std::filesystem::path>& imagesDir,
+                   const std::optional<std::filesystem::path>& sheetFile, const Environment& env, std::ostream& out) {
   std::vector<const Operation*> calls;
   for (const std::string& name : names) {
     const Operation* op = findOperation(name);
@@ -166,20 +165,21 @@ void runRequest(const std::vector<std::string>& names, const std::optional<std::
       std::vector<std::string> known;
       for (const Operation& operation : kOperations) known.emplace_back(operation.name);
       const auto meant = nearestName(name, known);
-      throw UsageError("unknown operation \"" + name + "\"" + (meant ? " (did you mean " + *meant + "?)" : "") +
-                       "; valid operations: " + validNames());
+      return Outcome::usageError("unknown operation \"" + name + "\"" +
+                                 (meant ? " (did you mean " + *meant + "?)" : "") +
+                                 "; valid operations: " + validNames());
     }
     calls.push_back(op);
   }
 
-  std::unique_ptr<ImageDirectory> images;
-  const JsonForms forms = outputForms(env.timeZone, imagesDir, images);
+  const Result<OutputForms> output = outputForms(env.timeZone, imagesDir);
+  if (!output) return output.status();
 
   RunCaches caches(env);
   RequestSession session(caches);
   const auto describe = [&](std::size_t i, const std::optional<Value>& result) {
     const std::string place = std::to_string(i + 1) + "-" + std::string(calls[i]->name);
-    return Json{{"operation", calls[i]->name}, {"result", result ? forms.toJson(*result, place) : Json()}};
+    return Json{{"operation", calls[i]->name}, {"result", result ? output->forms.toJson(*result, place) : Json()}};
   };
   // A run that only prints lets each image go once it is described, as a widget host lets each widget's go:
   // its memory is that of one image at a time, not of all of them. Files are made only once every image is drawn
@@ -194,15 +194,16 @@ void runRequest(const std::vector<std::string>& names, const std::optional<std::
     else
       printed.push_back(describe(i, result));
   }
-  requirePictures(caches);
+  if (const Status pictures = requirePictures(caches); !pictures) return pictures;
   if (sheetFile) {
     const ImageRef sheet = drawContactSheet(caches, namedImages(calls, results));
-    if (!sheet) throw CommandError("--sheet: none of the operations gave an image");
-    std::string error;
-    if (!sheet->writePng(*sheetFile, &error)) throw CommandError("--sheet: " + error);
+    if (!sheet) return Outcome::commandError("--sheet: none of the operations gave an image");
+    if (const Status written = sheet->writePng(*sheetFile); !written) return written.within("--sheet");
   }
   for (std::size_t i = 0; i < results.size(); ++i) printed.push_back(describe(i, results[i]));
+  if (const Status images = output->imagesWritten(); !images) return images;
   out << writeJson(printed);
+  return Outcome();
 }
 
 }  // namespace velmora::host
