@@ -139,8 +139,9 @@ InterfaceDescription InterfaceDescription::load(const Environment& env) {
   const auto file = env.resourcesDir / kFileName;
   const FileSnapshot read = readWholeFile(file);
   if (!read.identity.exists) throw Error(file.string() + ": the notification's interface description does not exist");
-  if (!read.error.empty())
-    throw Error(file.string() + ": the notification's interface description cannot be read (" + read.error + ")");
+  if (!read.status.ok())
+    throw Error(file.string() + ": the notification's interface description cannot be read (" + read.status.message() +
+                ")");
   try {
     return parse(std::string(read.bytes.begin(), read.bytes.end()));
   } catch (const Error& error) {

@@ -222,7 +222,7 @@ void DefaultsCommand::run(const Environment& env, std::istream& in, std::ostream
   for (const auto* name : {&key, &newKey})
     if (*name && !isValidUtf8(**name)) throw UsageError("the key is not valid UTF-8");
   // A domain that cannot be read is no empty domain: reading, exporting or changing it fails.
-  if (auto problem = store->problem()) throw CommandError(*problem);
+  if (const Status readable = store->status(); !readable) throw CommandError(readable.message());
   const JsonForms forms(env.timeZone);
   const std::string fileName = store->file().string();
   const std::string keyName = key.value_or("");
@@ -279,10 +279,9 @@ void DefaultsCommand::run(const Environment& env, std::istream& in, std::ostream
       const std::string bytes = readInput(source, in);
       bool imported = false;
       if (isPropertyList(bytes)) {
-        std::string error;
-        std::optional<PlistDocument> document =
-            PlistDocument::read(std::vector<std::uint8_t>(bytes.begin(), bytes.end()), error);
-        if (!document) throw CommandError(sourceName + ": " + error);
+        const Result<PlistDocument> document =
+            PlistDocument::read(std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
+        if (!document) throw CommandError(sourceName + ": " + document.message());
         imported = store->replaceAll(*document);
       } else {
         imported = store->replaceAll(importedJson(bytes, sourceName));
@@ -295,9 +294,8 @@ void DefaultsCommand::run(const Environment& env, std::istream& in, std::ostream
         writeOutput(writeJson(forms.members(store->dictionaryRepresentation())), file, out);
         return;
       }
-      std::string problem;
-      const auto bytes = store->propertyList(format == Format::kXml ? PlistFormat::Xml : PlistFormat::Binary, problem);
-      if (!bytes) throw CommandError(formatNames()[static_cast<std::size_t>(format)] + ": " + problem);
+      const auto bytes = store->propertyList(format == Format::kXml ? PlistFormat::Xml : PlistFormat::Binary);
+      if (!bytes) throw CommandError(formatNames()[static_cast<std::size_t>(format)] + ": " + bytes.message());
       writeOutput(std::string_view(reinterpret_cast<const char*>(bytes->data()), bytes->size()), file, out);
       return;
     }
