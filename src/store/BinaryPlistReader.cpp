@@ -60,14 +60,14 @@ class Reader {
     if (o->type == kDictionary) {
       result.isDictionary = true;
       onPath_[top] = 1;
-      const Status listed = dictionaryEntries(
+      const bool listed = dictionaryEntries(
           *o, 1, [&](std::uint64_t keyIndex, std::string key, bool exact, std::uint64_t valueIndex, Value value) {
             result.entries.push_back({std::move(key), exact, std::move(value), EntrySource{keyIndex, valueIndex}});
           });
-      if (!listed) return listed;
+      if (!listed) return problem_;
     } else {
-      Result<Value> value = read(top, 0);
-      if (!value) return value.status();
+      std::optional<Value> value = read(top, 0);
+      if (!value) return problem_;
       result.value = std::move(*value);
     }
     return result;
@@ -76,37 +76,52 @@ class Reader {
  private:
   std::uint64_t remaining() const { return budget_ > 0 ? static_cast<std::uint64_t>(budget_) : 0; }
 
-  Status spend() {
-    if (budget_-- > 0) return {};
-    return Status::failure("binary property list shares objects so often that it would expand beyond its size");
+  // Why reading stops; gives nothing, for the value that could not be read.
+  std::nullopt_t fail(Status problem) {
+    problem_ = std::move(problem);
+    return std::nullopt;
   }
 
-  // Calls visit(keyIndex, key, exactKey, valueIndex, value) for each entry.
+  bool spend() {
+    if (budget_-- > 0) return true;
+    fail(Status::failure("binary property list shares objects so often that it would expand beyond its size"));
+    return false;
+  }
+
+  // Calls visit(keyIndex, key, exactKey, valueIndex, value) for each entry;
+  // false, with problem_ set, when one cannot be read.
   template <typename Visit>
-  Status dictionaryEntries(const Object& o, int depth, Visit&& visit) {
+  bool dictionaryEntries(const Object& o, int depth, Visit&& visit) {
     for (std::uint64_t i = 0; i < o.count; ++i) {
       const std::uint64_t keyIndex = layout_.reference(o, i);
       const std::uint64_t valueIndex = layout_.reference(o, o.count + i);
       const Result<Object> key = layout_.object(keyIndex);
-      if (!key) return key.status();
-      if (key->type != kAsciiString && key->type != kUtf16String)
-        return Status::failure("binary property list has a dictionary key that is not a string");
-      if (Status spent = spend(); !spent) return spent;
+      if (!key) {
+        fail(key.status());
+        return false;
+      }
+      if (key->type != kAsciiString && key->type != kUtf16String) {
+        fail(Status::failure("binary property list has a dictionary key that is not a string"));
+        return false;
+      }
+      if (!spend()) return false;
       bool exact = true;
       std::string text = textOf(layout_, *key, exact);
-      Result<Value> value = read(valueIndex, depth);
-      if (!value) return value.status();
+      std::optional<Value> value = read(valueIndex, depth);
+      if (!value) return false;
       visit(keyIndex, std::move(text), exact, valueIndex, std::move(*value));
     }
-    return {};
+    return true;
   }
 
-  // The value of object `index`, `depth` containers down. The recursion is
-  // no deeper than kMaxPlistDepth.
-  Result<Value> read(std::uint64_t index, int depth) {
-    if (Status spent = spend(); !spent) return spent;
+  // The value of object `index`, `depth` containers down, or nothing with
+  // problem_ set. (Values travel in optionals, not Results: this runs once
+  // an object, and the leaner type keeps reading a large store fast.) The
+  // recursion is no deeper than kMaxPlistDepth.
+  std::optional<Value> read(std::uint64_t index, int depth) {
+    if (!spend()) return std::nullopt;
     const Result<Object> o = layout_.object(index);
-    if (!o) return o.status();
+    if (!o) return fail(o.status());
     const std::uint8_t* p = layout_.at(o->payload);
     const std::size_t size = o->end - o->payload;
     switch (o->type) {
@@ -140,34 +155,35 @@ class Reader {
 
     // A container.
     if (depth == kMaxPlistDepth)
-      return Status::failure("nested deeper than " + std::to_string(kMaxPlistDepth) + " levels");
-    if (onPath_[index]) return Status::failure("binary property list contains a reference cycle");
+      return fail(Status::failure("nested deeper than " + std::to_string(kMaxPlistDepth) + " levels"));
+    if (onPath_[index]) return fail(Status::failure("binary property list contains a reference cycle"));
     onPath_[index] = 1;
     std::optional<Value> result;
     if (o->type == kArray) {
       Array items;
       items.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(o->count, remaining())));
       for (std::uint64_t i = 0; i < o->count; ++i) {
-        Result<Value> item = read(layout_.reference(*o, i), depth + 1);
-        if (!item) return item.status();
+        std::optional<Value> item = read(layout_.reference(*o, i), depth + 1);
+        if (!item) return std::nullopt;
         items.push_back(std::move(*item));
       }
       result = Value(std::move(items));
     } else {
       std::vector<MetricDictionary::Entry> entries;
       entries.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(o->count, remaining())));
-      const Status listed =
+      const bool listed =
           dictionaryEntries(*o, depth + 1, [&](std::uint64_t, std::string key, bool, std::uint64_t, Value value) {
             entries.emplace_back(std::move(key), std::move(value));
           });
-      if (!listed) return listed;
+      if (!listed) return std::nullopt;
       result = Value(MetricDictionary(std::move(entries)));
     }
     onPath_[index] = 0;
-    return std::move(*result);
+    return result;
   }
 
   const Layout& layout_;
+  Status problem_;                    // why reading stopped
   std::vector<std::uint8_t> onPath_;  // objects on the way from the top to the one being read
   std::int64_t budget_;               // values still to be made
 };
