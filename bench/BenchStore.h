@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <string>
 
+#include "drawing/RunCaches.h"
 #include "format/FormatTools.h"
 #include "store/UserDefaults.h"
 #include "text/IsoDate.h"
@@ -61,6 +62,7 @@ struct BenchStore {
   ~BenchStore() { std::filesystem::remove_all(dir); }
   std::filesystem::path dir;
   Environment env;
+  RunCaches caches{env};
 };
 
 }  // namespace velmora

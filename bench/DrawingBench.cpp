@@ -80,9 +80,10 @@ void drawRings(DrawingSurface& s, bool shadows, bool texts) {
 
 void BM_RingsWithShadowsAndText(benchmark::State& state) {
   const Environment env = benchEnvironment();
-  env.fonts();
+  RunCaches caches(env);
+  caches.fonts();
   for (auto _ : state) {
-    DrawingSurface s = DrawingSurface::beginImageContext(env, kSide);
+    DrawingSurface s = DrawingSurface::beginImageContext(caches, kSide);
     drawRings(s, true, true);
     benchmark::DoNotOptimize(s.getImage());
   }
@@ -91,8 +92,9 @@ BENCHMARK(BM_RingsWithShadowsAndText)->Unit(benchmark::kMillisecond);
 
 void BM_RingsWithShadows(benchmark::State& state) {
   const Environment env = benchEnvironment();
+  RunCaches caches(env);
   for (auto _ : state) {
-    DrawingSurface s = DrawingSurface::beginImageContext(env, kSide);
+    DrawingSurface s = DrawingSurface::beginImageContext(caches, kSide);
     drawRings(s, true, false);
     benchmark::DoNotOptimize(s.getImage());
   }
@@ -101,8 +103,9 @@ BENCHMARK(BM_RingsWithShadows)->Unit(benchmark::kMillisecond);
 
 void BM_RingsWithoutShadows(benchmark::State& state) {
   const Environment env = benchEnvironment();
+  RunCaches caches(env);
   for (auto _ : state) {
-    DrawingSurface s = DrawingSurface::beginImageContext(env, kSide);
+    DrawingSurface s = DrawingSurface::beginImageContext(caches, kSide);
     drawRings(s, false, false);
     benchmark::DoNotOptimize(s.getImage());
   }
@@ -112,8 +115,9 @@ BENCHMARK(BM_RingsWithoutShadows)->Unit(benchmark::kMillisecond);
 // The bed clock's 24 numerals: measured, then drawn centred.
 void BM_TwentyFourNumerals(benchmark::State& state) {
   const Environment env = benchEnvironment();
-  env.fonts();
-  DrawingSurface s = DrawingSurface::beginImageContext(env, kSide);
+  RunCaches caches(env);
+  caches.fonts();
+  DrawingSurface s = DrawingSurface::beginImageContext(caches, kSide);
   char text[4];
   for (auto _ : state) {
     for (int i = 0; i < 24; ++i) {
@@ -129,7 +133,8 @@ BENCHMARK(BM_TwentyFourNumerals)->Unit(benchmark::kMillisecond);
 
 void BM_PngEncode(benchmark::State& state) {
   const Environment env = benchEnvironment();
-  DrawingSurface s = DrawingSurface::beginImageContext(env, kSide);
+  RunCaches caches(env);
+  DrawingSurface s = DrawingSurface::beginImageContext(caches, kSide);
   drawRings(s, true, true);
   const ImageRef image = s.getImage();
   const auto file = std::filesystem::temp_directory_path() / "velmora-bench-rings.png";
@@ -145,9 +150,10 @@ BENCHMARK(BM_PngEncode)->Unit(benchmark::kMillisecond);
 // A gauge's icon: looked up, read and drawn into its square.
 void BM_NamedPictureDraw(benchmark::State& state) {
   const Environment env = benchEnvironment();
-  DrawingSurface s = DrawingSurface::beginImageContext(env, kSide);
+  RunCaches caches(env);
+  DrawingSurface s = DrawingSurface::beginImageContext(caches, kSide);
   for (auto _ : state) {
-    const ImageRef icon = imageNamed(env, "SpO2Icon");
+    const ImageRef icon = imageNamed(caches, "SpO2Icon");
     if (!icon)
       state.SkipWithError("no picture SpO2Icon");
     else
@@ -159,9 +165,10 @@ BENCHMARK(BM_NamedPictureDraw)->Unit(benchmark::kMillisecond);
 // The recharge backdrop, over the whole image.
 void BM_BackdropDraw(benchmark::State& state) {
   const Environment env = benchEnvironment();
-  DrawingSurface s = DrawingSurface::beginImageContext(env, kSide);
+  RunCaches caches(env);
+  DrawingSurface s = DrawingSurface::beginImageContext(caches, kSide);
   for (auto _ : state) {
-    const ImageRef backdrop = imageNamed(env, "RechargeBkg.png");
+    const ImageRef backdrop = imageNamed(caches, "RechargeBkg.png");
     if (!backdrop)
       state.SkipWithError("no picture RechargeBkg.png");
     else

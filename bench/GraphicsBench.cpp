@@ -32,12 +32,13 @@ struct BenchEnvironment {
   ~BenchEnvironment() { std::filesystem::remove_all(dir); }
   std::filesystem::path dir;
   Environment env;
+  RunCaches caches{env};
 };
 
 // Makes the store handle reachable, as the presentation operations do before drawing.
 class BenchGraphics : public SleepMetricsGraphics {
  public:
-  explicit BenchGraphics(const Environment& env) : SleepMetricsGraphics(env) { openStore(); }
+  explicit BenchGraphics(RunCaches& caches) : SleepMetricsGraphics(caches) { openStore(); }
 };
 
 // The image drawn again and again by one object; `fromScratch` lets the run's
@@ -46,10 +47,10 @@ class BenchGraphics : public SleepMetricsGraphics {
 template <typename Draw>
 void drawRepeatedly(benchmark::State& state, bool fromScratch, Draw draw) {
   BenchEnvironment bench;
-  BenchGraphics graphics(bench.env);
+  BenchGraphics graphics(bench.caches);
   draw(graphics);
   for (auto _ : state) {
-    if (fromScratch) bench.env.releaseLayers();
+    if (fromScratch) bench.caches.releaseLayers();
     benchmark::DoNotOptimize(draw(graphics));
   }
 }
@@ -75,7 +76,7 @@ const bool kBedClockRegistered = registerBothForms("BM_BedClock", bedClock);
 
 void BM_BedClockWithoutDates(benchmark::State& state) {
   BenchEnvironment bench;
-  BenchGraphics graphics(bench.env);
+  BenchGraphics graphics(bench.caches);
   graphics.drawTheBedClockWithSize(280.0f, std::nullopt, std::nullopt);
   for (auto _ : state) benchmark::DoNotOptimize(graphics.drawTheBedClockWithSize(280.0f, std::nullopt, std::nullopt));
 }
@@ -89,7 +90,7 @@ const bool kRechargeRegistered = registerBothForms("BM_Recharge", recharge);
 // Every ring with its shadowed tip and glyph, two of them past their target, and the rated disc.
 void BM_SleepRings(benchmark::State& state) {
   BenchEnvironment bench;
-  BenchGraphics graphics(bench.env);
+  BenchGraphics graphics(bench.caches);
   graphics.drawSleepRingsWithSize(280.0f, 0.93f, 1.2f, 0.74f, 1.05f, 0.9f, false);
   for (auto _ : state)
     benchmark::DoNotOptimize(graphics.drawSleepRingsWithSize(280.0f, 0.93f, 1.2f, 0.74f, 1.05f, 0.9f, false));
@@ -100,7 +101,7 @@ BENCHMARK(BM_SleepRings)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportA
 using DrawGauge = ImageRef (SleepMetricsGraphics::*)(float, const MetricDictionary&);
 void gauge(benchmark::State& state, DrawGauge draw, const MetricDictionary& dict) {
   BenchEnvironment bench;
-  BenchGraphics graphics(bench.env);
+  BenchGraphics graphics(bench.caches);
   (graphics.*draw)(280.0f, dict);
   for (auto _ : state) benchmark::DoNotOptimize((graphics.*draw)(280.0f, dict));
 }
@@ -140,7 +141,7 @@ BENCHMARK_CAPTURE(gauge, WristTemp, &SleepMetricsGraphics::drawWristTempGaugeWit
 // The readiness dial with its rating and the readiness figure, as the widget's request draws it.
 void BM_ReadinessGauge(benchmark::State& state) {
   BenchEnvironment bench;
-  BenchGraphics graphics(bench.env);
+  BenchGraphics graphics(bench.caches);
   const std::optional<std::string> rating("Optimal");
   graphics.drawReadiRingsWithSize(280.0f, 1.25f, rating, 2);
   for (auto _ : state) benchmark::DoNotOptimize(graphics.drawReadiRingsWithSize(280.0f, 1.25f, rating, 2));

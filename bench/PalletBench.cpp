@@ -38,12 +38,13 @@ struct PalletStores {
 
   std::filesystem::path dir;
   Environment env;
+  RunCaches caches{env};
 };
 
 void BM_PalletWithOwnHues(benchmark::State& state) {
   PalletStores stores(true);
   for (auto _ : state) {
-    Pallet pallet(stores.env);
+    Pallet pallet(stores.caches);
     benchmark::DoNotOptimize(pallet.hue5());
   }
 }
@@ -52,7 +53,7 @@ BENCHMARK(BM_PalletWithOwnHues)->Unit(benchmark::kMicrosecond);
 void BM_PalletWithSharedHues(benchmark::State& state) {
   PalletStores stores(false);
   for (auto _ : state) {
-    Pallet pallet(stores.env);
+    Pallet pallet(stores.caches);
     benchmark::DoNotOptimize(pallet.hue5());
   }
 }

@@ -16,7 +16,7 @@ template <auto request>
 void coldRequest(benchmark::State& state) {
   BenchStore store;
   for (auto _ : state) {
-    SleepMetricsUI ui(store.env);
+    SleepMetricsUI ui(store.caches);
     benchmark::DoNotOptimize((ui.*request)());
   }
 }
@@ -24,7 +24,7 @@ void coldRequest(benchmark::State& state) {
 template <auto request>
 void warmRequest(benchmark::State& state) {
   BenchStore store;
-  SleepMetricsUI ui(store.env);
+  SleepMetricsUI ui(store.caches);
   (ui.*request)();
   for (auto _ : state) benchmark::DoNotOptimize((ui.*request)());
 }

@@ -13,7 +13,7 @@ namespace {
 void BM_RequestSleepBankCold(benchmark::State& state) {
   BenchStore store;
   for (auto _ : state) {
-    GroupMetrics metrics(store.env);
+    GroupMetrics metrics(store.caches);
     benchmark::DoNotOptimize(metrics.requestSleepBank());
   }
 }
@@ -21,7 +21,7 @@ BENCHMARK(BM_RequestSleepBankCold)->Unit(benchmark::kMicrosecond);
 
 void BM_RequestSleepBankWarm(benchmark::State& state) {
   BenchStore store;
-  GroupMetrics metrics(store.env);
+  GroupMetrics metrics(store.caches);
   metrics.requestSleepBank();
   for (auto _ : state) benchmark::DoNotOptimize(metrics.requestSleepBank());
 }

@@ -250,21 +250,21 @@ std::shared_ptr<ShadowScratch> makeShadowScratch() { return std::make_shared<Sha
 
 // ---------------------------------------------------------------------------
 
-DrawingSurface DrawingSurface::beginImageContext(const Environment& env, double size, int scale) {
-  return DrawingSurface(env, size, scale > 0 ? scale : env.scale);
+DrawingSurface DrawingSurface::beginImageContext(RunCaches& caches, double size, int scale) {
+  return DrawingSurface(caches, size, scale > 0 ? scale : caches.environment().scale);
 }
 
-DrawingSurface::DrawingSurface(const Environment& env, double size, int scale)
-    : env_(&env), size_(size), scale_(std::max(1, scale)) {
+DrawingSurface::DrawingSurface(RunCaches& caches, double size, int scale)
+    : caches_(&caches), size_(size), scale_(std::max(1, scale)) {
   if (!(size > 0) || size * scale_ > kLargestSide) return;
-  bitmap_ = createBitmap(pixelSide(), env.pixelPool());
+  bitmap_ = createBitmap(pixelSide(), caches.pixelPool());
   if (!bitmap_) return;
   cr_ = cairo_create(bitmap_);
   cairo_scale(cr_, scale_, scale_);
 }
 
 DrawingSurface::DrawingSurface(DrawingSurface&& other) noexcept
-    : env_(other.env_),
+    : caches_(other.caches_),
       size_(other.size_),
       scale_(other.scale_),
       bitmap_(std::exchange(other.bitmap_, nullptr)),
@@ -276,7 +276,7 @@ DrawingSurface::DrawingSurface(DrawingSurface&& other) noexcept
 DrawingSurface& DrawingSurface::operator=(DrawingSurface&& other) noexcept {
   if (this != &other) {
     end();
-    env_ = other.env_;
+    caches_ = other.caches_;
     size_ = other.size_;
     scale_ = other.scale_;
     bitmap_ = std::exchange(other.bitmap_, nullptr);
@@ -320,7 +320,7 @@ bool DrawingSurface::prepareToPaint() {
     cairo_scale(cr_, scale_, scale_);
   }
   if (!shared_) return true;
-  cairo_surface_t* copy = createBitmap(pixelSide(), env_->pixelPool());
+  cairo_surface_t* copy = createBitmap(pixelSide(), caches_->pixelPool());
   if (!copy) return false;
   const int bytes = cairo_image_surface_get_stride(bitmap_) * cairo_image_surface_get_height(bitmap_);
   std::memcpy(cairo_image_surface_get_data(copy), cairo_image_surface_get_data(bitmap_),
@@ -412,7 +412,7 @@ const Shadow* DrawingSurface::castingShadow() const {
 // everything whose shadow can fall on the bitmap, or, for what casts none,
 // the bitmap's pixels up to `reach` across and down.
 ShadowScratch* DrawingSurface::scratchFor(const Shadow& shadow, int reach) {
-  ShadowScratch& s = env_->shadowScratch();
+  ShadowScratch& s = caches_->shadowScratch();
   const double dx = std::abs(shadow.offset.width) * scale_, dy = std::abs(shadow.offset.height) * scale_;
   const int needed = ShadowBlur::reach(shadow.blur * scale_ / 2.0) + static_cast<int>(std::ceil(std::max(dx, dy))) + 1;
   return s.prepare(std::clamp(reach, 1, pixelSide()), needed, scale_) ? &s : nullptr;
@@ -788,7 +788,7 @@ void DrawingSurface::drawLayer(std::string_view key, const std::function<void(Dr
   char side[32];
   std::snprintf(side, sizeof side, "%.17g@%dx ", size_, scale_);
   const std::string kept = side + std::string(key);
-  if (const ImageRef image = keptLayer(*env_, kept)) {
+  if (const ImageRef image = keptLayer(*caches_, kept)) {
     if (copyOntoClear(image->surface()) || !prepareToPaint()) return;
     cairo_save(cr_);
     cairo_identity_matrix(cr_);
@@ -797,7 +797,7 @@ void DrawingSurface::drawLayer(std::string_view key, const std::function<void(Dr
     cairo_restore(cr_);
     return;
   }
-  const bool again = layerAskedBefore(*env_, kept);
+  const bool again = layerAskedBefore(*caches_, kept);
   saveGState();
   draw(*this);
   restoreGState();
@@ -806,20 +806,21 @@ void DrawingSurface::drawLayer(std::string_view key, const std::function<void(Dr
   // has read go (a later image reads again any it still needs), so that a
   // backdrop is not kept twice.
   if (again) {
-    keepLayer(*env_, kept, getImage());
-    releasePictures(*env_);
+    keepLayer(*caches_, kept, getImage());
+    releasePictures(*caches_);
   }
 }
 
 // --- text and pictures -----------------------------------------------------
 
 Size DrawingSurface::sizeWithAttributes(std::string_view text, const TextAttributes& attributes) const {
-  return env_->fonts().sizeWithAttributes(text, attributes);
+  return caches_->fonts().sizeWithAttributes(text, attributes);
 }
 
 void DrawingSurface::drawAtPoint(std::string_view text, Point point, const TextAttributes& attributes) {
   if (!cr_ || !finite(point.x, point.y)) return;
-  paintLine(env_->fonts().line(text, attributes.font), point, attributes.foregroundColour, attributes.backgroundColour);
+  paintLine(caches_->fonts().line(text, attributes.font), point, attributes.foregroundColour,
+            attributes.backgroundColour);
 }
 
 void DrawingSurface::drawLine(const TextLine& line, Point point, const Colour& colour) {

@@ -10,9 +10,9 @@
 
 #include "drawing/Fonts.h"
 #include "drawing/Image.h"
+#include "drawing/RunCaches.h"
 #include "drawing/SurfacePath.h"
 #include "values/Colour.h"
-#include "values/Environment.h"
 #include "values/Geometry.h"
 #include "values/Value.h"
 
@@ -22,7 +22,7 @@ namespace velmora {
 
 class CoverageBuffer;
 
-// The scratch buffers of drop shadows, kept by the run's Environment
+// The scratch buffers of drop shadows, kept by the run's caches
 // (`shadowScratch()`) and shared by its surfaces one operation at a time.
 class ShadowScratch;
 std::shared_ptr<ShadowScratch> makeShadowScratch();
@@ -68,7 +68,7 @@ class DrawingSurface {
  public:
   // `UIGraphicsBeginImageContextWithOptions((size, size), NO, scale)`:
   // scale 0 is the run's screen scale.
-  static DrawingSurface beginImageContext(const Environment& env, double size, int scale = 0);
+  static DrawingSurface beginImageContext(RunCaches& caches, double size, int scale = 0);
 
   DrawingSurface(DrawingSurface&&) noexcept;
   DrawingSurface& operator=(DrawingSurface&&) noexcept;
@@ -154,7 +154,7 @@ class DrawingSurface {
   const GState& state() const { return states_.back(); }
 
  private:
-  DrawingSurface(const Environment& env, double size, int scale);
+  DrawingSurface(RunCaches& caches, double size, int scale);
 
   int pixelSide() const;
   bool prepareToPaint();
@@ -174,7 +174,7 @@ class DrawingSurface {
   template <typename Draw>
   void paintWithShadow(Rect bounds, Draw draw);
 
-  const Environment* env_ = nullptr;
+  RunCaches* caches_ = nullptr;  // the run's, which outlives the surface
   double size_ = 0;
   int scale_ = 1;
   cairo_surface_t* bitmap_ = nullptr;

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "drawing/PngWriter.h"
+#include "drawing/RunCaches.h"
 #include "text/Bundle.h"
 #include "values/Environment.h"
 
@@ -201,36 +202,34 @@ class LayerCache {
 
 std::shared_ptr<LayerCache> makeLayerCache() { return std::make_shared<LayerCache>(); }
 
-ImageRef imageNamed(const Environment& env, std::string_view name) {
-  // Kept by bundle, name and scale, and looked up before the files are:
-  // copies of an environment share their cache, and may have other bundles
-  // or scales.
-  const Bundle& bundle = env.bundle();
-  std::string key = bundle.resourcesDir().string();
-  key.append(1, '\0').append(name).append(1, '\0').append(std::to_string(env.scale));
-  ImageRef& kept = env.pictures()[key];
+ImageRef imageNamed(RunCaches& caches, std::string_view name) {
+  // Kept by name and scale (a run may turn to another scale), and looked up
+  // before the files are.
+  const Environment& env = caches.environment();
+  const Bundle& bundle = caches.bundle();
+  std::string key(name);
+  key.append(1, '\0').append(std::to_string(env.scale));
+  ImageRef& kept = caches.pictures()[key];
   if (kept) return kept;
   // A picture that is missing or could not be read is looked for again next time.
   if (const auto picture = bundle.pathForPicture(name, env.scale)) {
     kept = pngPicture(picture->path, name, picture->scale);
-    if (!kept) env.pictures().missed({std::string(name), picture->path, "cannot be read as a PNG picture"});
+    if (!kept) caches.pictures().missed({std::string(name), picture->path, "cannot be read as a PNG picture"});
   } else {
-    env.pictures().missed(
+    caches.pictures().missed(
         {std::string(name), bundle.renditionFile(name, env.scale), "is missing: the bundle has no rendition of it"});
   }
   return kept;
 }
 
-std::vector<MissingPicture> missingPictures(const Environment& env) { return env.pictures().missing(); }
+std::vector<MissingPicture> missingPictures(RunCaches& caches) { return caches.pictures().missing(); }
 
-void releasePictures(const Environment& env) { env.pictures().releasePictures(); }
+void releasePictures(RunCaches& caches) { caches.pictures().releasePictures(); }
 
-ImageRef keptLayer(const Environment& env, std::string_view key) { return env.layers().layer(key); }
+ImageRef keptLayer(RunCaches& caches, std::string_view key) { return caches.layers().layer(key); }
 
-bool layerAskedBefore(const Environment& env, std::string_view key) { return env.layers().askedBefore(key); }
+bool layerAskedBefore(RunCaches& caches, std::string_view key) { return caches.layers().askedBefore(key); }
 
-void keepLayer(const Environment& env, std::string_view key, ImageRef layer) {
-  env.layers().keep(key, std::move(layer));
-}
+void keepLayer(RunCaches& caches, std::string_view key, ImageRef layer) { caches.layers().keep(key, std::move(layer)); }
 
 }  // namespace velmora

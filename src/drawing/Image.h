@@ -14,7 +14,7 @@ typedef struct _cairo_surface cairo_surface_t;
 
 namespace velmora {
 
-struct Environment;
+class RunCaches;
 
 // A finished picture: a size in points, the scale it was drawn at, and its
 // pixels (premultiplied ARGB, width × scale by height × scale). A named
@@ -50,8 +50,8 @@ class Image {
 // for the run's scale (`Bundle::pathForPicture`) at its natural size in
 // points, or nothing when the bundle has no such picture or it cannot be
 // read. As on the platform, a picture is read once and kept for the rest of
-// the run (`Environment::pictures`).
-ImageRef imageNamed(const Environment& env, std::string_view name);
+// the run (`RunCaches::pictures`).
+ImageRef imageNamed(RunCaches& caches, std::string_view name);
 
 // A named picture a run asked for and could not have: the file it looked for
 // (the rendition for the run's scale) and what is wrong with it.
@@ -63,10 +63,10 @@ struct MissingPicture {
 // The pictures of this run that `imageNamed` could not give, in the order
 // they were first asked for. An image drawn without its picture is not the
 // image the system draws, so a caller that writes images checks this.
-std::vector<MissingPicture> missingPictures(const Environment& env);
+std::vector<MissingPicture> missingPictures(RunCaches& caches);
 // Lets go of the pictures the run has read (still noting which it could not
 // have): images drawn later read them again.
-void releasePictures(const Environment& env);
+void releasePictures(RunCaches& caches);
 
 // The layers of drawings: the part of an image that is the same in every
 // image of its kind, kept by the run under a key that names all it depends
@@ -77,11 +77,11 @@ void releasePictures(const Environment& env);
 // the least recently used going first.
 inline constexpr std::size_t kLayerBytes = std::size_t{6} << 20;
 // The layer kept under `key`, or nothing.
-ImageRef keptLayer(const Environment& env, std::string_view key);
+ImageRef keptLayer(RunCaches& caches, std::string_view key);
 // Notes that an image of `key` is drawn; true when one was drawn before.
-bool layerAskedBefore(const Environment& env, std::string_view key);
+bool layerAskedBefore(RunCaches& caches, std::string_view key);
 // Keeps `layer` under `key` (within the run's budget for layers).
-void keepLayer(const Environment& env, std::string_view key, ImageRef layer);
+void keepLayer(RunCaches& caches, std::string_view key, ImageRef layer);
 
 // The pictures a run has read, by bundle, name and scale; and its layers.
 class PictureCache;

@@ -24,11 +24,11 @@ std::optional<std::string> textFrom(const MetricDictionary& d, std::string_view 
 
 }  // namespace
 
-NotificationViewController::NotificationViewController(const Environment& env)
-    : NotificationViewController(env, InterfaceDescription::load(env)) {}
+NotificationViewController::NotificationViewController(RunCaches& caches)
+    : NotificationViewController(caches, InterfaceDescription::load(caches.environment())) {}
 
-NotificationViewController::NotificationViewController(const Environment& env, const InterfaceDescription& layout)
-    : env_(env), slots_(layout.slots) {}
+NotificationViewController::NotificationViewController(RunCaches& caches, const InterfaceDescription& layout)
+    : caches_(caches), env_(caches.environment()), slots_(layout.slots) {}
 
 NotificationViewController::~NotificationViewController() = default;
 
@@ -50,7 +50,7 @@ DisplaySlot& NotificationViewController::outlet(std::string_view name) {
 }
 
 SleepMetricsUI& NotificationViewController::sleepMetricsUI() {
-  if (!sleepMetricsUI_) sleepMetricsUI_ = std::make_unique<SleepMetricsUI>(env_);
+  if (!sleepMetricsUI_) sleepMetricsUI_ = std::make_unique<SleepMetricsUI>(caches_);
   return *sleepMetricsUI_;
 }
 
@@ -86,7 +86,7 @@ void NotificationViewController::roundIndicators() {
 
 void NotificationViewController::populateLatestBedtime() {
   SleepMetricsUI& metrics = sleepMetricsUI();
-  const Bundle& bundle = env_.bundle();
+  const Bundle& bundle = caches_.bundle();
 
   showTextContainer();
   outlet("sleepHeadingLabel").text = uppercaseString(bundle.localizedStringForKey("Bed time"));
@@ -122,7 +122,7 @@ void NotificationViewController::populateLatestBedtime() {
 
 void NotificationViewController::populateSleepBankRings() {
   SleepMetricsUI& metrics = sleepMetricsUI();
-  const Bundle& bundle = env_.bundle();
+  const Bundle& bundle = caches_.bundle();
 
   showTextContainer();
   outlet("starsLabel").text = "";

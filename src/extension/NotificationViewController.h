@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "drawing/RunCaches.h"
 #include "extension/DisplaySlot.h"
 #include "values/Environment.h"
 
@@ -24,9 +25,10 @@ struct Notification {
 class NotificationViewController {
  public:
   // Creates the slots as the interface description in the bundle lays them out.
-  explicit NotificationViewController(const Environment& env);
+  // Both keep a reference to the run's caches, which must outlive the controller.
+  explicit NotificationViewController(RunCaches& caches);
   // Creates the slots as an interface description already read lays them out.
-  NotificationViewController(const Environment& env, const InterfaceDescription& layout);
+  NotificationViewController(RunCaches& caches, const InterfaceDescription& layout);
   ~NotificationViewController();
 
   // The category identifiers the controller fills the slots for; any other
@@ -51,6 +53,7 @@ class NotificationViewController {
   void roundIndicators();
   SleepMetricsUI& sleepMetricsUI();
 
+  RunCaches& caches_;
   const Environment& env_;
   std::vector<DisplaySlot> slots_;
   std::unique_ptr<SleepMetricsUI> sleepMetricsUI_;  // created on first use, kept for the controller's life

@@ -40,7 +40,7 @@ ImageRef SleepMetricsGraphics::drawTheBedClockWithSize(float size, std::optional
   const float needleLength = half - 55.0f;
   const float handLength = half - 30.0f;
 
-  DrawingSurface surface = DrawingSurface::beginImageContext(env_, size);
+  DrawingSurface surface = DrawingSurface::beginImageContext(caches_, size);
 
   // The clock shows the moment of the call, read once.
   const int nowHour = tools.currentHour(env_.now);

@@ -133,7 +133,7 @@ ImageRef SleepMetricsGraphics::drawGauge(float size, const Gauge& gauge) {
   const double dialRadius = half - kDialInset;
   const double scaleRadius = half - kScaleInset;
 
-  DrawingSurface surface = DrawingSurface::beginImageContext(env_, size);
+  DrawingSurface surface = DrawingSurface::beginImageContext(caches_, size);
 
   // Arcs between two positions on the scale.
   auto strokeSpan = [&](DrawingSurface& on, double radius, double from, double to, LineCap cap, double width,
@@ -180,7 +180,7 @@ ImageRef SleepMetricsGraphics::drawGauge(float size, const Gauge& gauge) {
   if (!gauge.icon.empty()) {
     surface.saveGState();
     const GaugeIconSquare& square = gauge.iconSquare;
-    if (const ImageRef icon = imageNamed(env_, gauge.icon))
+    if (const ImageRef icon = imageNamed(caches_, gauge.icon))
       surface.drawInRect(*icon, {half + square.left * k, half + square.top * k, square.side * k, square.side * k});
     surface.restoreGState();
   }

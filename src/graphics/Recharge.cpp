@@ -44,7 +44,7 @@ ImageRef SleepMetricsGraphics::drawTheRechargeWithSize(float size, float sleepPe
   const double sleepEnd = ringEndAngle(sleep);
   const double bankEnd = ringEndAngle(bank);
 
-  DrawingSurface surface = DrawingSurface::beginImageContext(env_, size);
+  DrawingSurface surface = DrawingSurface::beginImageContext(caches_, size);
 
   // Every ring, track and tip is one arc stroked at the ring's width under the shadow already set.
   constexpr double kFullStart = -std::numbers::pi / 2.0, kFullEnd = 2.0 * std::numbers::pi;
@@ -62,7 +62,8 @@ ImageRef SleepMetricsGraphics::drawTheRechargeWithSize(float size, float sleepPe
       layerKey("recharge " + (backdrop ? env_.resourcesDir.string() : std::string()), {goal}, {track, hours});
   surface.drawLayer(layer, [&](DrawingSurface& on) {
     if (backdrop) {
-      if (const ImageRef picture = imageNamed(env_, "RechargeBkg.png")) on.drawInRect(*picture, {0.0, 0.0, size, size});
+      if (const ImageRef picture = imageNamed(caches_, "RechargeBkg.png"))
+        on.drawInRect(*picture, {0.0, 0.0, size, size});
     }
 
     on.setShadow({0.0, 0.0}, 2.0);

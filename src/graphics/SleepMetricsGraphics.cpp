@@ -8,7 +8,7 @@
 
 namespace velmora {
 
-SleepMetricsGraphics::SleepMetricsGraphics(const Environment& env) : env_(env) {}
+SleepMetricsGraphics::SleepMetricsGraphics(RunCaches& caches) : caches_(caches), env_(caches.environment()) {}
 SleepMetricsGraphics::~SleepMetricsGraphics() = default;
 
 void SleepMetricsGraphics::openStore() {
@@ -21,7 +21,7 @@ FormatTools& SleepMetricsGraphics::formatTools() {
 }
 
 Pallet& SleepMetricsGraphics::pallet() {
-  if (!pallet_) pallet_ = std::make_unique<Pallet>(env_);
+  if (!pallet_) pallet_ = std::make_unique<Pallet>(caches_);
   return *pallet_;
 }
 

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "drawing/RunCaches.h"
 #include "values/Colour.h"
 #include "values/Date.h"
 #include "values/Environment.h"
@@ -25,7 +26,8 @@ struct Gauge;
 // and its two widget flags.
 class SleepMetricsGraphics {
  public:
-  explicit SleepMetricsGraphics(const Environment& env);
+  // Keeps a reference to the run's caches, which must outlive it.
+  explicit SleepMetricsGraphics(RunCaches& caches);
   virtual ~SleepMetricsGraphics();
   SleepMetricsGraphics(const SleepMetricsGraphics&) = delete;
   SleepMetricsGraphics& operator=(const SleepMetricsGraphics&) = delete;
@@ -89,6 +91,7 @@ class SleepMetricsGraphics {
   // The one drawing of every gauge (graphics/Gauges.h).
   ImageRef drawGauge(float size, const Gauge& gauge);
 
+  RunCaches& caches_;
   const Environment& env_;
   std::shared_ptr<UserDefaults> groupPrefs_;
   std::unique_ptr<FormatTools> formatTools_;

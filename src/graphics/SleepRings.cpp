@@ -75,7 +75,7 @@ ImageRef SleepMetricsGraphics::drawSleepRingsWithSize(float size, float sleepPer
 
   // The face (the four tracks, outermost first, and the disc of a rated
   // night) is the same in every image of a size: the image's layer.
-  DrawingSurface surface = DrawingSurface::beginImageContext(env_, size);
+  DrawingSurface surface = DrawingSurface::beginImageContext(caches_, size);
   const Colour discColour = colours.colourForClockFace(kDiscFace, true);
   surface.drawLayer(layerKey("sleep rings face", {disc ? 1.0 : 0.0}, {ringBkg(), discColour}),
                     [&](DrawingSurface& layer) {

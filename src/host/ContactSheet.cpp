@@ -21,7 +21,7 @@ const Colour kCaptionColour = Colour::white(0.85);
 
 }  // namespace
 
-ImageRef drawContactSheet(const Environment& env, const std::vector<NamedImage>& images) {
+ImageRef drawContactSheet(RunCaches& caches, const std::vector<NamedImage>& images) {
   if (images.empty()) return nullptr;
   const TextAttributes caption(Font::systemFontOfSize(kCaptionSize), kCaptionColour);
   double widest = 0.0, tallest = 0.0;
@@ -35,9 +35,9 @@ ImageRef drawContactSheet(const Environment& env, const std::vector<NamedImage>&
   const double cellWidth = widest + 2 * kMargin;
   const double cellHeight = tallest + kCaptionGap + kCaptionSize * 1.5 + 2 * kMargin;
   const double side = std::max(columns * cellWidth, rows * cellHeight);
-  const int scale = std::min(env.scale, kSheetScale);
+  const int scale = std::min(caches.environment().scale, kSheetScale);
 
-  DrawingSurface s = DrawingSurface::beginImageContext(env, side, scale);
+  DrawingSurface s = DrawingSurface::beginImageContext(caches, side, scale);
   s.setFillColor(kBackdrop);
   s.moveToPoint(0, 0);
   s.addLineToPoint(side, 0);

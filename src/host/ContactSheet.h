@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "drawing/Image.h"
-#include "values/Environment.h"
+#include "drawing/RunCaches.h"
 
 namespace velmora::host {
 
@@ -18,6 +18,6 @@ struct NamedImage {
 // large as the largest and named below it, on a dark backdrop: the whole set
 // at a glance. The cells fill rows of a square, as many to a row as a square
 // takes. Nothing without images.
-ImageRef drawContactSheet(const Environment& env, const std::vector<NamedImage>& images);
+ImageRef drawContactSheet(RunCaches& caches, const std::vector<NamedImage>& images);
 
 }  // namespace velmora::host

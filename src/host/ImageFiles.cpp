@@ -48,9 +48,9 @@ JsonForms outputForms(std::string_view timeZone, const std::optional<std::filesy
   return forms;
 }
 
-void requirePictures(const Environment& env) {
+void requirePictures(RunCaches& caches) {
   std::string message;
-  for (const MissingPicture& picture : missingPictures(env))
+  for (const MissingPicture& picture : missingPictures(caches))
     message += (message.empty() ? "" : "\nvelmora: ") + picture.file.string() + ": picture \"" + picture.name + "\" " +
                picture.problem;
   if (!message.empty()) throw CommandError(message);

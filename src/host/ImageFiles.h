@@ -37,6 +37,6 @@ JsonForms outputForms(std::string_view timeZone, const std::optional<std::filesy
 
 // Throws CommandError naming each picture file the run asked for and could
 // not have (`missingPictures`): what would be written was drawn without it.
-void requirePictures(const Environment& env);
+void requirePictures(RunCaches& caches);
 
 }  // namespace velmora::host

@@ -38,10 +38,9 @@ void fillRoundedRect(DrawingSurface& s, Rect r, double radius, const Colour& col
 }
 
 // One line of text in its frame, fitted as the platform's labels fit theirs.
-void drawLabel(DrawingSurface& s, const Environment& env, const std::string& text, Rect frame,
-               const SlotLayout& layout) {
+void drawLabel(DrawingSurface& s, RunCaches& caches, const std::string& text, Rect frame, const SlotLayout& layout) {
   if (text.empty()) return;
-  const PlacedLine placed = env.fonts().placeInFrame(text, frame, layout.text);
+  const PlacedLine placed = caches.fonts().placeInFrame(text, frame, layout.text);
   s.drawLine(placed.line, placed.origin, layout.textColour);
 }
 
@@ -84,14 +83,13 @@ std::vector<SlotPlacement> placeSlots(const InterfaceDescription& layout, const 
   return placed;
 }
 
-ImageRef renderNotification(const Environment& env, const InterfaceDescription& layout,
-                            std::vector<DisplaySlot> slots) {
+ImageRef renderNotification(RunCaches& caches, const InterfaceDescription& layout, std::vector<DisplaySlot> slots) {
   const double width = layout.size[0];
   const double height = layout.size[1] + kHeaderHeight;
   // The card is laid out square; a taller or wider description leaves the rest clear.
-  DrawingSurface s = DrawingSurface::beginImageContext(env, std::max(width, height));
+  DrawingSurface s = DrawingSurface::beginImageContext(caches, std::max(width, height));
   fillRoundedRect(s, {0, 0, width, height}, kCardRadius, layout.background);
-  drawHeader(s, width, justNowText(env));
+  drawHeader(s, width, justNowText(caches.environment()));
 
   // In declaration order, so that later slots sit on top.
   const std::vector<SlotPlacement> placed = placeSlots(layout, slots);
@@ -105,7 +103,7 @@ ImageRef renderNotification(const Environment& env, const InterfaceDescription& 
         if (slot.backgroundColour) fillRoundedRect(s, frame, slot.cornerRadius, *slot.backgroundColour);
         break;
       case DisplaySlot::Kind::kLabel:
-        if (slot.text) drawLabel(s, env, *slot.text, frame, layout.layout[i]);
+        if (slot.text) drawLabel(s, caches, *slot.text, frame, layout.layout[i]);
         break;
       case DisplaySlot::Kind::kImage:
         if (slot.image) s.drawInRect(*slot.image, frame);

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "drawing/RunCaches.h"
 #include "extension/DisplaySlot.h"
 #include "extension/InterfaceDescription.h"
 #include "values/Environment.h"
@@ -27,7 +28,7 @@ std::vector<SlotPlacement> placeSlots(const InterfaceDescription& layout, const 
 // lays it out (containers and chips as rounded fills, labels as text, the
 // image slot's picture), in declaration order so that later slots sit on top.
 // The slots are the renderer's own: each image is let go once it is drawn.
-ImageRef renderNotification(const Environment& env, const InterfaceDescription& layout, std::vector<DisplaySlot> slots);
+ImageRef renderNotification(RunCaches& caches, const InterfaceDescription& layout, std::vector<DisplaySlot> slots);
 
 // The system's word in the header for a notification that has just come
 // ("now", "jetzt", "今"), in the device's language: the first preferred one,

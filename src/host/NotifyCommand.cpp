@@ -48,7 +48,8 @@ void NotifyCommand::run(const Environment& env, std::ostream& out, std::ostream&
   const JsonForms forms = outputForms(env.timeZone, imagesDir, images);
 
   const InterfaceDescription layout = InterfaceDescription::load(env);
-  auto controller = std::make_unique<NotificationViewController>(env, layout);
+  RunCaches caches(env);
+  auto controller = std::make_unique<NotificationViewController>(caches, layout);
   controller->viewDidLoad();
   controller->didReceiveNotification(Notification{identifier});
   // The platform shows such a notification as the interface created it, and so does this run; but a person
@@ -82,12 +83,12 @@ void NotifyCommand::run(const Environment& env, std::ostream& out, std::ostream&
   if (png) {
     // What the drawing keeps for later images is no use to a run that ends
     // here, and the card needs memory of its own.
-    env.releaseLayers();
-    env.releaseDrawingMemory();
-    picture = renderNotification(env, layout, std::move(slots));
+    caches.releaseLayers();
+    caches.releaseDrawingMemory();
+    picture = renderNotification(caches, layout, std::move(slots));
   }
   slots.clear();
-  requirePictures(env);
+  requirePictures(caches);
   if (png) {
     std::string error = "the notification could not be drawn";
     if (!picture || !picture->writePng(*png, &error)) throw CommandError("--png: " + error);

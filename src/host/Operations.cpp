@@ -136,16 +136,16 @@ std::vector<NamedImage> namedImages(const std::vector<const Operation*>& calls,
 
 }  // namespace
 
-RequestSession::RequestSession(const Environment& env) : env_(env) {}
+RequestSession::RequestSession(RunCaches& caches) : caches_(caches) {}
 RequestSession::~RequestSession() = default;
 
 SleepMetricsUI& RequestSession::sleepMetricsUI() {
-  if (!sleepMetricsUI_) sleepMetricsUI_ = std::make_unique<SleepMetricsUI>(env_);
+  if (!sleepMetricsUI_) sleepMetricsUI_ = std::make_unique<SleepMetricsUI>(caches_);
   return *sleepMetricsUI_;
 }
 
 GroupMetrics& RequestSession::groupMetrics() {
-  if (!groupMetrics_) groupMetrics_ = std::make_unique<GroupMetrics>(env_);
+  if (!groupMetrics_) groupMetrics_ = std::make_unique<GroupMetrics>(caches_);
   return *groupMetrics_;
 }
 
@@ -175,7 +175,8 @@ void runRequest(const std::vector<std::string>& names, const std::optional<std::
   std::unique_ptr<ImageDirectory> images;
   const JsonForms forms = outputForms(env.timeZone, imagesDir, images);
 
-  RequestSession session(env);
+  RunCaches caches(env);
+  RequestSession session(caches);
   const auto describe = [&](std::size_t i, const std::optional<Value>& result) {
     const std::string place = std::to_string(i + 1) + "-" + std::string(calls[i]->name);
     return Json{{"operation", calls[i]->name}, {"result", result ? forms.toJson(*result, place) : Json()}};
@@ -193,9 +194,9 @@ void runRequest(const std::vector<std::string>& names, const std::optional<std::
     else
       printed.push_back(describe(i, result));
   }
-  requirePictures(env);
+  requirePictures(caches);
   if (sheetFile) {
-    const ImageRef sheet = drawContactSheet(env, namedImages(calls, results));
+    const ImageRef sheet = drawContactSheet(caches, namedImages(calls, results));
     if (!sheet) throw CommandError("--sheet: none of the operations gave an image");
     std::string error;
     if (!sheet->writePng(*sheetFile, &error)) throw CommandError("--sheet: " + error);

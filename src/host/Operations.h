@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "drawing/RunCaches.h"
 #include "values/Environment.h"
 #include "values/Value.h"
 
@@ -25,17 +26,18 @@ namespace velmora::host {
 // GroupMetrics; each is created on first use, as the system creates them.
 class RequestSession {
  public:
-  explicit RequestSession(const Environment& env);
+  // Keeps a reference to the run's caches, which must outlive it.
+  explicit RequestSession(RunCaches& caches);
   ~RequestSession();
   RequestSession(const RequestSession&) = delete;
   RequestSession& operator=(const RequestSession&) = delete;
 
-  const Environment& environment() const { return env_; }
+  const Environment& environment() const { return caches_.environment(); }
   SleepMetricsUI& sleepMetricsUI();
   GroupMetrics& groupMetrics();
 
  private:
-  const Environment& env_;
+  RunCaches& caches_;
   std::unique_ptr<SleepMetricsUI> sleepMetricsUI_;
   std::unique_ptr<GroupMetrics> groupMetrics_;
 };

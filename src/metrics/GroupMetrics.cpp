@@ -29,7 +29,7 @@ std::int64_t bankNightHour(const MetricDictionary& bank) {
 
 }  // namespace
 
-GroupMetrics::GroupMetrics(const Environment& env) : env_(env) {}
+GroupMetrics::GroupMetrics(RunCaches& caches) : caches_(caches), env_(caches.environment()) {}
 GroupMetrics::~GroupMetrics() = default;
 
 void GroupMetrics::openStore() {
@@ -105,7 +105,7 @@ bool GroupMetrics::shouldReportPreviousDay() {
 
 std::string GroupMetrics::sleepBankPasteItem(const FormatArg& bedTime, const FormatArg& wakeTime, double hoursUntilBed,
                                              double forecastHours) {
-  const Bundle& bundle = env_.bundle();
+  const Bundle& bundle = caches_.bundle();
   return localizedStringWithFormat(
       env_.locale, R"({"%@":"%@", "%@":"%@", "%@": "%.2f", "%@":"%.2f"})",
       {withoutBlanks(bundle.localizedStringForKey("Tonight's Bedtime")), bedTime,
@@ -233,7 +233,7 @@ std::optional<MetricDictionary> GroupMetrics::requestSleepBank() {
   record.setValue("timeUntilBedLabel", tools.formattedTimeInterval(timeUntilBed));
   record.setValue("latestBedTime", bedText);
   record.setValue("latestBedLabel",
-                  stringWithFormat(env_.bundle().localizedStringForKey("Try to be in bed by %@"), {bedText}));
+                  stringWithFormat(caches_.bundle().localizedStringForKey("Try to be in bed by %@"), {bedText}));
   record.setValue("wakeTime", Value(wake));
   record.setValue("wakeTimeLabel", wakeText);
   record.setValue("timeUntilWakeLabel",

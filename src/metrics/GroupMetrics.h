@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "drawing/RunCaches.h"
 #include "text/StringFormat.h"
 #include "values/Environment.h"
 #include "values/Value.h"
@@ -22,7 +23,8 @@ struct VitalSignVocabulary;
 // use by the request methods and kept for the object's life.
 class GroupMetrics {
  public:
-  explicit GroupMetrics(const Environment& env);
+  // Keeps a reference to the run's caches, which must outlive it.
+  explicit GroupMetrics(RunCaches& caches);
   ~GroupMetrics();
   GroupMetrics(const GroupMetrics&) = delete;
   GroupMetrics& operator=(const GroupMetrics&) = delete;
@@ -112,6 +114,7 @@ class GroupMetrics {
   std::string sleepBankPasteItem(const FormatArg& bedTime, const FormatArg& wakeTime, double hoursUntilBed,
                                  double forecastHours);
 
+  RunCaches& caches_;
   const Environment& env_;
   std::shared_ptr<UserDefaults> groupPrefs_;
   std::unique_ptr<FormatTools> formatTools_;

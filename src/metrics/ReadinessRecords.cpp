@@ -120,7 +120,7 @@ Rating rate(float v) {
 
 class Scorer {
  public:
-  explicit Scorer(const Environment& env) : env_(env), bundle_(env.bundle()) {}
+  explicit Scorer(RunCaches& caches) : env_(caches.environment()), bundle_(caches.bundle()) {}
 
   std::string localized(std::string_view key) const { return bundle_.localizedStringForKey(key); }
 
@@ -225,7 +225,7 @@ std::optional<MetricDictionary> GroupMetrics::requestReadiness() {
     if (m.hrvBaseline == 0.0f) m.hrvBaseline = watchHrv;
     if (m.wakingBaseline == 0.0f) m.wakingBaseline = watchWaking;
   }
-  return Scorer(env_).record(groupPrefs_->boolForKey("readyStars") ? kReadinessStars : kReadinessWords, m);
+  return Scorer(caches_).record(groupPrefs_->boolForKey("readyStars") ? kReadinessStars : kReadinessWords, m);
 }
 
 std::optional<MetricDictionary> GroupMetrics::requestOctane() {
@@ -235,7 +235,7 @@ std::optional<MetricDictionary> GroupMetrics::requestOctane() {
   if (!bank) return std::nullopt;
   const MetricDictionary* octane = bank->dictionaryForKey("octaneDict");
   if (!octane || !isOfCurrentNight(octane->textForKey("key"), *bank)) return std::nullopt;
-  return Scorer(env_).record(kFuelGrades, storedMeasurements(*octane));
+  return Scorer(caches_).record(kFuelGrades, storedMeasurements(*octane));
 }
 
 std::optional<MetricDictionary> GroupMetrics::requestConsistencyDict() {
@@ -254,7 +254,7 @@ std::optional<MetricDictionary> GroupMetrics::requestConsistencyDict() {
   const auto bedtime = [&](float offset) {
     return stringWithFormat("%@", {tools.dayTime(start->dateByAddingTimeInterval(offset))});
   };
-  const Bundle& bundle = env_.bundle();
+  const Bundle& bundle = caches_.bundle();
   const double drift = static_cast<double>(average) - static_cast<double>(previous);
   std::string trend;
   if (drift > kConsistentDrift)

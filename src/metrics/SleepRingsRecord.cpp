@@ -72,7 +72,7 @@ std::optional<MetricDictionary> GroupMetrics::requestQuality() {
   const float rating =
       (cappedAtFull(sleep) + cappedAtFull(quality) + cappedAtFull(deep) + cappedAtFull(heartRate)) * 0.25f;
 
-  const Bundle& bundle = env_.bundle();
+  const Bundle& bundle = caches_.bundle();
   std::string headline;
   switch (closed) {
     case 0:

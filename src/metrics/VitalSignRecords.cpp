@@ -91,7 +91,7 @@ std::optional<MetricDictionary> GroupMetrics::vitalSignRecord(const VitalSignVoc
   for (int i = 0; i < 6; ++i) values[i] = summary->floatForKey(valueKeys[i]);
   const auto [avg, min, max, avg7, min7, max7] = values;
 
-  const Bundle& bundle = env_.bundle();
+  const Bundle& bundle = caches_.bundle();
   const auto format = [&](std::string_view f, std::initializer_list<FormatArg> args) {
     return localizedStringWithFormat(env_.locale, f, args);
   };
@@ -163,7 +163,7 @@ std::optional<MetricDictionary> GroupMetrics::requestWristTemp() {
   if (!(today > 0.0f && baseline > 0.0f)) return std::nullopt;
   const auto d = static_cast<double>(today - baseline);
 
-  const Bundle& bundle = env_.bundle();
+  const Bundle& bundle = caches_.bundle();
   const auto format = [&](std::string_view f, std::initializer_list<FormatArg> args) {
     return localizedStringWithFormat(env_.locale, f, args);
   };

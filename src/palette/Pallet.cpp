@@ -15,7 +15,8 @@ constexpr std::array<float, 5> kDefaultHues{357, 34, 44, 128, 207};
 
 }  // namespace
 
-Pallet::Pallet(const Environment& env) : env_(&env), standardDefaults_(UserDefaults::standard(env)) {
+Pallet::Pallet(RunCaches& caches)
+    : caches_(&caches), env_(&caches.environment()), standardDefaults_(UserDefaults::standard(*env_)) {
   readTheme();
   loadCustomHues();
 }

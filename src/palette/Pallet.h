@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "drawing/RunCaches.h"
 #include "palette/Views.h"
 #include "values/Colour.h"
 #include "values/Environment.h"
@@ -24,7 +25,8 @@ class UserDefaults;
 class Pallet {
  public:
   // Reads the theme (writing the dark default back on first use) and the hues.
-  explicit Pallet(const Environment& env);
+  // Keeps a reference to the run's caches, which must outlive it.
+  explicit Pallet(RunCaches& caches);
 
   // --- Theme, hues and heart-rate preferences ---
 
@@ -194,6 +196,7 @@ class Pallet {
   float stageBrightness(float ratio) const;
   static void applyGradient(View& view, Colour top, Colour bottom);
 
+  RunCaches* caches_;
   const Environment* env_;
   std::shared_ptr<UserDefaults> standardDefaults_;
 

@@ -286,7 +286,7 @@ Colour Pallet::colourForEnergy(float e) const {
 
 std::string Pallet::emojiForFeeling(float f) const {
   const char* face = f < 3 ? "💩" : f < 7 ? "😐" : "😄";
-  return env_->bundle().localizedStringForKey(face, "");
+  return caches_->bundle().localizedStringForKey(face, "");
 }
 
 std::string Pallet::textForSpeedZone(int zone) const {
@@ -294,7 +294,7 @@ std::string Pallet::textForSpeedZone(int zone) const {
                                            "Mobile",  "Active",  "Semi-Active", "Minimal"};
   constexpr int kCount = static_cast<int>(std::size(kZones));
   const char* text = zone >= 0 && zone < kCount ? kZones[zone] : "Nothing";
-  return env_->bundle().localizedStringForKey(text, "");
+  return caches_->bundle().localizedStringForKey(text, "");
 }
 
 // --- Stars ---

@@ -17,18 +17,18 @@ constexpr double kDay = 86400.0;
 
 }  // namespace
 
-SleepMetricsUI::SleepMetricsUI(const Environment& env) : SleepMetricsGraphics(env) {}
+SleepMetricsUI::SleepMetricsUI(RunCaches& caches) : SleepMetricsGraphics(caches) {}
 SleepMetricsUI::~SleepMetricsUI() = default;
 
 GroupMetrics& SleepMetricsUI::groupMetrics() {
-  if (!groupMetrics_) groupMetrics_ = std::make_unique<GroupMetrics>(env_);
+  if (!groupMetrics_) groupMetrics_ = std::make_unique<GroupMetrics>(caches_);
   return *groupMetrics_;
 }
 
 // The widget's image: the drawn one when there is a dictionary (none when it
 // has no image), the "WidgetWait" picture when there is no dictionary at all.
 ImageRef SleepMetricsUI::ringsImageOrWait(const std::optional<MetricDictionary>& d) const {
-  if (!d) return imageNamed(env_, "WidgetWait");
+  if (!d) return imageNamed(caches_, "WidgetWait");
   const Value* image = d->objectForKey("ringsImage");
   return image ? image->imageRef() : nullptr;
 }
@@ -101,7 +101,7 @@ std::optional<MetricDictionary> SleepMetricsUI::requestSleepBankRings() {
   // Drawn first: the drawing creates the palette (in its dark theme) that the colours below come from.
   d.setValue("ringsImage", drawTheRechargeWithSize(size, sleepFraction, bankFraction));
 
-  const Bundle& bundle = env_.bundle();
+  const Bundle& bundle = caches_.bundle();
   d.setValue("sleepTimeLabel", tools.formattedTimeInterval(rawSleepTime));
   d.setValue("sleepGoalLabel",
              stringWithFormat("%.0f%% %@", {sleepFraction * 100.0f, bundle.localizedStringForKey("of goal")}));

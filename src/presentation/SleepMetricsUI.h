@@ -18,7 +18,8 @@ class GroupMetrics;
 // serve widget layouts and leave the object in widget mode for good.
 class SleepMetricsUI : public SleepMetricsGraphics {
  public:
-  explicit SleepMetricsUI(const Environment& env);
+  // Keeps a reference to the run's caches, which must outlive it.
+  explicit SleepMetricsUI(RunCaches& caches);
   ~SleepMetricsUI() override;
 
   // --- Tonight's bedtime -----------------------------------------------------------

@@ -12,13 +12,6 @@
 
 namespace velmora {
 
-class Bundle;
-class FontSet;
-class LayerCache;
-class PictureCache;
-class PixelPool;
-class ShadowScratch;
-
 // Where a diagnostic line goes (standard error in the host, a buffer in tests).
 using WarningSink = std::function<void(std::string_view message)>;
 
@@ -42,27 +35,6 @@ struct Environment {
 
   // The property-list file that holds a preferences domain.
   std::filesystem::path preferencesFile(std::string_view domain) const;
-  // The application bundle, opened on first use and shared by everything of this run.
-  const Bundle& bundle() const;
-  // The fonts of the images, loaded on first use and shared by everything of this run.
-  const FontSet& fonts() const;
-  // The scratch buffers of drop shadows, made on first use and kept for the
-  // run's later images (they are all zero between drawing operations).
-  ShadowScratch& shadowScratch() const;
-  // The named pictures read so far, kept for the run's later images.
-  PictureCache& pictures() const;
-  // The layers of images kept for the run's later images (`keptLayer`).
-  LayerCache& layers() const;
-  // Lets go of the kept layers (and of which kinds of image were drawn):
-  // later images draw theirs afresh.
-  void releaseLayers() const;
-  // Lets go of the drawing's scratch memory (shadow buffers, pixel memory
-  // kept for new images, the pictures read) and keeps no pixel memory from then on: for a run
-  // whose images are drawn, before work that needs memory of its own. Later
-  // drawing makes what it needs anew.
-  void releaseDrawingMemory() const;
-  // The pixel memory of images the run has let go, for its next images.
-  const std::shared_ptr<PixelPool>& pixelPool() const;
   void warning(std::string_view message) const;
   // A sink that reports each distinct message once in the whole run, however
   // many objects and store handles come upon the same problem.
@@ -71,12 +43,6 @@ struct Environment {
   void diagnostic(std::string_view message) const;
 
  private:
-  mutable std::shared_ptr<const Bundle> bundle_;
-  mutable std::shared_ptr<const FontSet> fonts_;
-  mutable std::shared_ptr<ShadowScratch> shadowScratch_;
-  mutable std::shared_ptr<PictureCache> pictures_;
-  mutable std::shared_ptr<LayerCache> layers_;
-  mutable std::shared_ptr<PixelPool> pixelPool_;
   mutable std::shared_ptr<std::unordered_set<std::string>> warned_;
 };
 

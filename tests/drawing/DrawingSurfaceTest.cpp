@@ -81,7 +81,10 @@ Draw text(Point at, double size) {
   return [=](DrawingSurface& s) { s.drawAtPoint("7", at, {Font::systemFontOfSize(size), Colour::whiteColor()}); };
 }
 Draw picture(Rect into) {
-  return [=](DrawingSurface& s) { s.drawInRect(*imageNamed(testing::TestEnvironment(), "SpO2Icon"), into); };
+  return [=](DrawingSurface& s) {
+    testing::TestEnvironment env;
+    s.drawInRect(*imageNamed(env, "SpO2Icon"), into);
+  };
 }
 
 class DrawingSurfaceTest : public ::testing::Test {
@@ -268,9 +271,10 @@ TEST_F(DrawingSurfaceTest, ANamedPictureIsItsRenditionForTheRunScaleReadOncePerR
   EXPECT_FALSE(imageNamed(env, "NoSuchPicture"));
 
   EXPECT_EQ(imageNamed(env, "SpO2Icon"), icon) << "read once";
-  Environment copy = env;  // shares what the run has read so far
-  copy.scale = 2;
-  const ImageRef atTwo = imageNamed(copy, "SpO2Icon");
+  Environment atScaleTwo = env;
+  atScaleTwo.scale = 2;
+  RunCaches runAtTwo(atScaleTwo);
+  const ImageRef atTwo = imageNamed(runAtTwo, "SpO2Icon");
   ASSERT_TRUE(atTwo);
   EXPECT_EQ(atTwo->scale(), 2);
   EXPECT_EQ(atTwo->width(), 46);
@@ -308,7 +312,8 @@ TEST_F(DrawingSurfaceTest, APictureReadsBackThePixelsItWasWrittenWith) {
   Environment run = env;
   run.resourcesDir = bundle.path();
   run.scale = 2;
-  const ImageRef read = imageNamed(run, "Patches");
+  RunCaches caches(run);
+  const ImageRef read = imageNamed(caches, "Patches");
   ASSERT_TRUE(read);
   EXPECT_EQ(read->width(), 10.5);
   EXPECT_EQ(read->scale(), 2);

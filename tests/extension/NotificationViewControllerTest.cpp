@@ -12,7 +12,7 @@ using testing::TestEnvironment;
 // Slot names whose state the given path may change; every other slot must
 // stay exactly as the interface description created it.
 void expectUntouchedExcept(const NotificationViewController& after, const std::vector<std::string>& changed,
-                           const Environment& env) {
+                           TestEnvironment& env) {
   NotificationViewController fresh(env);
   ASSERT_EQ(after.slots().size(), fresh.slots().size());
   for (std::size_t i = 0; i < fresh.slots().size(); ++i) {

@@ -11,8 +11,8 @@ namespace {
 using testing::near;
 using testing::pixelAt;
 
-ImageRef filled(const Environment& env, double size, const Colour& colour) {
-  DrawingSurface s = DrawingSurface::beginImageContext(env, size);
+ImageRef filled(RunCaches& caches, double size, const Colour& colour) {
+  DrawingSurface s = DrawingSurface::beginImageContext(caches, size);
   s.setFillColor(colour);
   s.addArc(size / 2, size / 2, size / 2, 0, 7, 0);
   s.fillPath();

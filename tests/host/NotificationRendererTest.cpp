@@ -43,7 +43,7 @@ struct LanguageRun : TestEnvironment {
 };
 
 // The slots after the system hands the controller a notification of a category.
-std::vector<DisplaySlot> expanded(const Environment& env, const InterfaceDescription& layout, const char* category) {
+std::vector<DisplaySlot> expanded(RunCaches& env, const InterfaceDescription& layout, const char* category) {
   NotificationViewController controller(env, layout);
   controller.viewDidLoad();
   controller.didReceiveNotification({category});

@@ -29,7 +29,8 @@ Date isoDate(std::string_view text) {
   return date.value_or(Date{});
 }
 
-TestEnvironment::TestEnvironment(std::string_view isoNow, std::string zone, std::string localeId) {
+TestEnvironment::TestEnvironment(std::string_view isoNow, std::string zone, std::string localeId)
+    : RunCaches(static_cast<const Environment&>(*this)) {
   now = isoDate(isoNow);
   timeZone = std::move(zone);
   locale = std::move(localeId);

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "drawing/RunCaches.h"
 #include "store/UserDefaults.h"
 #include "values/Environment.h"
 #include "values/Value.h"
@@ -29,8 +30,9 @@ class TempDir {
 
 // An environment with a fixed instant, zone and locale, an empty private
 // preferences directory, the source tree's resources, and warnings and log
-// lines collected instead of printed.
-class TestEnvironment : public Environment {
+// lines collected instead of printed; and the caches of its run, so that a
+// test hands the one object to what reads settings and to what draws.
+class TestEnvironment : public Environment, public RunCaches {
  public:
   explicit TestEnvironment(std::string_view isoNow = "2025-01-06T15:00:00+01:00", std::string zone = "Europe/Berlin",
                            std::string localeId = "en_US");
