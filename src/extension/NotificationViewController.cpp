@@ -49,10 +49,7 @@ DisplaySlot& NotificationViewController::outlet(std::string_view name) {
   return const_cast<DisplaySlot&>(std::as_const(*this).slot(name));
 }
 
-SleepMetricsUI& NotificationViewController::sleepMetricsUI() {
-  if (!sleepMetricsUI_) sleepMetricsUI_ = std::make_unique<SleepMetricsUI>(caches_);
-  return *sleepMetricsUI_;
-}
+SleepMetricsUI& NotificationViewController::sleepMetricsUI() { return sleepMetricsUI_.get(caches_); }
 
 void NotificationViewController::didReceiveNotification(const Notification& notification) {
   // Exact, case-sensitive identifiers: any other category leaves the slots as laid out.
