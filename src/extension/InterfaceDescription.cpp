@@ -163,9 +163,9 @@ Result<InterfaceDescription> InterfaceDescription::load(const Environment& env) 
   const FileSnapshot read = readWholeFile(file);
   if (!read.identity.exists)
     return Status::failure(file.string() + ": the notification's interface description does not exist");
-  if (!read.error.empty())
-    return Status::failure(file.string() + ": the notification's interface description cannot be read (" + read.error +
-                           ")");
+  if (!read.status.ok())
+    return Status::failure(file.string() + ": the notification's interface description cannot be read (" +
+                           read.status.message() + ")");
   Result<InterfaceDescription> parsed = parse(std::string(read.bytes.begin(), read.bytes.end()));
   if (!parsed) return parsed.status().within(file.string() + ": not a valid interface description");
   return parsed;

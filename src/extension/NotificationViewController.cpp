@@ -65,10 +65,7 @@ DisplaySlot& NotificationViewController::outlet(std::string_view name) {
   return const_cast<DisplaySlot&>(*found);
 }
 
-SleepMetricsUI& NotificationViewController::sleepMetricsUI() {
-  if (!sleepMetricsUI_) sleepMetricsUI_ = std::make_unique<SleepMetricsUI>(caches_);
-  return *sleepMetricsUI_;
-}
+SleepMetricsUI& NotificationViewController::sleepMetricsUI() { return sleepMetricsUI_.get(caches_); }
 
 void NotificationViewController::didReceiveNotification(const Notification& notification) {
   // Exact, case-sensitive identifiers: any other category leaves the slots as laid out.

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -9,6 +8,7 @@
 #include "drawing/RunCaches.h"
 #include "extension/DisplaySlot.h"
 #include "values/Environment.h"
+#include "values/Lazy.h"
 
 namespace velmora {
 
@@ -57,7 +57,7 @@ class NotificationViewController {
   RunCaches& caches_;
   const Environment& env_;
   std::vector<DisplaySlot> slots_;
-  std::unique_ptr<SleepMetricsUI> sleepMetricsUI_;  // created on first use, kept for the controller's life
+  Lazy<SleepMetricsUI> sleepMetricsUI_;
 };
 
 }  // namespace velmora

@@ -201,7 +201,7 @@ Outcome DefaultsCommand::runOn(const Environment& env, UserDefaults& store, std:
   for (const auto* name : {&key, &newKey})
     if (*name && !isValidUtf8(**name)) return Outcome::usageError("the key is not valid UTF-8");
   // A domain that cannot be read is no empty domain: reading, exporting or changing it fails.
-  if (auto problem = store.problem()) return Outcome::commandError(*problem);
+  if (const Status readable = store.status(); !readable) return readable;
   const JsonForms forms(env.timeZone);
   const std::string fileName = store.file().string();
   const std::string keyName = key.value_or("");
@@ -257,10 +257,9 @@ Outcome DefaultsCommand::runOn(const Environment& env, UserDefaults& store, std:
       if (!bytes) return bytes.status();
       bool imported = false;
       if (isPropertyList(*bytes)) {
-        std::string error;
-        std::optional<PlistDocument> document =
-            PlistDocument::read(std::vector<std::uint8_t>(bytes->begin(), bytes->end()), error);
-        if (!document) return Outcome::commandError(sourceName + ": " + error);
+        const Result<PlistDocument> document =
+            PlistDocument::read(std::vector<std::uint8_t>(bytes->begin(), bytes->end()));
+        if (!document) return document.status().within(sourceName);
         imported = store.replaceAll(*document);
       } else {
         const Result<MetricDictionary> contents = importedJson(*bytes, sourceName);
@@ -272,9 +271,8 @@ Outcome DefaultsCommand::runOn(const Environment& env, UserDefaults& store, std:
     case Verb::kExport: {
       if (format == Format::kJson)
         return writeOutput(writeJson(forms.members(store.dictionaryRepresentation())), file, out);
-      std::string problem;
-      const auto bytes = store.propertyList(format == Format::kXml ? PlistFormat::Xml : PlistFormat::Binary, problem);
-      if (!bytes) return Outcome::commandError(formatNames()[static_cast<std::size_t>(format)] + ": " + problem);
+      const auto bytes = store.propertyList(format == Format::kXml ? PlistFormat::Xml : PlistFormat::Binary);
+      if (!bytes) return bytes.status().within(formatNames()[static_cast<std::size_t>(format)]);
       return writeOutput(std::string_view(reinterpret_cast<const char*>(bytes->data()), bytes->size()), file, out);
     }
     case Verb::kDomains:

@@ -138,15 +138,8 @@ std::vector<NamedImage> namedImages(const std::vector<const Operation*>& calls,
 RequestSession::RequestSession(RunCaches& caches) : caches_(caches) {}
 RequestSession::~RequestSession() = default;
 
-SleepMetricsUI& RequestSession::sleepMetricsUI() {
-  if (!sleepMetricsUI_) sleepMetricsUI_ = std::make_unique<SleepMetricsUI>(caches_);
-  return *sleepMetricsUI_;
-}
-
-GroupMetrics& RequestSession::groupMetrics() {
-  if (!groupMetrics_) groupMetrics_ = std::make_unique<GroupMetrics>(caches_);
-  return *groupMetrics_;
-}
+SleepMetricsUI& RequestSession::sleepMetricsUI() { return sleepMetricsUI_.get(caches_); }
+GroupMetrics& RequestSession::groupMetrics() { return groupMetrics_.get(caches_); }
 
 std::span<const Operation> operations() { return kOperations; }
 

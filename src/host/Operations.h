@@ -1,7 +1,6 @@
 #pragma once
 
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <ostream>
 #include <span>
@@ -12,6 +11,7 @@
 #include "drawing/RunCaches.h"
 #include "host/Errors.h"
 #include "values/Environment.h"
+#include "values/Lazy.h"
 #include "values/Value.h"
 
 namespace velmora {
@@ -39,8 +39,8 @@ class RequestSession {
 
  private:
   RunCaches& caches_;
-  std::unique_ptr<SleepMetricsUI> sleepMetricsUI_;
-  std::unique_ptr<GroupMetrics> groupMetrics_;
+  Lazy<SleepMetricsUI> sleepMetricsUI_;
+  Lazy<GroupMetrics> groupMetrics_;
 };
 
 // One named request operation: a result (a MetricDictionary or an image), or

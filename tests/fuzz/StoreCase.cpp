@@ -229,10 +229,10 @@ class CaseDecoder {
   // What the domain's file holds: XML keeps dates to the second and holds
   // no nulls, UIDs or control characters, so a domain XML cannot hold is binary.
   static MetricDictionary asStored(const MetricDictionary& domain, PlistFormat& format) {
-    StoredForm stored = storedForm(Value(domain), format);
-    if (!stored.value && format == PlistFormat::Xml) stored = storedForm(Value(domain), format = PlistFormat::Binary);
-    if (!stored.value) fail("the case decoder made a domain no file holds: " + stored.problem);
-    return *stored.value->dictionary();
+    Result<Value> stored = storedForm(Value(domain), format);
+    if (!stored && format == PlistFormat::Xml) stored = storedForm(Value(domain), format = PlistFormat::Binary);
+    if (!stored) fail("the case decoder made a domain no file holds: " + stored.message());
+    return *stored->dictionary();
   }
 
   ByteReader in_;
@@ -340,8 +340,8 @@ host::Json parsedOutput(const std::string& text, const std::string& command) {
 void writeDomain(const std::filesystem::path& file, const MetricDictionary& contents, PlistFormat format) {
   const std::vector<std::uint8_t> bytes = serializePropertyList(Value(contents), format);
   check(!bytes.empty(), "a case's domain has no file form");
-  std::string error;
-  if (!replaceFileAtomically(file, bytes, 0600, error)) fail("cannot write " + file.string() + ": " + error);
+  if (const auto written = replaceFileAtomically(file, bytes, 0600); !written)
+    fail("cannot write " + file.string() + ": " + written.message());
 }
 
 }  // namespace
@@ -370,15 +370,15 @@ std::vector<std::uint8_t> caseToFile(const StoreCase& c) {
                                     {"standardFormat", Value(formatName(c.standardFormat))},
                                     {"shared", Value(c.shared)},
                                     {"standard", Value(c.standard)}});
-  const StoredForm xml = storedForm(file, PlistFormat::Xml);
-  const bool exact = xml.value && sameValue(*xml.value, file);
+  const Result<Value> xml = storedForm(file, PlistFormat::Xml);
+  const bool exact = xml && sameValue(*xml, file);
   return serializePropertyList(file, exact ? PlistFormat::Xml : PlistFormat::Binary);
 }
 
 StoreCase caseFromFile(std::span<const std::uint8_t> bytes) {
-  const PlistReadResult read = parsePropertyList(bytes);
-  const MetricDictionary* fields = read.value ? read.value->dictionary() : nullptr;
-  if (!fields) throw std::invalid_argument("not a property-list dictionary: " + read.error);
+  const Result<PlistValue> read = parsePropertyList(bytes);
+  const MetricDictionary* fields = read ? read->value.dictionary() : nullptr;
+  if (!fields) throw std::invalid_argument("not a property-list dictionary: " + read.message());
   StoreCase c;
   const Date* now = fields->dateForKey("now");
   if (!now) throw std::invalid_argument("no date \"now\"");

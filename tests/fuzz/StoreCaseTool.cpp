@@ -28,10 +28,10 @@ velmora::MetricDictionary domainIn(const std::filesystem::path& file, velmora::P
   std::error_code ec;
   if (!std::filesystem::exists(file, ec)) return {};
   const std::vector<std::uint8_t> bytes = readBytes(file);
-  const velmora::PlistReadResult read = velmora::parsePropertyList(bytes);
-  if (!read.value || !read.value->dictionary()) throw std::invalid_argument(file.string() + ": not a domain");
-  format = read.format;
-  return *read.value->dictionary();
+  const velmora::Result<velmora::PlistValue> read = velmora::parsePropertyList(bytes);
+  if (!read || !read->value.dictionary()) throw std::invalid_argument(file.string() + ": not a domain");
+  format = read->format;
+  return *read->value.dictionary();
 }
 
 velmora::fuzz::StoreCase caseOf(char** args) {

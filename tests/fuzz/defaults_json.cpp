@@ -54,14 +54,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   fuzz::check(rewritten == written, "printed, read and printed again, a value changes:\n" + written + rewritten);
 
   for (PlistFormat format : {PlistFormat::Binary, PlistFormat::Xml}) {
-    const StoredForm stored = storedEntry("key", *value, format);
-    if (!stored.value) continue;
-    const PlistReadResult back =
-        parsePropertyList(serializePropertyList(Value(MetricDictionary{{"key", *stored.value}}), format));
-    fuzz::check(back.value && back.value->dictionary(), "a stored value does not read back: " + back.error);
-    const Value* read = back.value->dictionary()->objectForKey("key");
-    fuzz::check(read && fuzz::sameValue(*read, *stored.value),
-                "a stored value reads back as another: " + host::writeJson(forms.toJson(*stored.value)) + " as " +
+    const Result<Value> stored = storedEntry("key", *value, format);
+    if (!stored) continue;
+    const Result<PlistValue> back =
+        parsePropertyList(serializePropertyList(Value(MetricDictionary{{"key", *stored}}), format));
+    fuzz::check(back && back->value.dictionary(), "a stored value does not read back: " + back.message());
+    const Value* read = back->value.dictionary()->objectForKey("key");
+    fuzz::check(read && fuzz::sameValue(*read, *stored),
+                "a stored value reads back as another: " + host::writeJson(forms.toJson(*stored)) + " as " +
                     (read ? host::writeJson(forms.toJson(*read)) : "nothing"));
   }
   return 0;
