@@ -176,17 +176,11 @@ class Writer {
 
     const bool object = json.is_object();
     out += object ? "{\n" : "[\n";
-    bool first = true;
-    for (const auto& [key, item] : json.items()) {
-      if (!first) out += ",\n";
-      first = false;
-      out.append(static_cast<std::size_t>(depth + 1) * 2, ' ');
-      if (object) {
-        appendString(out, key);
-        out += ": ";
-      }
+    const std::string indent(static_cast<std::size_t>(depth + 1) * 2, ' ');
+    members(json, ",\n" + indent, indent, [&](const Json& item) {
       block(item, depth + 1);
-    }
+      return true;
+    });
     out += '\n';
     out.append(static_cast<std::size_t>(depth) * 2, ' ');
     out += object ? '}' : ']';
@@ -195,6 +189,24 @@ class Writer {
   std::string out;
 
  private:
+  // Writes a container's members: `lead` before the first, `between` before
+  // each later one, an object's key before its value, and the value by
+  // `item`, which stops the writing by returning false.
+  template <typename WriteItem>
+  bool members(const Json& json, const std::string& between, const std::string& lead, WriteItem item) {
+    bool first = true;
+    for (const auto& [key, value] : json.items()) {
+      out += first ? lead : between;
+      first = false;
+      if (json.is_object()) {
+        appendString(out, key);
+        out += ": ";
+      }
+      if (!item(value)) return false;
+    }
+    return true;
+  }
+
   // False, leaving a partial line behind, as soon as the text would pass `limit`.
   bool oneLine(const Json& json, std::size_t limit) {
     if (!json.is_structured() || json.empty()) {
@@ -203,16 +215,7 @@ class Writer {
     }
     const bool object = json.is_object();
     out += object ? '{' : '[';
-    bool first = true;
-    for (const auto& [key, item] : json.items()) {
-      if (!first) out += ", ";
-      first = false;
-      if (object) {
-        appendString(out, key);
-        out += ": ";
-      }
-      if (!oneLine(item, limit)) return false;
-    }
+    if (!members(json, ", ", "", [&](const Json& item) { return oneLine(item, limit); })) return false;
     out += object ? '}' : ']';
     return out.size() <= limit;
   }

@@ -1,24 +1,16 @@
 #include "values/Diagnostics.h"
 
+#include <cstddef>
 #include <string>
 
 namespace velmora {
 
 namespace {
 
-std::string_view labelOf(Diagnostic kind) {
-  switch (kind) {
-    case Diagnostic::kError:
-      return "velmora: ";
-    case Diagnostic::kWarning:
-      return "velmora: warning: ";
-    case Diagnostic::kNote:
-      return "velmora: note: ";
-    case Diagnostic::kLog:
-      return "velmora: log: ";
-  }
-  return "velmora: ";
-}
+// The labels, in the order of the kinds.
+constexpr std::string_view kLabels[] = {"velmora: ", "velmora: warning: ", "velmora: note: ", "velmora: log: "};
+
+std::string_view labelOf(Diagnostic kind) { return kLabels[static_cast<std::size_t>(kind)]; }
 
 }  // namespace
 
