@@ -21,7 +21,7 @@ namespace {
 
 constexpr double kSide = 280.0;
 
-Environment benchEnvironment() {
+Environment drawingEnvironment() {
   Environment env;
   env.scale = 3;
   env.resourcesDir = VELMORA_BENCH_RESOURCES;
@@ -79,7 +79,7 @@ void drawRings(DrawingSurface& s, bool shadows, bool texts) {
 }
 
 void BM_RingsWithShadowsAndText(benchmark::State& state) {
-  const Environment env = benchEnvironment();
+  const Environment env = drawingEnvironment();
   RunCaches caches(env);
   caches.fonts();
   for (auto _ : state) {
@@ -91,7 +91,7 @@ void BM_RingsWithShadowsAndText(benchmark::State& state) {
 BENCHMARK(BM_RingsWithShadowsAndText)->Unit(benchmark::kMillisecond);
 
 void BM_RingsWithShadows(benchmark::State& state) {
-  const Environment env = benchEnvironment();
+  const Environment env = drawingEnvironment();
   RunCaches caches(env);
   for (auto _ : state) {
     DrawingSurface s = DrawingSurface::beginImageContext(caches, kSide);
@@ -102,7 +102,7 @@ void BM_RingsWithShadows(benchmark::State& state) {
 BENCHMARK(BM_RingsWithShadows)->Unit(benchmark::kMillisecond);
 
 void BM_RingsWithoutShadows(benchmark::State& state) {
-  const Environment env = benchEnvironment();
+  const Environment env = drawingEnvironment();
   RunCaches caches(env);
   for (auto _ : state) {
     DrawingSurface s = DrawingSurface::beginImageContext(caches, kSide);
@@ -114,7 +114,7 @@ BENCHMARK(BM_RingsWithoutShadows)->Unit(benchmark::kMillisecond);
 
 // The bed clock's 24 numerals: measured, then drawn centred.
 void BM_TwentyFourNumerals(benchmark::State& state) {
-  const Environment env = benchEnvironment();
+  const Environment env = drawingEnvironment();
   RunCaches caches(env);
   caches.fonts();
   DrawingSurface s = DrawingSurface::beginImageContext(caches, kSide);
@@ -132,7 +132,7 @@ void BM_TwentyFourNumerals(benchmark::State& state) {
 BENCHMARK(BM_TwentyFourNumerals)->Unit(benchmark::kMillisecond);
 
 void BM_PngEncode(benchmark::State& state) {
-  const Environment env = benchEnvironment();
+  const Environment env = drawingEnvironment();
   RunCaches caches(env);
   DrawingSurface s = DrawingSurface::beginImageContext(caches, kSide);
   drawRings(s, true, true);
@@ -148,7 +148,7 @@ BENCHMARK(BM_PngEncode)->Unit(benchmark::kMillisecond);
 
 // A gauge's icon: looked up, read and drawn into its square.
 void BM_NamedPictureDraw(benchmark::State& state) {
-  const Environment env = benchEnvironment();
+  const Environment env = drawingEnvironment();
   RunCaches caches(env);
   DrawingSurface s = DrawingSurface::beginImageContext(caches, kSide);
   for (auto _ : state) {
@@ -163,7 +163,7 @@ BENCHMARK(BM_NamedPictureDraw)->Unit(benchmark::kMillisecond);
 
 // The recharge backdrop, over the whole image.
 void BM_BackdropDraw(benchmark::State& state) {
-  const Environment env = benchEnvironment();
+  const Environment env = drawingEnvironment();
   RunCaches caches(env);
   DrawingSurface s = DrawingSurface::beginImageContext(caches, kSide);
   for (auto _ : state) {

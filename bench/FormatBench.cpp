@@ -12,7 +12,7 @@
 namespace velmora {
 namespace {
 
-Environment benchEnvironment(const char* locale = "en_GB") {
+Environment formattingEnvironment(const char* locale = "en_GB") {
   Environment env;
   env.now = parseIsoDate("2025-01-08T22:15:00+00:00").value_or(Date{});
   env.timeZone = "Europe/London";
@@ -23,7 +23,7 @@ Environment benchEnvironment(const char* locale = "en_GB") {
 // The very first use in the process, when the locale data are loaded too.
 // Registered first, so that it runs before anything has warmed the data.
 void BM_FirstUseInProcess(benchmark::State& state) {
-  const Environment env = benchEnvironment();
+  const Environment env = formattingEnvironment();
   for (auto _ : state) {
     FormatTools tools(env);
     benchmark::DoNotOptimize(tools.formattedTimeInterval(27000));
@@ -35,7 +35,7 @@ BENCHMARK(BM_FirstUseInProcess)->Iterations(1)->Unit(benchmark::kMicrosecond);
 // A new FormatTools with its first duration and clock time, once the
 // process has loaded the locale data.
 void BM_FirstUse(benchmark::State& state) {
-  const Environment env = benchEnvironment();
+  const Environment env = formattingEnvironment();
   for (auto _ : state) {
     FormatTools tools(env);
     benchmark::DoNotOptimize(tools.formattedTimeInterval(27000));
@@ -45,7 +45,7 @@ void BM_FirstUse(benchmark::State& state) {
 BENCHMARK(BM_FirstUse)->Unit(benchmark::kMicrosecond);
 
 void BM_FormattedTimeIntervalWarm(benchmark::State& state) {
-  const Environment env = benchEnvironment();
+  const Environment env = formattingEnvironment();
   FormatTools tools(env);
   tools.formattedTimeInterval(0);
   double seconds = 27000;
@@ -57,7 +57,7 @@ void BM_FormattedTimeIntervalWarm(benchmark::State& state) {
 BENCHMARK(BM_FormattedTimeIntervalWarm);
 
 void BM_DayTimeWarm(benchmark::State& state) {
-  const Environment env = benchEnvironment();
+  const Environment env = formattingEnvironment();
   FormatTools tools(env);
   tools.dayTime(env.now);
   for (auto _ : state) benchmark::DoNotOptimize(tools.dayTime(env.now));
@@ -66,7 +66,7 @@ BENCHMARK(BM_DayTimeWarm);
 
 // Alternating patterns on the shared output formatter, as a record does.
 void BM_DayKeyThenDayTimeWarm(benchmark::State& state) {
-  const Environment env = benchEnvironment();
+  const Environment env = formattingEnvironment();
   FormatTools tools(env);
   for (auto _ : state) {
     benchmark::DoNotOptimize(tools.YYMMDD(env.now));
@@ -76,14 +76,14 @@ void BM_DayKeyThenDayTimeWarm(benchmark::State& state) {
 BENCHMARK(BM_DayKeyThenDayTimeWarm);
 
 void BM_CurrentHourWarm(benchmark::State& state) {
-  const Environment env = benchEnvironment();
+  const Environment env = formattingEnvironment();
   FormatTools tools(env);
   for (auto _ : state) benchmark::DoNotOptimize(tools.currentHour(env.now));
 }
 BENCHMARK(BM_CurrentHourWarm);
 
 void BM_DateForDateWarm(benchmark::State& state) {
-  const Environment env = benchEnvironment();
+  const Environment env = formattingEnvironment();
   FormatTools tools(env);
   for (auto _ : state) benchmark::DoNotOptimize(tools.dateForDate(env.now, 21, 0));
 }
@@ -91,7 +91,7 @@ BENCHMARK(BM_DateForDateWarm);
 
 // The night hour is read from the standard defaults on every call.
 void BM_SeedForDateWarm(benchmark::State& state) {
-  Environment env = benchEnvironment();
+  Environment env = formattingEnvironment();
   env.prefsDir = std::filesystem::temp_directory_path() / "velmora-format-bench-none";  // nothing stored: hour 21
   FormatTools tools(env);
   const Date lastWeek = env.now.dateByAddingTimeInterval(-6 * 86400.0);

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <vector>
 
-#include "format/IcuText.h"
+#include "text/IcuText.h"
 #include "values/SaturatingCast.h"
 
 namespace velmora {

@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "format/IcuText.h"
+#include "text/IcuText.h"
 
 namespace velmora {
 

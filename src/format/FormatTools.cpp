@@ -8,7 +8,7 @@
 #include <cmath>
 
 #include "format/FormatToolsMembers.h"
-#include "format/IcuText.h"
+#include "text/IcuText.h"
 #include "text/StringFormat.h"
 #include "values/SaturatingCast.h"
 

@@ -23,7 +23,7 @@ constexpr float kBankFloor = 0.015f;
 constexpr double kBankTipLength = 0.007;
 constexpr double kSleepTipLength = 0.006;
 // The accessory widget's size: white rings and a moon in the middle, no backdrop.
-constexpr float kAccessorySize = 200.0f;
+constexpr float kRechargeAccessorySize = 200.0f;
 
 }  // namespace
 
@@ -36,7 +36,7 @@ ImageRef SleepMetricsGraphics::drawTheRechargeWithSize(float size, float sleepPe
   const float ringWidth = size > 100.0f ? 25.0f : 5.0f;
   const float outerRadius = half - ringWidth + 1.0f;
   const float innerRadius = half - 2.0f * ringWidth - 1.0f;
-  const bool accessory = size == kAccessorySize;
+  const bool accessory = size == kRechargeAccessorySize;
   const Point c{half, half};
 
   const float sleep = sleepPercent > kSleepFloor ? sleepPercent : kSleepFloor;

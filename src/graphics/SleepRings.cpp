@@ -21,7 +21,7 @@ namespace {
 // All rings and tracks are 20 points wide, 2 points apart.
 constexpr double kRingWidth = 20.0;
 // The accessory widget's size: white rings, no disc.
-constexpr float kAccessorySize = 260.0f;
+constexpr float kSleepRingsAccessorySize = 260.0f;
 
 // One ring: how far inside the image's half it lies, its floor (a fraction
 // not above it is drawn as it, so every ring shows a stub), how far back along
@@ -67,7 +67,7 @@ ImageRef SleepMetricsGraphics::drawSleepRingsWithSize(float size, float sleepPer
 
   const float half = size * 0.5f;
   const Point c{half, half};
-  const bool accessory = size == kAccessorySize;
+  const bool accessory = size == kSleepRingsAccessorySize;
   auto radius = [half](float inset) { return static_cast<double>(half - inset); };
 
   const bool rated = rating > 0.0f;

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "host/Suggestions.h"
 #include "store/PlistCodec.h"
 #include "text/IsoDate.h"
 
@@ -41,8 +42,6 @@ const Flag* findFlag(std::string_view word) {
 
 bool isContainer(Kind kind) { return kind >= Kind::kArray; }
 
-std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
-
 Status refusal(std::string_view flag, const std::string& what) {
   return Status::failure(std::string(flag) + ": " + what);
 }
@@ -58,17 +57,17 @@ Result<Value> booleanFrom(std::string_view flag, std::string_view text) {
   const std::string word = lowered(text);
   if (word == "yes" || word == "true" || word == "1") return Value::boolean(true);
   if (word == "no" || word == "false" || word == "0") return Value::boolean(false);
-  return refusal(flag, quoted(text) + " is not a boolean: give YES or NO (TRUE, FALSE, 1 and 0 work too)");
+  return refusal(flag, inQuotes(text) + " is not a boolean: give YES or NO (TRUE, FALSE, 1 and 0 work too)");
 }
 
 Result<Value> realFrom(std::string_view flag, std::string_view text) {
   double number = 0;
   const char* end = text.data() + text.size();
   const auto [stop, ec] = std::from_chars(text.data(), end, number);
-  if (ec == std::errc::result_out_of_range) return refusal(flag, quoted(text) + " is beyond the range of reals");
-  if (ec != std::errc() || stop != end) return refusal(flag, quoted(text) + " is not a number, such as 7.5 or -1e-3");
+  if (ec == std::errc::result_out_of_range) return refusal(flag, inQuotes(text) + " is beyond the range of reals");
+  if (ec != std::errc() || stop != end) return refusal(flag, inQuotes(text) + " is not a number, such as 7.5 or -1e-3");
   if (!std::isfinite(number))
-    return refusal(flag, quoted(text) + " is not a finite number, which is all a property list can hold");
+    return refusal(flag, inQuotes(text) + " is not a finite number, which is all a property list can hold");
   return Value::real(number);
 }
 
@@ -91,7 +90,7 @@ std::string isoFromPrintedDate(std::string_view text) {
 Result<Value> dateFrom(std::string_view flag, std::string_view text) {
   const std::optional<Date> date = parseIsoDate(isoFromPrintedDate(text));
   if (!date)
-    return refusal(flag, quoted(text) +
+    return refusal(flag, inQuotes(text) +
                              " is not a date: give an ISO 8601 instant with its offset, such as "
                              "2025-01-06T22:30:00+01:00, or 2025-01-06 21:30:00 +0000");
   if (!date->isOnCalendar()) return refusal(flag, "a property list holds dates of the years 1 to 9999 only");
@@ -107,10 +106,10 @@ Result<Value> dataFrom(std::string_view flag, std::string_view text) {
   };
   Data data;
   if (text.size() % 2 != 0)
-    return refusal(flag, quoted(text) + " is not hexadecimal bytes: it has an odd number of digits");
+    return refusal(flag, inQuotes(text) + " is not hexadecimal bytes: it has an odd number of digits");
   for (std::size_t i = 0; i < text.size(); i += 2) {
     const int high = nibble(text[i]), low = nibble(text[i + 1]);
-    if (high < 0 || low < 0) return refusal(flag, quoted(text) + " is not hexadecimal bytes, such as 00ff1a");
+    if (high < 0 || low < 0) return refusal(flag, inQuotes(text) + " is not hexadecimal bytes, such as 00ff1a");
     data.bytes.push_back(static_cast<std::uint8_t>(high * 16 + low));
   }
   return Value(std::move(data));
@@ -125,7 +124,7 @@ Result<Value> scalar(Kind kind, std::string_view flag, std::string_view text) {
       if (auto integer = integerFromDigits(text)) return *integer;
       const bool digits = !text.empty() && text.find_first_not_of("+-0123456789") == std::string_view::npos;
       if (digits) return refusal(flag, beyond64BitsMessage(text));
-      return refusal(flag, quoted(text) + " is not an integer, such as 42 or -7");
+      return refusal(flag, inQuotes(text) + " is not an integer, such as 42 or -7");
     }
     case Kind::kFloat:
       return realFrom(flag, text);
@@ -184,7 +183,7 @@ std::vector<std::string> typeFlags() {
 Result<TypedValue> typedValue(std::span<const std::string> words) {
   if (words.empty()) return Status::failure("give a value");
   const Flag* flag = findFlag(words.front());
-  if (!flag) return Status::failure(quoted(words.front()) + " is no type flag");
+  if (!flag) return Status::failure(inQuotes(words.front()) + " is no type flag");
   const std::span<const std::string> rest = words.subspan(1);
   if (!isContainer(flag->kind)) {
     if (rest.size() != 1)

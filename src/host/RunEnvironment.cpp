@@ -10,6 +10,7 @@
 #include <chrono>
 #include <memory>
 
+#include "host/Suggestions.h"
 #include "text/IsoDate.h"
 
 extern char** environ;
@@ -19,8 +20,6 @@ namespace velmora::host {
 namespace {
 
 constexpr std::string_view kZoneInfo = "zoneinfo/";
-
-std::string inQuotes(std::string_view text) { return "\"" + std::string(text) + "\""; }
 
 // A zone file path ("/usr/share/zoneinfo/Europe/Berlin") as the zone's name.
 std::optional<std::string> zoneFromPath(std::string_view path) {

@@ -16,6 +16,11 @@ namespace velmora::host {
 // "--languages"). Leading dashes are not letters of a name.
 std::optional<std::string> nearestName(std::string_view typed, std::span<const std::string> names);
 
+// What a person typed, in double quotes, as messages show it. (Not `quoted`:
+// for a std::string, the standard library's stream manipulator of that name
+// would win the call wherever <iomanip> is in view.)
+inline std::string inQuotes(std::string_view typed) { return "\"" + std::string(typed) + "\""; }
+
 // "; did you mean NAME?" for the nearest name, else "".
 std::string didYouMean(std::string_view typed, std::span<const std::string> names);
 

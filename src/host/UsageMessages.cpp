@@ -85,8 +85,6 @@ std::vector<std::string> unexpected(const std::vector<const CLI::App*>& path, co
   return args;
 }
 
-std::string quoted(const std::string& text) { return "\"" + text + "\""; }
-
 std::string joined(const std::vector<std::string>& words, const std::string& separator,
                    const std::function<std::string(const std::string&)>& form) {
   std::string text;
@@ -121,7 +119,7 @@ std::string missingCommand(const CLI::App* command, const std::vector<std::strin
   for (const std::string& arg : extra)
     if (!looksLikeOption(arg)) {
       const std::string suggestion = didYouMean(arg, names);
-      return "unknown command " + quoted(arg) + (suggestion.empty() ? "; " + list : suggestion);
+      return "unknown command " + inQuotes(arg) + (suggestion.empty() ? "; " + list : suggestion);
     }
   return "give a command: " + list;
 }
@@ -153,7 +151,7 @@ std::string usageMessage(const CLI::App& app, const CLI::ParseError& error, cons
     if (equals != std::string::npos && colon != std::string::npos && colon < equals) {
       const std::string name = message.substr(colon + 2, equals - colon - 2);
       const CLI::Option* converted = findOption(path, name);
-      return name + ": " + quoted(message.substr(equals + 3)) + " is not understood" +
+      return name + ": " + inQuotes(message.substr(equals + 3)) + " is not understood" +
              (converted ? ": " + converted->get_description() : std::string());
     }
   }
@@ -162,7 +160,7 @@ std::string usageMessage(const CLI::App& app, const CLI::ParseError& error, cons
     return missingCommand(command, extra);
   if (!extra.empty())
     return std::string(extra.size() == 1 ? "unexpected argument " : "unexpected arguments ") +
-           joined(extra, " ", quoted) + " (usage: " + usageLine(app) + ")";
+           joined(extra, " ", inQuotes) + " (usage: " + usageLine(app) + ")";
   if (dynamic_cast<const CLI::RequiredError*>(&error)) {
     const std::string message = error.what();
     const auto end = message.find(" is required");

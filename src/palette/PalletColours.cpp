@@ -12,10 +12,6 @@ namespace velmora {
 
 namespace {
 
-constexpr Colour hsb(double degrees, double saturation, double brightness) {
-  return Colour::hsba(degrees / 360.0, saturation, brightness);
-}
-
 constexpr std::string_view kGradientLayerName = "gradient";
 
 }  // namespace

@@ -16,10 +16,6 @@ namespace velmora {
 
 namespace {
 
-constexpr Colour hsb(double degrees, double saturation, double brightness) {
-  return Colour::hsba(degrees / 360.0, saturation, brightness);
-}
-
 // The zone colours, highest or fastest first. A zone past the end of its
 // table, or before its start, takes the table's last colour.
 constexpr Colour kRestingZones[] = {

@@ -14,8 +14,8 @@
 namespace velmora::binary_plist {
 
 inline bool looksBinary(std::span<const std::uint8_t> bytes) {
-  static constexpr std::uint8_t kMagic[] = {'b', 'p', 'l', 'i', 's', 't'};
-  return bytes.size() >= sizeof kMagic && std::equal(std::begin(kMagic), std::end(kMagic), bytes.begin());
+  static constexpr std::uint8_t kSignature[] = {'b', 'p', 'l', 'i', 's', 't'};
+  return bytes.size() >= sizeof kSignature && std::equal(std::begin(kSignature), std::end(kSignature), bytes.begin());
 }
 
 // Reads every object reachable from the top one. Nothing in the file is

@@ -8,17 +8,9 @@
 #include <cstdint>
 #include <memory>
 
+#include "text/IcuText.h"
+
 namespace velmora {
-
-namespace {
-
-std::string toUtf8(const icu::UnicodeString& s) {
-  std::string out;
-  s.toUTF8String(out);
-  return out;
-}
-
-}  // namespace
 
 // Each of the two forms is set up when first needed.
 struct IsoDateFormatter::Formats {
@@ -76,7 +68,7 @@ std::string IsoDateFormatter::format(Date date) const {
   const std::unique_ptr<icu::SimpleDateFormat>& format = inZone ? local : utc;
   icu::UnicodeString out;
   format->format(millis, out);
-  return toUtf8(out);
+  return icutext::toUtf8(out);
 }
 
 std::string formatIsoDate(Date date, std::string_view timeZone) { return IsoDateFormatter(timeZone).format(date); }

@@ -10,6 +10,7 @@
 #include <optional>
 #include <vector>
 
+#include "text/IcuText.h"
 #include "values/SaturatingCast.h"
 
 namespace velmora {
@@ -24,12 +25,6 @@ struct Conversion {
   std::string length;  // "", "hh", "h", "l", "ll", "q", "L", "z", "t", "j"
   char type = 0;
 };
-
-std::string toUtf8(const icu::UnicodeString& s) {
-  std::string out;
-  s.toUTF8String(out);
-  return out;
-}
 
 // The whole number an integer conversion prints. For a number where a whole
 // one was asked for (the varargs would hold a double where printf reads an
@@ -269,22 +264,22 @@ std::string localizedStringWithFormat(std::string_view localeId, std::string_vie
   UErrorCode status = U_ZERO_ERROR;
   const icu::DecimalFormatSymbols symbols(icu::Locale::createCanonical(std::string(localeId).c_str()), status);
   const std::string separator =
-      U_SUCCESS(status) ? toUtf8(symbols.getSymbol(icu::DecimalFormatSymbols::kDecimalSeparatorSymbol)) : ".";
+      U_SUCCESS(status) ? icutext::toUtf8(symbols.getSymbol(icu::DecimalFormatSymbols::kDecimalSeparatorSymbol)) : ".";
   return formatWith(format, args, &separator);
 }
 
 std::string uppercaseString(std::string_view text) {
-  return toUtf8(icu::UnicodeString::fromUTF8(text).toUpper(icu::Locale::getRoot()));
+  return icutext::toUtf8(icu::UnicodeString::fromUTF8(text).toUpper(icu::Locale::getRoot()));
 }
 
 std::string lowercaseString(std::string_view text) {
-  return toUtf8(icu::UnicodeString::fromUTF8(text).toLower(icu::Locale::getRoot()));
+  return icutext::toUtf8(icu::UnicodeString::fromUTF8(text).toLower(icu::Locale::getRoot()));
 }
 
 std::string capitalizedString(std::string_view text) {
   // Title-casing by word boundaries: the first cased letter of each word goes
   // upper case, the rest of the word lower case; "today's" stays one word.
-  return toUtf8(icu::UnicodeString::fromUTF8(text).toTitle(nullptr, icu::Locale::getRoot()));
+  return icutext::toUtf8(icu::UnicodeString::fromUTF8(text).toTitle(nullptr, icu::Locale::getRoot()));
 }
 
 std::string replacingOccurrences(std::string_view text, std::string_view target, std::string_view replacement) {

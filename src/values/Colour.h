@@ -36,4 +36,10 @@ struct Colour {
   friend bool operator==(const Colour&, const Colour&) = default;
 };
 
+// An opaque colour from its hue in degrees, as the interface's colours are
+// written, its saturation and its brightness.
+constexpr Colour hsb(double degrees, double saturation, double brightness) {
+  return Colour::hsba(degrees / 360.0, saturation, brightness);
+}
+
 }  // namespace velmora

@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <functional>
-#include <limits>
 #include <numbers>
 #include <optional>
 #include <string>
@@ -12,6 +11,7 @@
 #include "graphics/SleepMetricsGraphics.h"
 #include "palette/Pallet.h"
 #include "support/GraphicsAccess.h"
+#include "support/Numbers.h"
 #include "support/Pixels.h"
 #include "support/TestEnvironment.h"
 
@@ -19,11 +19,10 @@ namespace velmora {
 namespace {
 
 using testing::Graphics;
+using testing::kInff;
+using testing::kNaNf;
 using testing::near;
 using testing::pixelAt;
-
-constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-constexpr float kInf = std::numeric_limits<float>::infinity();
 
 using Draw = ImageRef (SleepMetricsGraphics::*)(float, const MetricDictionary&);
 constexpr Draw kSpO2 = &SleepMetricsGraphics::drawSpO2GaugeWithSize;
@@ -44,9 +43,9 @@ double stars(double s) { return degreesOf(s / 7); }
 // The drift of the average bedtime in minutes, band by band and at the edges between them.
 TEST(GaugeTest, BedtimeDriftInStars) {
   const std::pair<float, float> drifts[] = {
-      {-200, 0}, {-112.5f, 0.5f}, {-90, 1},     {-60, 1 + 30 / 45.0f}, {-45, 2}, {-30, 2.5f},    {-15, 3}, {0, 3.5f},
-      {15, 4},   {30, 4.5f},      {45, 5},      {67.5f, 5.5f},         {90, 6},  {112.5f, 6.5f}, {135, 7}, {136, 7},
-      {kInf, 7}, {-kInf, 0},      {kNaN, 3.5f},
+      {-200, 0},  {-112.5f, 0.5f}, {-90, 1},      {-60, 1 + 30 / 45.0f}, {-45, 2}, {-30, 2.5f},    {-15, 3}, {0, 3.5f},
+      {15, 4},    {30, 4.5f},      {45, 5},       {67.5f, 5.5f},         {90, 6},  {112.5f, 6.5f}, {135, 7}, {136, 7},
+      {kInff, 7}, {-kInff, 0},     {kNaNf, 3.5f},
   };
   for (const auto& [minutes, s] : drifts) EXPECT_FLOAT_EQ(consistencyStarsForTrend(minutes), s) << minutes;
 }

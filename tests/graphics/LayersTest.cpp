@@ -52,9 +52,9 @@ int differingPixels(const ImageRef& a, const ImageRef& b) {
 
 const Date kBedtime = testing::isoDate("2025-01-06T22:30:00+01:00");
 const Date kWaketime = testing::isoDate("2025-01-07T06:45:00+01:00");
-const MetricDictionary kSpO2{{"averageSpO2", Value::number(95.6f)}, {"minSpO2", Value::number(91.0f)},
-                             {"maxSpO2", Value::number(99.0f)},     {"averageSpO27", Value::number(96.1f)},
-                             {"minSpO27", Value::number(90.0f)},    {"maxSpO27", Value::number(99.0f)}};
+const MetricDictionary kSpO2Night{{"averageSpO2", Value::number(95.6f)}, {"minSpO2", Value::number(91.0f)},
+                                  {"maxSpO2", Value::number(99.0f)},     {"averageSpO27", Value::number(96.1f)},
+                                  {"minSpO27", Value::number(90.0f)},    {"maxSpO27", Value::number(99.0f)}};
 
 using DrawWith = std::function<ImageRef(Graphics&, float round)>;
 struct Kind {
@@ -82,7 +82,7 @@ const Kind kKinds[] = {
      }},
     {"sleep rings, accessory",
      [](Graphics& g, float) { return g.drawSleepRingsWithSize(260, 0.9f, 1.2f, 0.7f, 1.05f, 0.87f, true); }},
-    {"blood-oxygen gauge", [](Graphics& g, float) { return g.drawSpO2GaugeWithSize(280, kSpO2); }},
+    {"blood-oxygen gauge", [](Graphics& g, float) { return g.drawSpO2GaugeWithSize(280, kSpO2Night); }},
     {"breathing-rate gauge",
      [](Graphics& g, float round) {
        return g.drawRespRateGaugeWithSize(280, {{"averageRespRate", Value::number(12.0f + 2.0f * round)}});

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <numbers>
 #include <optional>
 #include <string>
@@ -12,6 +11,7 @@
 #include "palette/Pallet.h"
 #include "store/UserDefaults.h"
 #include "support/GraphicsAccess.h"
+#include "support/Numbers.h"
 #include "support/Pixels.h"
 #include "support/TestEnvironment.h"
 
@@ -19,12 +19,12 @@ namespace velmora {
 namespace {
 
 using testing::Graphics;
+using testing::kInff;
+using testing::kNaNf;
+using testing::kWhite;
 using testing::near;
 using testing::onDial;
 using testing::pixelAt;
-
-constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-constexpr RGBA kWhite{1, 1, 1, 1};
 
 // 2025-01-06 at hh:mm in Berlin (UTC+1 in January), drawing at scale 2.
 struct ClockEnvironment : testing::TestEnvironment {
@@ -44,7 +44,7 @@ std::optional<Date> clockTime(const char* hhmm) {
 TEST(SleepMetricsGraphicsTest, TipShadowsFollowTheRingsEndRound) {
   const std::pair<float, std::pair<double, double>> cases[] = {
       {0.25f, {2, 2}}, {0.2501f, {-1, 1}}, {0.5f, {-1, 1}}, {0.51f, {-1, -1}}, {0.75f, {-1, -1}},
-      {0.76f, {2, 0}}, {1.0f, {2, 0}},     {1.2f, {2, 2}},  {2.5f, {2, 0}},    {kNaN, {2, 0}}};
+      {0.76f, {2, 0}}, {1.0f, {2, 0}},     {1.2f, {2, 2}},  {2.5f, {2, 0}},    {kNaNf, {2, 0}}};
   for (const auto& [percent, offset] : cases)
     EXPECT_EQ(SleepMetricsGraphics::getShadowForPercent(percent), offset) << "percent " << percent;
 }
@@ -107,14 +107,14 @@ TEST(BedClockTest, PaintsEachLayerWhereTheTimesPutIt) {
 
 // --- Recharge: ring width 25 above 100 points (else 5); outer radius half - w + 1, inner half - 2w - 1 ---
 
-enum Ring { kSleep, kBank, kRingTrack, kGoalHour, kWhiteRing };
+enum RechargeRing { kSleepRing, kBankRing, kRingTrack, kGoalHour, kWhiteRing };
 constexpr const char* kRingNames[] = {"sleep", "bank", "track", "goal hour", "white"};
 
 struct RechargeCase {
   float size, sleep, bank;
   bool outer;   // which ring to look at
   double turn;  // where on it
-  Ring expect;
+  RechargeRing expect;
   double fromMiddle = 0;  // how far out from the middle of the ring
 };
 
@@ -124,15 +124,15 @@ struct RechargeCase {
 // on the stub (size 100 has no marks to cover it).
 TEST(RechargeTest, PaintsEachRingAsFarAsItsValue) {
   const RechargeCase cases[] = {
-      {280, 0.5f, 0.3f, true, 0.3, kSleep},         {280, 0.5f, 0.3f, true, 0.7, kRingTrack},
-      {280, 0.5f, 0.3f, true, 0.56, kGoalHour},     {280, 0.5f, 0.3f, false, 0.6, kRingTrack},
-      {280, 0.5f, 0.3f, true, 0.3, kSleep, -11.5},  {280, 0.5f, 0.3f, true, 0.3, kSleep, 11.5},
-      {280, 0.5f, 0.3f, false, 0.15, kBank, -11.5}, {280, 0.5f, 0.3f, false, 0.15, kBank, 11.5},
-      {280, 1.2f, 1.5f, true, 0.6, kSleep},         {280, 1.2f, 1.5f, true, 0.95, kSleep},
-      {280, 1.2f, 1.5f, false, 0.8, kBank},         {200, 0.93f, 0.9f, true, 0.5, kWhiteRing},
-      {200, 0.93f, 0.9f, false, 0.5, kWhiteRing},   {100, 0.0f, 0.5f, true, 0.011, kSleep},
-      {100, kNaN, 0.5f, true, 0.011, kSleep},       {100, 0.0f, 0.5f, true, 0.3, kGoalHour},
-      {100, 0.5f, 0.0f, false, 0.0125, kBank},      {100, 0.5f, -1.0f, false, 0.0125, kBank},
+      {280, 0.5f, 0.3f, true, 0.3, kSleepRing},         {280, 0.5f, 0.3f, true, 0.7, kRingTrack},
+      {280, 0.5f, 0.3f, true, 0.56, kGoalHour},         {280, 0.5f, 0.3f, false, 0.6, kRingTrack},
+      {280, 0.5f, 0.3f, true, 0.3, kSleepRing, -11.5},  {280, 0.5f, 0.3f, true, 0.3, kSleepRing, 11.5},
+      {280, 0.5f, 0.3f, false, 0.15, kBankRing, -11.5}, {280, 0.5f, 0.3f, false, 0.15, kBankRing, 11.5},
+      {280, 1.2f, 1.5f, true, 0.6, kSleepRing},         {280, 1.2f, 1.5f, true, 0.95, kSleepRing},
+      {280, 1.2f, 1.5f, false, 0.8, kBankRing},         {200, 0.93f, 0.9f, true, 0.5, kWhiteRing},
+      {200, 0.93f, 0.9f, false, 0.5, kWhiteRing},       {100, 0.0f, 0.5f, true, 0.011, kSleepRing},
+      {100, kNaNf, 0.5f, true, 0.011, kSleepRing},      {100, 0.0f, 0.5f, true, 0.3, kGoalHour},
+      {100, 0.5f, 0.0f, false, 0.0125, kBankRing},      {100, 0.5f, -1.0f, false, 0.0125, kBankRing},
       {100, 0.5f, 0.0f, false, 0.2, kRingTrack},
   };
   for (const RechargeCase& c : cases) {
@@ -189,13 +189,12 @@ TEST(RechargeTest, ShadesEveryOtherWholeGoalHour) {
 // Under a CTest time limit: one shaded arc per goal hour once took seconds for a goal of 1e5 and never ended for 1e9.
 
 TEST(RechargeBounded, AnyGoalShadesItsHoursOrWhatTheyAverageTo) {
-  constexpr float kInf = std::numeric_limits<float>::infinity();
   const struct {
     float goal;
     double shadedShare;  // of the track: goal hours finer than a pixel average to half
   } goals[] = {{1e5f, 0.5}, {1e6f, 0.5}, {1e9f, 0.5}, {3e38f, 0.5}, {static_cast<float>(1e308), 0},
-               {kNaN, 0},   {kInf, 0},   {-kInf, 1}};  // below four hours: eight
-  const float fractions[] = {kNaN, kInf, -kInf, static_cast<float>(1e308), 3e38f, 0.0f};
+               {kNaNf, 0},  {kInff, 0},  {-kInff, 1}};  // below four hours: eight
+  const float fractions[] = {kNaNf, kInff, -kInff, static_cast<float>(1e308), 3e38f, 0.0f};
   for (const auto& g : goals) {
     ClockEnvironment env;
     testing::putShared(env, "velmoraConfig", Value(MetricDictionary{{"requiredHours", Value::number(g.goal)}}));

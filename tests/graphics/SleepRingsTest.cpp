@@ -10,6 +10,7 @@
 #include "graphics/SleepMetricsGraphics.h"
 #include "palette/Pallet.h"
 #include "support/GraphicsAccess.h"
+#include "support/Numbers.h"
 #include "support/Pixels.h"
 #include "support/TestEnvironment.h"
 
@@ -17,13 +18,13 @@ namespace velmora {
 namespace {
 
 using testing::Graphics;
+using testing::kInff;
+using testing::kNaNf;
+using testing::kWhite;
 using testing::near;
 using testing::onDial;
 using testing::pixelAt;
 
-constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-constexpr float kInf = std::numeric_limits<float>::infinity();
-constexpr RGBA kWhite{1, 1, 1, 1};
 constexpr RGBA kClear{0, 0, 0, 0};
 
 // At 280 points the rings' middles lie at 121, 99, 77 and 55 points from the centre, outside in.
@@ -108,7 +109,7 @@ TEST_F(SleepRingsTest, EachRingIsColouredForItsFractionAsFarAsItGoes) {
 // However small or meaningless its fraction, a ring is drawn as its floor: a stub at 12 o'clock with
 // its round ends (and glyph), never the near-full circle a fraction short of the start would sweep.
 TEST_F(SleepRingsTest, FloorsLeaveEveryRingAStub) {
-  for (const float value : {0.0f, 0.005f, -1.0f, kNaN, -kInf}) {
+  for (const float value : {0.0f, 0.005f, -1.0f, kNaNf, -kInff}) {
     const Rings r{{value, value, value, value}};
     const ImageRef image = draw(r);
     ASSERT_TRUE(image);
@@ -155,7 +156,7 @@ TEST_F(SleepRingsTest, StagesChangeOnlyTheQualityGlyph) {
 TEST_F(SleepRingsTest, TheRatingBringsTheDiscArcAndNumber) {
   const Point belowNumber{140, 140 + 30};
   const auto tinted = [this](const RGBA& p) { return near(p, graphics.pallet().highTintColour().rgba(), 0.1); };
-  for (const float rating : {0.0f, -0.5f, kNaN}) {
+  for (const float rating : {0.0f, -0.5f, kNaNf}) {
     const ImageRef image = draw({{0.5f, 0.5f, 0.5f, 0.5f}, rating});
     ASSERT_TRUE(image);
     EXPECT_TRUE(near(pixelAt(*image, belowNumber), kClear, 0.01)) << rating;
@@ -200,7 +201,7 @@ class WholeCircles : public SleepRingsTest, public ::testing::WithParamInterface
 
 TEST_P(WholeCircles, RingsBeyondAnyTarget) {
   const float value = GetParam();
-  const ImageRef image = draw({{0.5f, value, kNaN, 0.5f}, value});
+  const ImageRef image = draw({{0.5f, value, kNaNf, 0.5f}, value});
   ASSERT_TRUE(image);
   for (const double turn : {0.25, 0.5, 0.75})
     EXPECT_TRUE(near(pixelAt(*image, onDial(280, kRadius280[kQuality], turn)), charge(value), 0.02)) << turn;
@@ -209,7 +210,7 @@ TEST_P(WholeCircles, RingsBeyondAnyTarget) {
       << "the rating's arc";
 }
 
-INSTANTIATE_TEST_SUITE_P(Huge, WholeCircles, ::testing::Values(1e38f, std::numeric_limits<float>::max(), kInf));
+INSTANTIATE_TEST_SUITE_P(Huge, WholeCircles, ::testing::Values(1e38f, std::numeric_limits<float>::max(), kInff));
 
 }  // namespace
 }  // namespace velmora

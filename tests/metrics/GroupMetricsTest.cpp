@@ -10,14 +10,13 @@ namespace velmora {
 namespace {
 
 using testing::isoDate;
+using testing::kAfternoon;
 using testing::putBankNights;
 using testing::putShared;
 using testing::sharedStore;
 using testing::textOf;
 
-// Wednesday 8 January 2025, 15:00 in Berlin: the current night began on the
-// 7th at 21:00 and ends on the morning of the 8th, the last of the seven nights.
-constexpr const char* kAfternoon = "2025-01-08T15:00:00+01:00";
+// At kAfternoon the current night ends on the morning of the 8th, the last of the seven nights.
 constexpr double kOut = -2;  // a night with no entry at all
 
 using Nights = std::array<double, 7>;

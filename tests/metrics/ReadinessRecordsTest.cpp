@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "metrics/GroupMetrics.h"
+#include "support/Numbers.h"
 #include "support/StoreRecords.h"
 #include "support/TestEnvironment.h"
 
@@ -10,15 +11,13 @@ namespace velmora {
 namespace {
 
 using testing::isoDate;
+using testing::kAfternoon;
 using testing::keysOf;
+using testing::kNaN;
+using testing::kTonight;
 using testing::putShared;
 using testing::TestEnvironment;
 using testing::textOf;
-
-// Wednesday 8 January 2025, 15:00 in Berlin: the current night began on the 7th at 21:00 and is keyed the 8th.
-constexpr const char* kAfternoon = "2025-01-08T15:00:00+01:00";
-constexpr const char* kTonight = "20250108";
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 struct Night {
   double hrv, hrvBaseline, waking, wakingBaseline;

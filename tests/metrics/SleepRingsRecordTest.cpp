@@ -2,17 +2,19 @@
 
 #include <array>
 #include <cmath>
-#include <limits>
 #include <optional>
 #include <string>
 
 #include "metrics/GroupMetrics.h"
+#include "support/Numbers.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {
 namespace {
 
 using testing::isoDate;
+using testing::kInff;
+using testing::kNaNf;
 using testing::sharedStore;
 using testing::textOf;
 
@@ -54,7 +56,6 @@ class SleepRingsRecordTest : public ::testing::Test {
 // none floored, so 1 + 1 + 1 + 0.99 rates 0.9975, spoken as 100 %) and the spoken summary; a goal below four hours
 // reads as eight.
 TEST_F(SleepRingsRecordTest, FractionsRatingAndSpokenSummary) {
-  constexpr float kInf = std::numeric_limits<float>::infinity(), kNaN = std::numeric_limits<float>::quiet_NaN();
   constexpr const char* kKeys[] = {"ringSleepPercent", "ringQualityPercent", "ringDeepPercent", "ringBPMPercent",
                                    "sleepRating"};
   const struct {
@@ -84,11 +85,11 @@ TEST_F(SleepRingsRecordTest, FractionsRatingAndSpokenSummary) {
        "1 sleep ring closed. Today's sleep rating is 25%."},
       // Numbers out of bounds.
       {{"1e39|NaN|-inf", "1e39|x|-1", Value("lots"), Value::real(1e308)},
-       {0, kInf, 0, 0, 0.25f},
+       {0, kInff, 0, 0, 0.25f},
        "1 sleep ring closed. Today's sleep rating is 25%."},
       // Sleep and goal both beyond a float: the sleep ring is no number, and so is the rating.
       {{"1e39|NaN|-inf", "", Value::real(1e308), Value::real(1e308)},
-       {kNaN, kInf, 0, 0, kNaN},
+       {kNaNf, kInff, 0, 0, kNaNf},
        "1 sleep ring closed. Today's sleep rating is nan%."},
   };
   for (const auto& c : cases) {

@@ -1,25 +1,20 @@
 #include <gtest/gtest.h>
 
-#include <limits>
-
 #include "metrics/GroupMetrics.h"
+#include "support/Numbers.h"
 #include "support/StoreRecords.h"
 #include "support/TestEnvironment.h"
 
 namespace velmora {
 namespace {
 
+using testing::kAfternoon;
 using testing::keysOf;
+using testing::kInf;
+using testing::kNaN;
+using testing::kTonight;
 using testing::TestEnvironment;
 using testing::textOf;
-
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
-
-// Wednesday 8 January 2025, 15:00 in Berlin: the current night began on the 7th at 21:00, so its summaries
-// carry the key of the 8th.
-constexpr const char* kAfternoon = "2025-01-08T15:00:00+01:00";
-constexpr const char* kTonight = "20250108";
 
 // The same summary for blood oxygen and breathing.
 void putBank(const Environment& env, const testing::VitalSummary& values, Value today = Value::real(36.5),

@@ -8,10 +8,6 @@
 namespace velmora {
 namespace {
 
-constexpr Colour hsb(double degrees, double saturation, double brightness) {
-  return Colour::hsba(degrees / 360.0, saturation, brightness);
-}
-
 Layer named(const char* name) {
   Layer layer;
   layer.name = name;

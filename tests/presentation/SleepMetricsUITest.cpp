@@ -15,13 +15,13 @@ namespace {
 
 using testing::imageWidth;
 using testing::isoDate;
+using testing::kAfternoon;
 using testing::keysOf;
 using testing::putShared;
 using testing::sharedStore;
 using testing::TestEnvironment;
 using testing::textOf;
 
-constexpr const char* kAfternoon = "2025-01-08T15:00:00+01:00";
 // Last night's watch record against a goal of `goal` hours (none when NaN is meant to be read as missing).
 void putWatch(const Environment& env, double sleep, double bank, std::optional<double> goal = 8) {
   MetricDictionary config;

@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "store/PropertyList.h"
+
 // Python's property-list library, through tests/store/plist_tool.py: a
 // second, independent writer and reader of the files the store keeps.
 namespace velmora::testing {
@@ -43,6 +45,9 @@ class PlistToolRun {
  private:
   FILE* pipe_;
 };
+
+// The tool's name for a format, which also names the cases of a test run in each.
+inline std::string formatName(PlistFormat format) { return format == PlistFormat::Binary ? "binary" : "xml"; }
 
 inline std::string runPlistTool(const std::vector<std::string>& args) { return PlistToolRun(args).finish(); }
 

@@ -13,6 +13,7 @@
 namespace velmora {
 namespace {
 
+using testing::formatName;
 using testing::readBytes;
 using testing::runPlistTool;
 using testing::TempDir;
@@ -28,8 +29,6 @@ MetricDictionary parseDictionary(std::span<const std::uint8_t> bytes) {
 }
 
 bool sameBits(double a, double b) { return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b); }
-
-std::string formatName(PlistFormat format) { return format == PlistFormat::Binary ? "binary" : "xml"; }
 
 // ---- files written by another writer ---------------------------------------
 

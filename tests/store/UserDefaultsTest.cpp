@@ -20,12 +20,11 @@
 namespace velmora {
 namespace {
 
+using testing::formatName;
 using testing::readBytes;
 using testing::runPlistTool;
 using testing::writeBytes;
 using testing::writeText;
-
-std::string formatName(PlistFormat format) { return format == PlistFormat::Binary ? "binary" : "xml"; }
 
 bool isBinaryFile(const std::filesystem::path& path) {
   const auto bytes = readBytes(path);

@@ -24,6 +24,9 @@ Rect inkBounds(const Image& image, Rect box, const std::function<bool(const RGBA
 Rect lightBounds(const Image& image, Rect box);
 Rect tintBounds(const Image& image, Rect box, const RGBA& tint);
 
+// Opaque white, as pixelAt reads it.
+inline constexpr RGBA kWhite{1, 1, 1, 1};
+
 // `over` painted on `under`, both straight colours.
 RGBA composite(const RGBA& over, const RGBA& under);
 

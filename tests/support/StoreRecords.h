@@ -11,6 +11,11 @@ namespace velmora::testing {
 
 // Records as the main app leaves them in the SharedStore, for runs on Wednesday 8 January 2025.
 
+// Wednesday 8 January 2025, 15:00 in Berlin: the current night began on the 7th at 21:00 and ends on the
+// morning of the 8th, so its summaries carry the key of the 8th.
+inline constexpr const char* kAfternoon = "2025-01-08T15:00:00+01:00";
+inline constexpr const char* kTonight = "20250108";
+
 // A night's readiness (or fuel) summary: the HRV and the waking heart rate with their baselines, under a night key.
 Value readinessSummary(double hrv, double hrvBaseline, double waking, double wakingBaseline,
                        std::string_view key = "20250108");

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+// Text as the system keeps it (UTF-8) to and from ICU's strings (UTF-16).
 namespace velmora::icutext {
 
 inline std::string toUtf8(const icu::UnicodeString& s) {
