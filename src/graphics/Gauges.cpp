@@ -51,14 +51,8 @@ double spO2Position(double percent) { return (percent - 80.0) / 20.0; }
 
 // The breathing rate's scale: a normal rate in the middle segments, too slow
 // or too fast in the red at either end.
-constexpr SevenSegmentColours kRespRateColours{{{{&Pallet::colourForReadyScore, 0.0f},
-                                                 {&Pallet::colourForReadyScore, 0.6f},
-                                                 {&Pallet::colourForReadyScore, 1.0f},
-                                                 {&Pallet::colourForReadyScore, 1.1f},
-                                                 {&Pallet::colourForReadyScore, 1.0f},
-                                                 {&Pallet::colourForReadyScore, 0.6f},
-                                                 {&Pallet::colourForReadyScore, 0.0f}}},
-                                               {&Pallet::colourForReadyScore, 0.0f}};
+constexpr SevenSegmentColours kRespRateColours =
+    sevenSegmentsByRule(&Pallet::colourForReadyScore, {0.0f, 0.6f, 1.0f, 1.1f, 1.0f, 0.6f, 0.0f}, 0.0f);
 
 // The bedtime's drift: keeping time is full charge, drifting either way runs down to red.
 constexpr SevenSegmentColours kConsistencyColours{{{{&Pallet::colourForReadyScore, 0.0f},
@@ -71,14 +65,8 @@ constexpr SevenSegmentColours kConsistencyColours{{{{&Pallet::colourForReadyScor
                                                   {&Pallet::colourForReadyScore, 0.0f}};
 
 // The wrist temperature's score: one colour per segment, by the score at its middle.
-constexpr SevenSegmentColours kWristTempColours{{{{&Pallet::colourForWristTempScore, 0.5f},
-                                                  {&Pallet::colourForWristTempScore, 1.5f},
-                                                  {&Pallet::colourForWristTempScore, 2.5f},
-                                                  {&Pallet::colourForWristTempScore, 3.5f},
-                                                  {&Pallet::colourForWristTempScore, 4.5f},
-                                                  {&Pallet::colourForWristTempScore, 5.5f},
-                                                  {&Pallet::colourForWristTempScore, 6.5f}}},
-                                                {&Pallet::colourForWristTempScore, 0.5f}};
+constexpr SevenSegmentColours kWristTempColours =
+    sevenSegmentsByRule(&Pallet::colourForWristTempScore, {0.5f, 1.5f, 2.5f, 3.5f, 4.5f, 5.5f, 6.5f}, 0.5f);
 
 // The drift of the average bedtime is text of its own: a little larger in widgets, raised alike in both modes.
 constexpr GaugeTextStyle kConsistencyText{24.0, 28.0, -5.1, -5.1};

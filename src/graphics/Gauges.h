@@ -23,9 +23,12 @@ namespace velmora {
 // The angle of a position on every gauge, in radians: 0 lies at -234°, 1 at +54°.
 double gaugeAngle(double position);
 
+// One of the palette's rules from a value to a colour.
+using PalletRule = Colour (Pallet::*)(float) const;
+
 // A colour by one of the palette's rules, kept as data: the rule and the value it is asked about.
 struct RatedColour {
-  Colour (Pallet::*rule)(float) const;
+  PalletRule rule;
   float value;
   Colour of(const Pallet& pallet) const { return (pallet.*rule)(value); }
 };
@@ -52,6 +55,12 @@ struct SevenSegmentColours {
   std::array<RatedColour, 7> segments;
   RatedColour endZone;
 };
+// The seven segments and the end zone all by one rule, asked about the values given.
+constexpr SevenSegmentColours sevenSegmentsByRule(PalletRule rule, const std::array<float, 7>& values, float endZone) {
+  SevenSegmentColours colours{{}, {rule, endZone}};
+  for (std::size_t s = 0; s < values.size(); ++s) colours.segments[s] = {rule, values[s]};
+  return colours;
+}
 GaugeScale sevenSegmentScale(const SevenSegmentColours& colours, const Pallet& pallet);
 // The position of a star value of 0 to 7 on that scale: s / 7, kept within the scale.
 double starsPosition(float stars);

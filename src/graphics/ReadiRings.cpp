@@ -9,14 +9,8 @@ namespace velmora {
 namespace {
 
 // From the red of no readiness through the charge colours to the blue of more than ready.
-constexpr SevenSegmentColours kReadinessColours{{{{&Pallet::colourForReadyScore, 0.0f},
-                                                  {&Pallet::colourForReadyScore, 0.6f},
-                                                  {&Pallet::colourForReadyScore, 0.75f},
-                                                  {&Pallet::colourForReadyScore, 0.9f},
-                                                  {&Pallet::colourForReadyScore, 1.1f},
-                                                  {&Pallet::colourForReadyScore, 1.3f},
-                                                  {&Pallet::colourForReadyScore, 1.6f}}},
-                                                {&Pallet::colourForReadyScore, 1.6f}};
+constexpr SevenSegmentColours kReadinessColours =
+    sevenSegmentsByRule(&Pallet::colourForReadyScore, {0.0f, 0.6f, 0.75f, 0.9f, 1.1f, 1.3f, 1.6f}, 1.6f);
 
 // The fuel pump sits a little lower and smaller than the readiness figure.
 constexpr GaugeIconSquare kFuelIconSquare{-18.0, 28.0, 40.0};

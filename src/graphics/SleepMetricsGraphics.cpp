@@ -2,28 +2,15 @@
 
 #include <numbers>
 
-#include "format/FormatTools.h"
 #include "palette/Pallet.h"
 #include "store/UserDefaults.h"
 
 namespace velmora {
 
-SleepMetricsGraphics::SleepMetricsGraphics(RunCaches& caches) : caches_(caches), env_(caches.environment()) {}
+SleepMetricsGraphics::SleepMetricsGraphics(RunCaches& caches) : MetricSources(caches) {}
 SleepMetricsGraphics::~SleepMetricsGraphics() = default;
 
-void SleepMetricsGraphics::openStore() {
-  if (!groupPrefs_) groupPrefs_ = UserDefaults::suite(env_, Environment::kSharedSuite);
-}
-
-FormatTools& SleepMetricsGraphics::formatTools() {
-  if (!formatTools_) formatTools_ = std::make_unique<FormatTools>(env_);
-  return *formatTools_;
-}
-
-Pallet& SleepMetricsGraphics::pallet() {
-  if (!pallet_) pallet_ = std::make_unique<Pallet>(caches_);
-  return *pallet_;
-}
+Pallet& SleepMetricsGraphics::pallet() { return pallet_.get(caches_); }
 
 double SleepMetricsGraphics::radians(double degrees) { return degrees / 180.0 * std::numbers::pi; }
 

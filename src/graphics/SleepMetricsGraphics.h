@@ -1,22 +1,20 @@
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "drawing/RunCaches.h"
+#include "metrics/MetricSources.h"
 #include "values/Colour.h"
 #include "values/Date.h"
-#include "values/Environment.h"
+#include "values/Lazy.h"
 #include "values/Value.h"
 
 namespace velmora {
 
-class FormatTools;
 class Pallet;
-class UserDefaults;
 struct Gauge;
 
 // The drawing side of the metric presentation: every metric image is drawn
@@ -24,13 +22,11 @@ struct Gauge;
 // image of `size` points at the run's scale. The presentation operations
 // (SleepMetricsUI) build on it and share its lazily created collaborators
 // and its two widget flags.
-class SleepMetricsGraphics {
+class SleepMetricsGraphics : protected MetricSources {
  public:
   // Keeps a reference to the run's caches, which must outlive it.
   explicit SleepMetricsGraphics(RunCaches& caches);
   virtual ~SleepMetricsGraphics();
-  SleepMetricsGraphics(const SleepMetricsGraphics&) = delete;
-  SleepMetricsGraphics& operator=(const SleepMetricsGraphics&) = delete;
 
   // --- Shared drawing functions ----------------------------------------------------
 
@@ -85,19 +81,13 @@ class SleepMetricsGraphics {
     widgetMode_ = widget;
     widgetAccessoryMode_ = accessory;
   }
-  void openStore();
-  FormatTools& formatTools();
+  // Made by the first drawing that needs it, before any colour is asked for.
   Pallet& pallet();
   // The one drawing of every gauge (graphics/Gauges.h).
   ImageRef drawGauge(float size, const Gauge& gauge);
 
-  RunCaches& caches_;
-  const Environment& env_;
-  std::shared_ptr<UserDefaults> groupPrefs_;
-  std::unique_ptr<FormatTools> formatTools_;
-  std::unique_ptr<Pallet> pallet_;
-
  private:
+  Lazy<Pallet> pallet_;
   bool widgetMode_ = false;
   bool widgetAccessoryMode_ = false;
 };

@@ -29,17 +29,8 @@ std::int64_t bankNightHour(const MetricDictionary& bank) {
 
 }  // namespace
 
-GroupMetrics::GroupMetrics(RunCaches& caches) : caches_(caches), env_(caches.environment()) {}
+GroupMetrics::GroupMetrics(RunCaches& caches) : MetricSources(caches) {}
 GroupMetrics::~GroupMetrics() = default;
-
-void GroupMetrics::openStore() {
-  if (!groupPrefs_) groupPrefs_ = UserDefaults::suite(env_, Environment::kSharedSuite);
-}
-
-FormatTools& GroupMetrics::formatTools() {
-  if (!formatTools_) formatTools_ = std::make_unique<FormatTools>(env_);
-  return *formatTools_;
-}
 
 GroupMetrics::StoredDictionary GroupMetrics::storedDictionary(std::string_view key) const {
   return StoredDictionary(groupPrefs_ ? groupPrefs_->objectForKey(key) : std::nullopt);
@@ -99,7 +90,8 @@ bool GroupMetrics::watchDictIsValid() {
 
 bool GroupMetrics::shouldReportPreviousDay() {
   const std::int64_t nightHour = configNightHour();
-  const int hour = formatTools_ ? formatTools_->currentHour(env_.now) : 0;
+  FormatTools* tools = formatTools_.ifMade();
+  const int hour = tools ? tools->currentHour(env_.now) : 0;
   return nightHour >= 1 && hour >= nightHour;
 }
 

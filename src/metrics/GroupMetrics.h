@@ -1,33 +1,28 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "drawing/RunCaches.h"
+#include "metrics/MetricSources.h"
 #include "text/StringFormat.h"
-#include "values/Environment.h"
 #include "values/Value.h"
 
 namespace velmora {
 
-class FormatTools;
-class UserDefaults;
 struct VitalSignVocabulary;
 
 // The metric records computed from what the main app leaves in the
 // SharedStore: the configuration lookups, the night boundaries, and the
 // sleep bank. The store handle and the formatting tools are opened on first
 // use by the request methods and kept for the object's life.
-class GroupMetrics {
+class GroupMetrics : private MetricSources {
  public:
   // Keeps a reference to the run's caches, which must outlive it.
   explicit GroupMetrics(RunCaches& caches);
   ~GroupMetrics();
-  GroupMetrics(const GroupMetrics&) = delete;
-  GroupMetrics& operator=(const GroupMetrics&) = delete;
 
   // --- Store access and configuration -----------------------------------------
 
@@ -94,8 +89,6 @@ class GroupMetrics {
   // Whether a summary's day key names the current night.
   bool isOfCurrentNight(const std::string* key, const MetricDictionary& bank);
   std::optional<MetricDictionary> vitalSignRecord(const VitalSignVocabulary& vocabulary);
-  void openStore();
-  FormatTools& formatTools();
   // "nightHour" of the configuration, truncated; 21 when absent or negative.
   std::int64_t configNightHour();
   // A dictionary of the store, shared with the store's copy rather than copied
@@ -113,11 +106,6 @@ class GroupMetrics {
   StoredDictionary storedDictionary(std::string_view key) const;
   std::string sleepBankPasteItem(const FormatArg& bedTime, const FormatArg& wakeTime, double hoursUntilBed,
                                  double forecastHours);
-
-  RunCaches& caches_;
-  const Environment& env_;
-  std::shared_ptr<UserDefaults> groupPrefs_;
-  std::unique_ptr<FormatTools> formatTools_;
 };
 
 }  // namespace velmora

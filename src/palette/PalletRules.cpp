@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <span>
 #include <string>
 
 #include "palette/Pallet.h"
@@ -17,6 +18,29 @@ namespace {
 
 constexpr Colour hsb(double degrees, double saturation, double brightness) {
   return Colour::hsba(degrees / 360.0, saturation, brightness);
+}
+
+// The zone colours, highest or fastest first. A zone past the end of its
+// table, or before its start, takes the table's last colour.
+constexpr Colour kRestingZones[] = {
+    hsb(357, 0.8, 1.0),    // elevated
+    hsb(270, 0.4, 0.67),   // high
+    hsb(207, 0.75, 0.92),  // above normal
+    hsb(354, 0.4, 0.75),   // low
+    hsb(354, 0.4, 0.5),    // very low
+};
+constexpr Colour kWorkoutZones[] = {
+    hsb(357, 0.8, 1.0), hsb(357, 0.69, 0.87), hsb(44, 0.94, 0.91), hsb(139, 0.82, 0.65), hsb(171, 0.82, 0.55),
+};
+// Bolting, running, jogging, brisk, walking, mobile, active; then anything slower.
+constexpr Colour kSpeedZones[] = {
+    hsb(357, 0.8, 1.0),   hsb(357, 0.69, 0.87), hsb(44, 0.94, 0.91),  hsb(30, 0.75, 0.89),
+    hsb(139, 0.82, 0.75), hsb(139, 0.82, 0.65), hsb(139, 0.82, 0.55), hsb(139, 0.82, 0.35),
+};
+
+Colour zoneColour(std::span<const Colour> zones, int zone) {
+  return zone >= 0 && static_cast<std::size_t>(zone) < zones.size() ? zones[static_cast<std::size_t>(zone)]
+                                                                    : zones.back();
 }
 
 }  // namespace
@@ -193,35 +217,9 @@ Colour Pallet::colourForRestingBPM(float bpm) {
   return hsb(354, 0.4, 0.5);
 }
 
-Colour Pallet::colourForRestingZone(int zone) const {
-  switch (zone) {
-    case 0:
-      return hsb(357, 0.8, 1.0);
-    case 1:
-      return hsb(270, 0.4, 0.67);
-    case 2:
-      return hsb(207, 0.75, 0.92);
-    case 3:
-      return hsb(354, 0.4, 0.75);
-    default:
-      return hsb(354, 0.4, 0.5);
-  }
-}
+Colour Pallet::colourForRestingZone(int zone) const { return zoneColour(kRestingZones, zone); }
 
-Colour Pallet::colourForWorkoutZone(int zone) const {
-  switch (zone) {
-    case 0:
-      return hsb(357, 0.8, 1.0);
-    case 1:
-      return hsb(357, 0.69, 0.87);
-    case 2:
-      return hsb(44, 0.94, 0.91);
-    case 3:
-      return hsb(139, 0.82, 0.65);
-    default:
-      return hsb(171, 0.82, 0.55);
-  }
-}
+Colour Pallet::colourForWorkoutZone(int zone) const { return zoneColour(kWorkoutZones, zone); }
 
 Colour Pallet::colourForWorkoutBPM(float bpm) {
   loadPrefs();
@@ -253,26 +251,7 @@ Colour Pallet::colourForWeekBatteryChargePercent(float x) const {
   return hsb(357, 0.69, 0.7);
 }
 
-Colour Pallet::colourForSpeedZone(int zone) const {
-  switch (zone) {
-    case 0:
-      return hsb(357, 0.8, 1.0);
-    case 1:
-      return hsb(357, 0.69, 0.87);
-    case 2:
-      return hsb(44, 0.94, 0.91);
-    case 3:
-      return hsb(30, 0.75, 0.89);
-    case 4:
-      return hsb(139, 0.82, 0.75);
-    case 5:
-      return hsb(139, 0.82, 0.65);
-    case 6:
-      return hsb(139, 0.82, 0.55);
-    default:
-      return hsb(139, 0.82, 0.35);
-  }
-}
+Colour Pallet::colourForSpeedZone(int zone) const { return zoneColour(kSpeedZones, zone); }
 
 Colour Pallet::colourForEnergy(float e) const {
   if (e == -1.0f) return Colour::blackColor();  // no reading

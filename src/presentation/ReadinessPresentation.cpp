@@ -87,15 +87,9 @@ std::optional<MetricDictionary> SleepMetricsUI::requestConsistency() {
   return d;
 }
 
-ImageRef SleepMetricsUI::swiftReadinessImage() {
-  setWidgetFlags(true, false);
-  return ringsImageOrWait(requestReadiness());
-}
+ImageRef SleepMetricsUI::swiftReadinessImage() { return widgetImage(&SleepMetricsUI::requestReadiness); }
 
-ImageRef SleepMetricsUI::swiftOctaneImage() {
-  setWidgetFlags(true, false);
-  return ringsImageOrWait(requestOctane());
-}
+ImageRef SleepMetricsUI::swiftOctaneImage() { return widgetImage(&SleepMetricsUI::requestOctane); }
 
 void SleepMetricsUI::requestReadinessForSwift() {
   setWidgetFlags(true, false);

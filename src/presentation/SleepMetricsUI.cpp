@@ -20,14 +20,13 @@ constexpr double kDay = 86400.0;
 SleepMetricsUI::SleepMetricsUI(RunCaches& caches) : SleepMetricsGraphics(caches) {}
 SleepMetricsUI::~SleepMetricsUI() = default;
 
-GroupMetrics& SleepMetricsUI::groupMetrics() {
-  if (!groupMetrics_) groupMetrics_ = std::make_unique<GroupMetrics>(caches_);
-  return *groupMetrics_;
-}
+GroupMetrics& SleepMetricsUI::groupMetrics() { return groupMetrics_.get(caches_); }
 
-// The widget's image: the drawn one when there is a dictionary (none when it
-// has no image), the "WidgetWait" picture when there is no dictionary at all.
-ImageRef SleepMetricsUI::ringsImageOrWait(const std::optional<MetricDictionary>& d) const {
+// The image is the drawn one when the request gives a dictionary (none when
+// it has no image), the "WidgetWait" picture when it gives none at all.
+ImageRef SleepMetricsUI::widgetImage(Request request, bool accessory) {
+  setWidgetFlags(true, accessory);
+  const std::optional<MetricDictionary> d = (this->*request)();
   if (!d) return imageNamed(caches_, "WidgetWait");
   const Value* image = d->objectForKey("ringsImage");
   return image ? image->imageRef() : nullptr;
@@ -77,11 +76,7 @@ void SleepMetricsUI::requestLatestBedtimeForSwift() {
     publishForWidgets(*store, key, d->objectForKey(key));
 }
 
-ImageRef SleepMetricsUI::swiftBedtimeImage() {
-  setWidgetFlags(true, false);
-  const std::optional<MetricDictionary> d = requestLatestBedtime();
-  return ringsImageOrWait(d);
-}
+ImageRef SleepMetricsUI::swiftBedtimeImage() { return widgetImage(&SleepMetricsUI::requestLatestBedtime); }
 
 std::optional<MetricDictionary> SleepMetricsUI::requestSleepBankRings() {
   MetricDictionary d;
@@ -166,16 +161,10 @@ void SleepMetricsUI::requestSleepBankForSwift() {
   }
 }
 
-ImageRef SleepMetricsUI::swiftSleepBankImage() {
-  setWidgetFlags(true, false);
-  const std::optional<MetricDictionary> d = requestSleepBankRings();
-  return ringsImageOrWait(d);
-}
+ImageRef SleepMetricsUI::swiftSleepBankImage() { return widgetImage(&SleepMetricsUI::requestSleepBankRings); }
 
 ImageRef SleepMetricsUI::swiftSleepBankAccessoryImage() {
-  setWidgetFlags(true, true);
-  const std::optional<MetricDictionary> d = requestSleepBankRings();
-  return ringsImageOrWait(d);
+  return widgetImage(&SleepMetricsUI::requestSleepBankRings, true);
 }
 
 }  // namespace velmora

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <memory>
 #include <optional>
 
 #include "graphics/SleepMetricsGraphics.h"
 #include "values/Environment.h"
+#include "values/Lazy.h"
 #include "values/Value.h"
 
 namespace velmora {
@@ -76,9 +76,12 @@ class SleepMetricsUI : public SleepMetricsGraphics {
  private:
   GroupMetrics& groupMetrics();
   std::optional<MetricDictionary> readinessDisplay(const std::optional<MetricDictionary>& record);
-  ImageRef ringsImageOrWait(const std::optional<MetricDictionary>& d) const;
+  using Request = std::optional<MetricDictionary> (SleepMetricsUI::*)();
+  // What every widget image accessor does: widget mode (and accessory mode
+  // when asked) for good, then the request's image.
+  ImageRef widgetImage(Request request, bool accessory = false);
 
-  std::unique_ptr<GroupMetrics> groupMetrics_;
+  Lazy<GroupMetrics> groupMetrics_;
 };
 
 }  // namespace velmora

@@ -47,14 +47,8 @@ std::optional<MetricDictionary> SleepMetricsUI::requestQuality() {
   return d;
 }
 
-ImageRef SleepMetricsUI::swiftSleepRingsImage() {
-  setWidgetFlags(true, false);
-  return ringsImageOrWait(requestQuality());
-}
+ImageRef SleepMetricsUI::swiftSleepRingsImage() { return widgetImage(&SleepMetricsUI::requestQuality); }
 
-ImageRef SleepMetricsUI::swiftSleepRingsAccessoryImage() {
-  setWidgetFlags(true, true);
-  return ringsImageOrWait(requestQuality());
-}
+ImageRef SleepMetricsUI::swiftSleepRingsAccessoryImage() { return widgetImage(&SleepMetricsUI::requestQuality, true); }
 
 }  // namespace velmora

@@ -98,20 +98,11 @@ std::optional<MetricDictionary> SleepMetricsUI::requestWristTemp() {
   return d;
 }
 
-ImageRef SleepMetricsUI::swiftSpO2Image() {
-  setWidgetFlags(true, false);
-  return ringsImageOrWait(requestSpO2());
-}
+ImageRef SleepMetricsUI::swiftSpO2Image() { return widgetImage(&SleepMetricsUI::requestSpO2); }
 
-ImageRef SleepMetricsUI::swiftRespRateImage() {
-  setWidgetFlags(true, false);
-  return ringsImageOrWait(requestRespRate());
-}
+ImageRef SleepMetricsUI::swiftRespRateImage() { return widgetImage(&SleepMetricsUI::requestRespRate); }
 
-ImageRef SleepMetricsUI::swiftWristTempImage() {
-  setWidgetFlags(true, false);
-  return ringsImageOrWait(requestWristTemp());
-}
+ImageRef SleepMetricsUI::swiftWristTempImage() { return widgetImage(&SleepMetricsUI::requestWristTemp); }
 
 void SleepMetricsUI::requestSpO2ForSwift() {
   setWidgetFlags(true, false);

@@ -124,28 +124,29 @@ FileSnapshot readWholeFile(const std::filesystem::path& path) {
     snapshot.identity = failedLook(error);
     if (snapshot.identity.error != 0) {
       snapshot.identity = FileIdentity::of(path);  // e.g. a file we may not read: its state, for comparing
-      snapshot.error = osError("cannot open", path, error);
+      snapshot.status = Status::failure(osError("cannot open", path, error));
     }
     return snapshot;
   }
   struct stat st {};
   if (::fstat(fd.get(), &st) != 0) {
     snapshot.identity = failedLook(errno);
-    snapshot.error = osError("cannot examine", path, errno);
+    snapshot.status = Status::failure(osError("cannot examine", path, errno));
     return snapshot;
   }
   snapshot.identity = identityOf(st);
   snapshot.mode = st.st_mode & 07777;
   if (!S_ISREG(st.st_mode)) {
-    snapshot.error = path.string() + " is not a regular file";
+    snapshot.status = Status::failure(path.string() + " is not a regular file");
     return snapshot;
   }
   // The size is a hint only: read until the end, however long that is now.
   const auto size = static_cast<std::size_t>(std::max<off_t>(st.st_size, 0));
   const int error = size > kMaxInputBytes ? EFBIG : readToEnd(fd.get(), snapshot.bytes, size);
   if (error != 0) {
-    snapshot.error = error == EFBIG ? path.string() + " is larger than " + std::to_string(kMaxInputMebibytes) + " MiB"
-                                    : osError("cannot read", path, error);
+    snapshot.status = Status::failure(error == EFBIG ? path.string() + " is larger than " +
+                                                           std::to_string(kMaxInputMebibytes) + " MiB"
+                                                     : osError("cannot read", path, error));
     snapshot.bytes.clear();
   }
   return snapshot;
@@ -157,53 +158,43 @@ std::filesystem::path SidecarLock::pathFor(const std::filesystem::path& file) {
   return lock;
 }
 
-std::optional<SidecarLock> SidecarLock::acquire(const std::filesystem::path& file, std::string& error) {
+Result<SidecarLock> SidecarLock::acquire(const std::filesystem::path& file) {
   const auto path = pathFor(file);
   const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
   if (fd < 0) {
-    error = errno == ELOOP ? "the lock file " + path.string() + " is a symbolic link, which is not followed"
-                           : osError("cannot open the lock file", path, errno);
-    return std::nullopt;
+    return Status::failure(errno == ELOOP
+                               ? "the lock file " + path.string() + " is a symbolic link, which is not followed"
+                               : osError("cannot open the lock file", path, errno));
   }
+  SidecarLock lock(fd);  // closed on every way out
   struct stat st {};
-  if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
-    error = "the lock file " + path.string() + " is not a regular file";
-    ::close(fd);
-    return std::nullopt;
-  }
+  if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode))
+    return Status::failure("the lock file " + path.string() + " is not a regular file");
   while (::flock(fd, LOCK_EX) != 0) {
     if (errno == EINTR) continue;
-    error = osError("cannot lock", path, errno);
-    ::close(fd);
-    return std::nullopt;
+    return Status::failure(osError("cannot lock", path, errno));
   }
-  return SidecarLock(fd);
+  return lock;
 }
 
 SidecarLock::~SidecarLock() {
   if (fd_ >= 0) ::close(fd_);  // closing the last descriptor releases the lock
 }
 
-std::optional<FileIdentity> replaceFileAtomically(const std::filesystem::path& file,
-                                                  std::span<const std::uint8_t> bytes, mode_t mode,
-                                                  std::string& error) {
+Result<ReplacedFile> replaceFileAtomically(const std::filesystem::path& file, std::span<const std::uint8_t> bytes,
+                                           mode_t mode) {
   std::filesystem::path temporary = file;
   temporary += ".tmp";
   // Left behind by a writer that died holding the lock, if anything.
-  if (::unlink(temporary.c_str()) != 0 && errno != ENOENT) {
-    error = osError("cannot remove the stale temporary file", temporary, errno);
-    return std::nullopt;
-  }
+  if (::unlink(temporary.c_str()) != 0 && errno != ENOENT)
+    return Status::failure(osError("cannot remove the stale temporary file", temporary, errno));
 
   Descriptor fd(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
-  if (!fd.valid()) {
-    error = osError("cannot create", temporary, errno);
-    return std::nullopt;
-  }
-  auto fail = [&](std::string_view what) -> std::optional<FileIdentity> {
-    error = osError(what, temporary, errno);
+  if (!fd.valid()) return Status::failure(osError("cannot create", temporary, errno));
+  auto fail = [&](std::string_view what) {
+    Status failure = Status::failure(osError(what, temporary, errno));
     ::unlink(temporary.c_str());
-    return std::nullopt;
+    return failure;
   };
   struct stat st {};
   if (::fchmod(fd.get(), mode) != 0) return fail("cannot set the permissions of");  // past the umask
@@ -215,12 +206,14 @@ std::optional<FileIdentity> replaceFileAtomically(const std::filesystem::path& f
 
   // The rename is done; flushing the directory makes it survive a crash.
   const auto directory = file.has_parent_path() ? file.parent_path() : std::filesystem::path(".");
+  ReplacedFile replaced{identityOf(st), {}};  // renaming keeps the inode, size and modification time
   Descriptor dir(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!dir.valid() || ::fsync(dir.get()) != 0) error = osError("cannot flush the directory", directory, errno);
-  return identityOf(st);  // renaming keeps the inode, size and modification time
+  if (!dir.valid() || ::fsync(dir.get()) != 0)
+    replaced.durability = Status::failure(osError("cannot flush the directory", directory, errno));
+  return replaced;
 }
 
-std::optional<std::filesystem::path> writeTarget(const std::filesystem::path& path, std::string& error) {
+Result<std::filesystem::path> writeTarget(const std::filesystem::path& path) {
   constexpr int kMaxLinks = 40;  // as the kernel follows them
   std::filesystem::path target = path;
   for (int links = 0; links <= kMaxLinks; ++links) {
@@ -228,25 +221,18 @@ std::optional<std::filesystem::path> writeTarget(const std::filesystem::path& pa
     const auto status = std::filesystem::symlink_status(target, ec);
     if (ec || !std::filesystem::is_symlink(status)) return target;
     const std::filesystem::path next = std::filesystem::read_symlink(target, ec);
-    if (ec) {
-      error = "cannot read the symbolic link " + target.string() + ": " + ec.message();
-      return std::nullopt;
-    }
+    if (ec) return Status::failure("cannot read the symbolic link " + target.string() + ": " + ec.message());
     target = next.is_absolute() ? next : target.parent_path() / next;
   }
-  error = osError("cannot follow", path, ELOOP);
-  return std::nullopt;
+  return Status::failure(osError("cannot follow", path, ELOOP));
 }
 
-bool ensureDirectory(const std::filesystem::path& directory, std::string& error) {
-  if (directory.empty()) return true;
+Status ensureDirectory(const std::filesystem::path& directory) {
+  if (directory.empty()) return {};
   std::error_code ec;
   std::filesystem::create_directories(directory, ec);
-  if (ec) {
-    error = "cannot create the directory " + directory.string() + ": " + ec.message();
-    return false;
-  }
-  return true;
+  if (ec) return Status::failure("cannot create the directory " + directory.string() + ": " + ec.message());
+  return {};
 }
 
 }  // namespace velmora

@@ -5,10 +5,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <optional>
 #include <span>
 #include <string>
 #include <vector>
+
+#include "values/Status.h"
 
 namespace velmora {
 
@@ -51,7 +52,7 @@ struct FileSnapshot {
   FileIdentity identity;
   mode_t mode = 0;  // permission bits
   std::vector<std::uint8_t> bytes;
-  std::string error;  // why it could not be read, when it exists but could not
+  Status status;  // a failure, saying why, when it exists but could not be read
 };
 FileSnapshot readWholeFile(const std::filesystem::path& path);
 
@@ -60,11 +61,11 @@ FileSnapshot readWholeFile(const std::filesystem::path& path);
 // it, and a lock on the old inode would protect nothing.
 class SidecarLock {
  public:
-  // Creates the sidecar when needed and waits for the lock; nothing, with
-  // `error` set, when that fails. The sidecar is opened without following a
-  // symbolic link, so the lock is always a regular file beside `file` and
-  // never creates or locks a file elsewhere.
-  static std::optional<SidecarLock> acquire(const std::filesystem::path& file, std::string& error);
+  // Creates the sidecar when needed and waits for the lock; a failure when
+  // that fails. The sidecar is opened without following a symbolic link, so
+  // the lock is always a regular file beside `file` and never creates or
+  // locks a file elsewhere.
+  static Result<SidecarLock> acquire(const std::filesystem::path& file);
 
   SidecarLock(SidecarLock&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
   SidecarLock& operator=(SidecarLock&&) = delete;
@@ -83,20 +84,24 @@ class SidecarLock {
 // temporary file beside it (created with `mode`), are flushed to disk, the
 // temporary file is renamed over `file`, and the directory is flushed so the
 // rename itself survives. The caller holds the sidecar lock, which also
-// makes the fixed temporary name safe to reuse. Returns the identity of the
-// new file, or nothing with `error` set (the old file then stays as it was).
-// A new file whose directory could not be flushed is in place but may not
-// survive a power cut: it is returned, and `error` says so.
-std::optional<FileIdentity> replaceFileAtomically(const std::filesystem::path& file,
-                                                  std::span<const std::uint8_t> bytes, mode_t mode, std::string& error);
+// makes the fixed temporary name safe to reuse. A failure leaves the old
+// file as it was.
+struct ReplacedFile {
+  FileIdentity identity;  // of the new file
+  // A failure when the directory could not be flushed: the new file is in
+  // place, but may not survive a power cut.
+  Status durability;
+};
+Result<ReplacedFile> replaceFileAtomically(const std::filesystem::path& file, std::span<const std::uint8_t> bytes,
+                                           mode_t mode);
 
 // The file a write through `path` replaces: `path` itself, or, when it is a
 // symbolic link, the file at the end of its chain of links (which need not
 // exist yet), so that a linked store is written through to its target and
-// the link stays. Nothing, with `error` set, for a loop of links.
-std::optional<std::filesystem::path> writeTarget(const std::filesystem::path& path, std::string& error);
+// the link stays. A failure for a loop of links.
+Result<std::filesystem::path> writeTarget(const std::filesystem::path& path);
 
 // Creates `directory` and its parents when missing.
-bool ensureDirectory(const std::filesystem::path& directory, std::string& error);
+Status ensureDirectory(const std::filesystem::path& directory);
 
 }  // namespace velmora

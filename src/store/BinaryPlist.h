@@ -22,8 +22,9 @@ inline bool looksBinary(std::span<const std::uint8_t> bytes) {
 // trusted: every offset, count and reference is checked against the bytes,
 // cycles and nesting deeper than kMaxPlistDepth are refused (so the
 // reading recursion is never deeper), and a file that shares objects so
-// often that it would expand beyond valueBudget is refused.
-ParsedPlist read(std::span<const std::uint8_t> bytes);
+// often that it would expand beyond valueBudget is refused: the failure
+// says why.
+Result<ParsedPlist> read(std::span<const std::uint8_t> bytes);
 
 // A file whose top level is `value` (in the store's written form).
 std::vector<std::uint8_t> write(const Value& value);

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "values/Status.h"
 #include "values/Value.h"
 
 namespace velmora {
@@ -30,12 +31,12 @@ struct PlistEntry {
   std::optional<EntrySource> source;  // set: the file's own bytes are written back
 };
 
-// What a reader found in a file.
+// What a reader found in a file (a reader fails, saying why, when the bytes
+// are no property list).
 struct ParsedPlist {
   std::optional<Value> value;  // the top-level value, unless it is a dictionary
   bool isDictionary = false;   // the top level is a dictionary: see entries
   std::vector<PlistEntry> entries;
-  std::string error;  // why the bytes are no property list; then nothing else is set
   // XML only: where the top dictionary's entries begin (just past its
   // <dict> tag; 0 when it is written <dict/>), and whether <plist> wraps it.
   std::size_t entriesBegin = 0;

@@ -1,7 +1,5 @@
 #include "store/PropertyList.h"
 
-#include <unicode/unistr.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -11,101 +9,6 @@
 #include "store/XmlPlist.h"
 
 namespace velmora {
-
-// ---- helpers shared by the formats ------------------------------------------------------
-
-std::optional<Int128> int128FromDigits(std::string_view digits) {
-  const bool negative = !digits.empty() && digits[0] == '-';
-  if (negative) digits.remove_prefix(1);
-  if (digits.empty()) return std::nullopt;
-  constexpr auto kMax = static_cast<UInt128>(~UInt128{0} >> 1);  // 2^127 - 1
-  UInt128 v = 0;
-  for (char c : digits) {
-    if (c < '0' || c > '9') return std::nullopt;
-    const auto digit = static_cast<unsigned>(c - '0');
-    if (v > (kMax + (negative ? 1 : 0) - digit) / 10) return std::nullopt;
-    v = v * 10 + digit;
-  }
-  return negative ? static_cast<Int128>(~v + 1) : static_cast<Int128>(v);
-}
-
-std::string digitsOf(Int128 value) {
-  const bool negative = value < 0;
-  auto magnitude = negative ? ~static_cast<UInt128>(value) + 1 : static_cast<UInt128>(value);
-  std::string digits;
-  do {
-    digits += static_cast<char>('0' + static_cast<int>(magnitude % 10));
-    magnitude /= 10;
-  } while (magnitude != 0);
-  if (negative) digits += '-';
-  std::reverse(digits.begin(), digits.end());
-  return digits;
-}
-
-Value integerValue(Int128 value) {
-  if (value >= std::numeric_limits<std::int64_t>::min() && value <= std::numeric_limits<std::int64_t>::max())
-    return Value::integer(static_cast<std::int64_t>(value));
-  return Value::wideInteger(digitsOf(value));
-}
-
-bool isValidUtf8(std::string_view text) {
-  const auto* p = reinterpret_cast<const unsigned char*>(text.data());
-  const auto* end = p + text.size();
-  while (p < end) {
-    const unsigned char c = *p;
-    if (c < 0x80) {
-      ++p;
-      continue;
-    }
-    int length = 0;
-    unsigned char low = 0x80, high = 0xBF;  // the range of the second byte
-    if (c >= 0xC2 && c <= 0xDF) {
-      length = 2;
-    } else if (c >= 0xE0 && c <= 0xEF) {
-      length = 3;
-      if (c == 0xE0) low = 0xA0;
-      if (c == 0xED) high = 0x9F;  // no surrogates
-    } else if (c >= 0xF0 && c <= 0xF4) {
-      length = 4;
-      if (c == 0xF0) low = 0x90;
-      if (c == 0xF4) high = 0x8F;
-    } else {
-      return false;
-    }
-    if (end - p < length || p[1] < low || p[1] > high) return false;
-    for (int i = 2; i < length; ++i)
-      if (p[i] < 0x80 || p[i] > 0xBF) return false;
-    p += length;
-  }
-  return true;
-}
-
-std::string validUtf8(std::string_view text) {
-  if (isValidUtf8(text)) return std::string(text);
-  std::string valid;
-  // (A text beyond 2 GiB, which no property list holds, is cut there.)
-  const auto length = static_cast<std::int32_t>(std::min<std::size_t>(text.size(), INT32_MAX));
-  icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), length)).toUTF8String(valid);
-  return valid;
-}
-
-void appendUtf8(std::string& out, char32_t c) {
-  if (c < 0x80) {
-    out += static_cast<char>(c);
-  } else if (c < 0x800) {
-    out += static_cast<char>(0xC0 | (c >> 6));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else if (c < 0x10000) {
-    out += static_cast<char>(0xE0 | (c >> 12));
-    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else {
-    out += static_cast<char>(0xF0 | (c >> 18));
-    out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  }
-}
 
 namespace {
 
@@ -154,16 +57,12 @@ class StoredFormMaker {
  public:
   explicit StoredFormMaker(PlistFormat format) : format_(format) {}
 
-  StoredForm make(const Value& value, const std::string* key = nullptr) {
-    StoredForm result;
-    if (!key || text(*key)) result.value = form(value, 0);
-    if (!problem_.empty()) {
-      result.value.reset();
-      result.problem = std::move(problem_);
-    } else if (!result.value) {
-      result.problem = std::string("a property list cannot hold ") + kindName(value);
-    }
-    return result;
+  Result<Value> make(const Value& value, const std::string* key = nullptr) {
+    std::optional<Value> stored;
+    if (!key || text(*key)) stored = form(value, 0);
+    if (!problem_.empty()) return Status::failure(std::move(problem_));
+    if (!stored) return Status::failure(std::string("a property list cannot hold ") + kindName(value));
+    return std::move(*stored);
   }
 
  private:
@@ -256,13 +155,9 @@ class StoredFormMaker {
   std::string problem_;
 };
 
-ParsedPlist parse(std::span<const std::uint8_t> bytes, PlistFormat& format) {
+Result<ParsedPlist> parse(std::span<const std::uint8_t> bytes, PlistFormat& format) {
   format = binary_plist::looksBinary(bytes) ? PlistFormat::Binary : PlistFormat::Xml;
-  if (bytes.empty()) {
-    ParsedPlist empty;
-    empty.error = "the file is empty";
-    return empty;
-  }
+  if (bytes.empty()) return Status::failure("the file is empty");
   return format == PlistFormat::Binary ? binary_plist::read(bytes) : xml_plist::read(bytes);
 }
 
@@ -275,45 +170,37 @@ MetricDictionary dictionaryOf(const std::vector<PlistEntry>& entries) {
 
 }  // namespace
 
-PlistReadResult parsePropertyList(std::span<const std::uint8_t> bytes) {
-  PlistReadResult result;
-  ParsedPlist parsed = parse(bytes, result.format);
-  if (!parsed.error.empty())
-    result.error = std::move(parsed.error);
-  else if (parsed.isDictionary)
-    result.value = Value(dictionaryOf(parsed.entries));
-  else
-    result.value = std::move(parsed.value);
-  return result;
+Result<PlistValue> parsePropertyList(std::span<const std::uint8_t> bytes) {
+  PlistFormat format = PlistFormat::Binary;
+  Result<ParsedPlist> parsed = parse(bytes, format);
+  if (!parsed) return parsed.status();
+  if (parsed->isDictionary) return PlistValue{Value(dictionaryOf(parsed->entries)), format};
+  return PlistValue{std::move(*parsed->value), format};
 }
 
-StoredForm storedForm(const Value& value, PlistFormat format) { return StoredFormMaker(format).make(value); }
+Result<Value> storedForm(const Value& value, PlistFormat format) { return StoredFormMaker(format).make(value); }
 
-StoredForm storedEntry(const std::string& key, const Value& value, PlistFormat format) {
+Result<Value> storedEntry(const std::string& key, const Value& value, PlistFormat format) {
   return StoredFormMaker(format).make(value, &key);
 }
 
 std::vector<std::uint8_t> serializePropertyList(const Value& value, PlistFormat format) {
-  const StoredForm stored = storedForm(value, format);
-  if (!stored.value) return {};
-  return format == PlistFormat::Binary ? binary_plist::write(*stored.value) : xml_plist::write(*stored.value);
+  const Result<Value> stored = storedForm(value, format);
+  if (!stored) return {};
+  return format == PlistFormat::Binary ? binary_plist::write(*stored) : xml_plist::write(*stored);
 }
 
-std::optional<PlistDocument> PlistDocument::read(std::vector<std::uint8_t> bytes, std::string& error) {
+Result<PlistDocument> PlistDocument::read(std::vector<std::uint8_t> bytes) {
   PlistDocument document;
-  ParsedPlist parsed = parse(bytes, document.format_);
-  if (!parsed.error.empty()) {
-    error = "not a valid property list (" + parsed.error + ")";
-    return std::nullopt;
-  }
-  if (!parsed.isDictionary) {
-    error = std::string("not a preferences file (its top level is ") + kindName(*parsed.value) + ", not a dictionary)";
-    return std::nullopt;
-  }
+  Result<ParsedPlist> parsed = parse(bytes, document.format_);
+  if (!parsed) return Status::failure("not a valid property list (" + parsed.message() + ")");
+  if (!parsed->isDictionary)
+    return Status::failure(std::string("not a preferences file (its top level is ") + kindName(*parsed->value) +
+                           ", not a dictionary)");
   document.bytes_ = std::make_shared<const std::vector<std::uint8_t>>(std::move(bytes));
-  document.entries_ = std::move(parsed.entries);
-  document.entriesBegin_ = parsed.entriesBegin;
-  document.wrapped_ = parsed.wrapped;
+  document.entries_ = std::move(parsed->entries);
+  document.entriesBegin_ = parsed->entriesBegin;
+  document.wrapped_ = parsed->wrapped;
   return document;
 }
 

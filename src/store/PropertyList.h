@@ -11,37 +11,35 @@
 #include <vector>
 
 #include "store/PlistCodec.h"
+#include "values/Status.h"
 #include "values/Value.h"
 
 namespace velmora {
 
 enum class PlistFormat { Binary, Xml };
 
-struct PlistReadResult {
-  std::optional<Value> value;  // empty when the bytes are not a property list we can safely read
+// A property list's top-level value, and the format it is written in.
+struct PlistValue {
+  Value value;
   PlistFormat format = PlistFormat::Binary;
-  std::string error;  // what is wrong, when value is empty
 };
 
-// Parses binary or XML property-list bytes.
-PlistReadResult parsePropertyList(std::span<const std::uint8_t> bytes);
+// Parses binary or XML property-list bytes; the failure says what is wrong
+// when they are not a property list we can safely read.
+Result<PlistValue> parsePropertyList(std::span<const std::uint8_t> bytes);
 
 // What a value becomes when it is written as `format`: floats widen to
 // doubles, XML dates keep whole seconds (rounded down), and colours and
-// images are left out of dictionaries and arrays. Nothing, with `problem`
-// saying why, when the value cannot be written at all: a kind no property
-// list holds at its top, a date off the calendar (see Date::isOnCalendar),
-// a text or key that is not valid UTF-8, a character XML 1.0 cannot carry
-// (control characters other than tab, line feed and carriage return;
-// U+FFFE and U+FFFF), null or a UID in XML, an integer beyond 128 bits in a
-// binary list, or nesting deeper than kMaxPlistDepth.
-struct StoredForm {
-  std::optional<Value> value;
-  std::string problem;
-};
-StoredForm storedForm(const Value& value, PlistFormat format);
+// images are left out of dictionaries and arrays. A failure saying why when
+// the value cannot be written at all: a kind no property list holds at its
+// top, a date off the calendar (see Date::isOnCalendar), a text or key that
+// is not valid UTF-8, a character XML 1.0 cannot carry (control characters
+// other than tab, line feed and carriage return; U+FFFE and U+FFFF), null or
+// a UID in XML, an integer beyond 128 bits in a binary list, or nesting
+// deeper than kMaxPlistDepth.
+Result<Value> storedForm(const Value& value, PlistFormat format);
 // The same for a top-level entry, whose key must be a text the format can hold.
-StoredForm storedEntry(const std::string& key, const Value& value, PlistFormat format);
+Result<Value> storedEntry(const std::string& key, const Value& value, PlistFormat format);
 
 // Serialises a value in its stored form; empty when it has none.
 std::vector<std::uint8_t> serializePropertyList(const Value& value, PlistFormat format);
@@ -57,9 +55,9 @@ class PlistDocument {
   // An empty domain; a new file is binary.
   PlistDocument() = default;
 
-  // The document in `bytes`, or nothing with `error` set when they are not
-  // a property list or their top level is not a dictionary.
-  static std::optional<PlistDocument> read(std::vector<std::uint8_t> bytes, std::string& error);
+  // The document in `bytes`; a failure when they are not a property list
+  // or their top level is not a dictionary.
+  static Result<PlistDocument> read(std::vector<std::uint8_t> bytes);
 
   PlistFormat format() const { return format_; }
   const std::vector<PlistEntry>& entries() const { return entries_; }

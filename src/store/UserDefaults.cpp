@@ -6,6 +6,7 @@
 
 #include "store/AtomicFile.h"
 #include "store/PropertyList.h"
+#include "values/Diagnostics.h"
 
 namespace velmora {
 
@@ -34,7 +35,7 @@ struct UserDefaults::State {
     if (warnSink)
       warnSink(message);
     else
-      std::cerr << "velmora: warning: " << message << '\n';
+      printDiagnostic(std::cerr, Diagnostic::kWarning, message);
   }
 
   void hold() {
@@ -57,16 +58,15 @@ struct UserDefaults::State {
     loaded = true;
     seen = snapshot.identity;
     unusable.reset();
-    if (!snapshot.error.empty()) return markUnusable(std::move(snapshot.error));
+    if (!snapshot.status.ok()) return markUnusable(snapshot.status.message());
     if (!seen.exists) {  // an empty domain, which a write creates
       mode = kNewFileMode;
       document = {};
       return hold();
     }
     mode = snapshot.mode;
-    std::string error;
-    std::optional<PlistDocument> read = PlistDocument::read(std::move(snapshot.bytes), error);
-    if (!read) return markUnusable(std::move(error));
+    Result<PlistDocument> read = PlistDocument::read(std::move(snapshot.bytes));
+    if (!read) return markUnusable(read.message());
     document = std::move(*read);
     hold();
   }
@@ -97,10 +97,9 @@ struct UserDefaults::State {
   // `unchanged` when the file already says what it would.
   template <typename Change>
   bool write(Change&& change) {
-    std::string error;
-    if (!ensureDirectory(file.parent_path(), error)) return cannotWrite(error);
-    const auto lock = SidecarLock::acquire(file, error);
-    if (!lock) return cannotWrite(error);
+    if (const Status made = ensureDirectory(file.parent_path()); !made) return cannotWrite(made.message());
+    const Result<SidecarLock> lock = SidecarLock::acquire(file);
+    if (!lock) return cannotWrite(lock.message());
     look();
     if (unusable) return false;  // reported already; the file must keep its bytes
 
@@ -110,12 +109,12 @@ struct UserDefaults::State {
     if (unchanged) return true;
 
     const std::vector<std::uint8_t>& bytes = updated.write();
-    const auto target = writeTarget(file, error);
-    if (!target) return cannotWrite(error);
-    const auto written = replaceFileAtomically(*target, bytes, mode, error);
-    if (!written) return cannotWrite(error);
-    if (!error.empty()) warn(file.string() + ": written, but " + error);
-    seen = *written;
+    const Result<std::filesystem::path> target = writeTarget(file);
+    if (!target) return cannotWrite(target.message());
+    const Result<ReplacedFile> written = replaceFileAtomically(*target, bytes, mode);
+    if (!written) return cannotWrite(written.message());
+    if (!written->durability) warn(file.string() + ": written, but " + written->durability.message());
+    seen = written->identity;
     document = std::move(updated);
     hold();
     return true;
@@ -135,12 +134,12 @@ struct UserDefaults::State {
     });
   }
 
-  // The entry as the file will hold it, or nothing (with a warning) when the
-  // file cannot hold it.
-  std::optional<Value> storable(const std::string& key, const Value& value) const {
-    StoredForm stored = storedEntry(key, value, document.format());
-    if (!stored.value) warn(file.string() + ": cannot store \"" + validUtf8(key) + "\": " + stored.problem);
-    return std::move(stored.value);
+  // The entry as the file will hold it, or a failure (warned already) when
+  // the file cannot hold it.
+  Result<Value> storable(const std::string& key, const Value& value) const {
+    Result<Value> stored = storedEntry(key, value, document.format());
+    if (!stored) warn(file.string() + ": cannot store \"" + validUtf8(key) + "\": " + stored.message());
+    return stored;
   }
 };
 
@@ -191,10 +190,10 @@ MetricDictionary UserDefaults::dictionaryRepresentation() const {
   return state_->contents;
 }
 
-std::optional<std::string> UserDefaults::problem() const {
+Status UserDefaults::status() const {
   state_->refresh();
-  if (!state_->unusable) return std::nullopt;
-  return state_->file.string() + ": " + *state_->unusable;
+  if (!state_->unusable) return {};
+  return Status::failure(state_->file.string() + ": " + *state_->unusable);
 }
 
 bool UserDefaults::setObject(Value value, std::string_view key) {
@@ -218,12 +217,12 @@ bool UserDefaults::removeObjectForKey(std::string_view key) {
 
 bool UserDefaults::replaceAll(const MetricDictionary& replacement) {
   return state_->write([&](PlistDocument& document, bool& unchanged) {
-    StoredForm stored = storedForm(Value(replacement), document.format());
-    if (!stored.value) {
-      state_->warn(state_->file.string() + ": cannot store the domain: " + stored.problem);
+    const Result<Value> stored = storedForm(Value(replacement), document.format());
+    if (!stored) {
+      state_->warn(state_->file.string() + ": cannot store the domain: " + stored.message());
       return false;
     }
-    document.assign(*stored.value->dictionary());
+    document.assign(*stored->dictionary());
     unchanged = false;
     return true;
   });
@@ -236,12 +235,12 @@ bool UserDefaults::replaceAll(const PlistDocument& source) {
       document = source;
       return true;
     }
-    StoredForm stored = storedForm(Value(source.contents()), document.format());
-    if (!stored.value) {
-      state_->warn(state_->file.string() + ": cannot store the domain: " + stored.problem);
+    const Result<Value> stored = storedForm(Value(source.contents()), document.format());
+    if (!stored) {
+      state_->warn(state_->file.string() + ": cannot store the domain: " + stored.message());
       return false;
     }
-    document.assign(*stored.value->dictionary());
+    document.assign(*stored->dictionary());
     return true;
   });
 }
@@ -269,20 +268,13 @@ bool UserDefaults::edit(const std::function<Edit(const MetricDictionary& current
   });
 }
 
-std::optional<std::vector<std::uint8_t>> UserDefaults::propertyList(PlistFormat format, std::string& problem) const {
-  state_->refresh();
-  if (state_->unusable) {
-    problem = state_->file.string() + ": " + *state_->unusable;
-    return std::nullopt;
-  }
+Result<std::vector<std::uint8_t>> UserDefaults::propertyList(PlistFormat format) const {
+  if (Status readable = status(); !readable) return readable;
   PlistDocument copy = state_->document;
   if (copy.format() != format) {
     for (const auto& [key, value] : state_->contents) {
-      const StoredForm stored = storedEntry(key, value, format);
-      if (!stored.value) {
-        problem = "\"" + validUtf8(key) + "\" cannot be written: " + stored.problem;
-        return std::nullopt;
-      }
+      const Result<Value> stored = storedEntry(key, value, format);
+      if (!stored) return Status::failure("\"" + validUtf8(key) + "\" cannot be written: " + stored.message());
     }
     return serializePropertyList(Value(state_->contents), format);
   }

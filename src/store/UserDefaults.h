@@ -11,6 +11,7 @@
 
 #include "store/PropertyList.h"
 #include "values/Environment.h"
+#include "values/Status.h"
 #include "values/Value.h"
 
 namespace velmora {
@@ -39,10 +40,10 @@ class UserDefaults {
   float floatForKey(std::string_view key) const;
   double doubleForKey(std::string_view key) const;
   MetricDictionary dictionaryRepresentation() const;
-  // Why the domain cannot be read (naming the file), when it cannot: for
-  // callers that must not take an unreadable domain for an empty one. Asking
-  // reports nothing.
-  std::optional<std::string> problem() const;
+  // A failure saying why the domain cannot be read (naming the file), when
+  // it cannot: for callers that must not take an unreadable domain for an
+  // empty one. Asking reports nothing.
+  Status status() const;
 
   // Each returns false (with a warning) when the change could not be stored.
   bool setObject(Value value, std::string_view key);
@@ -72,9 +73,9 @@ class UserDefaults {
   // The domain as the bytes of a property-list file in `format`. In the
   // file's own format every entry is exactly as the file holds it; in the
   // other, each is its stored form there (XML keeps whole seconds of dates).
-  // Nothing, with `problem` naming the key and the reason, when an entry has
-  // no form in `format` (a UID in XML) or the domain cannot be read.
-  std::optional<std::vector<std::uint8_t>> propertyList(PlistFormat format, std::string& problem) const;
+  // A failure naming the key and the reason when an entry has no form in
+  // `format` (a UID in XML), or saying why the domain cannot be read.
+  Result<std::vector<std::uint8_t>> propertyList(PlistFormat format) const;
 
   const std::filesystem::path& file() const;
 

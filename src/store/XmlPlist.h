@@ -17,8 +17,9 @@ namespace velmora::xml_plist {
 // containers that refuses nesting deeper than kMaxPlistDepth. A document
 // type with an internal subset (entity definitions) is refused. Texts that
 // are not valid Unicode (bytes that are not UTF-8, a lone surrogate written
-// as a character reference) read with U+FFFD.
-ParsedPlist read(std::span<const std::uint8_t> bytes);
+// as a character reference) read with U+FFFD. The failure says what is not
+// well formed.
+Result<ParsedPlist> read(std::span<const std::uint8_t> bytes);
 
 // A document whose top level is `value` (in the store's written form, with
 // no kind XML cannot hold).

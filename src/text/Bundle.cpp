@@ -41,6 +41,12 @@ std::string matchLanguage(const std::vector<std::string>& available, const std::
   return "en";
 }
 
+// The string table a file read holds, or why it holds none.
+Result<Bundle::StringTable> tableIn(const FileSnapshot& file) {
+  if (!file.status.ok()) return file.status;
+  return Bundle::readStringTable(file.bytes);
+}
+
 }  // namespace
 
 std::vector<std::string> Bundle::tableLanguages(const std::filesystem::path& dir) {
@@ -62,22 +68,17 @@ Bundle::Bundle(std::filesystem::path resourcesDir, const std::vector<std::string
   const auto file = dir_ / (language_ + std::string(kTableSuffix)) / "Localizable.strings";
   const FileSnapshot read = readWholeFile(file);
   if (!read.identity.exists) return;  // English has no table of its own: every key is its text
-  std::string error = read.error;
-  std::optional<StringTable> table = error.empty() ? readStringTable(read.bytes, error) : std::nullopt;
-  if (!table) {
-    if (warn) warn(file.string() + ": not a string table (" + error + ")");
-    return;
-  }
-  table_ = std::move(*table);
+  if (Result<StringTable> table = tableIn(read))
+    table_ = std::move(*table);
+  else if (warn)
+    warn(file.string() + ": not a string table (" + table.message() + ")");
 }
 
-std::optional<Bundle::StringTable> Bundle::readStringTable(std::span<const std::uint8_t> bytes, std::string& error) {
-  PlistReadResult read = parsePropertyList(bytes);
-  const MetricDictionary* strings = read.value ? read.value->dictionary() : nullptr;
-  if (!strings) {
-    error = read.error.empty() ? "not a dictionary" : read.error;
-    return std::nullopt;
-  }
+Result<Bundle::StringTable> Bundle::readStringTable(std::span<const std::uint8_t> bytes) {
+  const Result<PlistValue> read = parsePropertyList(bytes);
+  if (!read) return read.status();
+  const MetricDictionary* strings = read->value.dictionary();
+  if (!strings) return Status::failure("not a dictionary");
   StringTable table;
   for (const auto& [key, value] : *strings)
     if (const std::string* text = value.text()) table.emplace(key, *text);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "values/Environment.h"
+#include "values/Status.h"
 
 namespace velmora {
 
@@ -52,10 +53,10 @@ class Bundle {
   const std::filesystem::path& resourcesDir() const { return dir_; }
 
   // A string table's translations from its file's bytes: every entry of its
-  // dictionary whose value is a text. Nothing, with `error` saying why, when
-  // the bytes are no property-list dictionary.
+  // dictionary whose value is a text. A failure saying why when the bytes
+  // are no property-list dictionary.
   using StringTable = std::unordered_map<std::string, std::string>;
-  static std::optional<StringTable> readStringTable(std::span<const std::uint8_t> bytes, std::string& error);
+  static Result<StringTable> readStringTable(std::span<const std::uint8_t> bytes);
 
  private:
   std::filesystem::path dir_;

@@ -132,8 +132,8 @@ TEST_F(DrawingSurfaceTest, APictureReadsBackThePixelsItWasWrittenWith) {
   const ImageRef written = s.getImage();
   testing::TempDir bundle;
   std::filesystem::create_directories(bundle.path() / "pictures");
-  std::string error;
-  ASSERT_TRUE(written->writePng(bundle.path() / "pictures" / "Patches@2x.png", &error)) << error;
+  const Status png = written->writePng(bundle.path() / "pictures" / "Patches@2x.png");
+  ASSERT_TRUE(png) << png.message();
 
   Environment run = env;
   run.resourcesDir = bundle.path();
@@ -219,8 +219,8 @@ TEST_F(DrawingSurfaceTest, PngHoldsThePixelsStraightAtTheImageScale) {
   DrawingSurface s = begin(20, 3);
   fillRect(s, {0, 0, 20, 10}, Colour::hsba(0, 1, 1, 0.5));
   const auto file = env.prefsDir.parent_path() / "image.png";
-  std::string error;
-  ASSERT_TRUE(s.getImage()->writePng(file, &error)) << error;
+  const Status written = s.getImage()->writePng(file);
+  ASSERT_TRUE(written) << written.message();
 
   std::ifstream in(file, std::ios::binary);
   const std::vector<char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
@@ -243,8 +243,9 @@ TEST_F(DrawingSurfaceTest, PngHoldsThePixelsStraightAtTheImageScale) {
   const std::uint8_t* bottom = &rgba[(50 * 60 + 10) * 4];
   EXPECT_EQ(bottom[3], 0);
 
-  EXPECT_FALSE(s.getImage()->writePng(env.prefsDir / "no" / "such" / "dir.png", &error));
-  EXPECT_NE(error.find("dir.png"), std::string::npos);
+  const Status unwritable = s.getImage()->writePng(env.prefsDir / "no" / "such" / "dir.png");
+  EXPECT_FALSE(unwritable);
+  EXPECT_NE(unwritable.message().find("dir.png"), std::string::npos);
 }
 
 // --- any number: work bounded by the pixels ----------------------------------

@@ -13,26 +13,25 @@ namespace {
 const char* nameOf(PlistFormat format) { return format == PlistFormat::Binary ? "binary" : "XML"; }
 
 PlistDocument reread(const std::vector<std::uint8_t>& bytes, const char* what) {
-  std::string error;
-  std::optional<PlistDocument> document = PlistDocument::read(bytes, error);
-  if (!document) fail(std::string(what) + " does not read back: " + error);
+  Result<PlistDocument> document = PlistDocument::read(bytes);
+  if (!document) fail(std::string(what) + " does not read back: " + document.message());
   return std::move(*document);
 }
 
 // The written form of a value read from any file reads back as that form, in both formats.
 void checkWrittenForms(const Value& value) {
   for (PlistFormat format : {PlistFormat::Binary, PlistFormat::Xml}) {
-    const StoredForm stored = storedForm(value, format);
-    if (!stored.value) {
-      check(!stored.problem.empty(), std::string("a value with no ") + nameOf(format) + " form and no reason why");
+    const Result<Value> stored = storedForm(value, format);
+    if (!stored) {
+      check(!stored.message().empty(), std::string("a value with no ") + nameOf(format) + " form and no reason why");
       continue;
     }
-    const PlistReadResult back = parsePropertyList(serializePropertyList(*stored.value, format));
-    check(back.value.has_value(), std::string("a written ") + nameOf(format) + " list does not read: " + back.error);
-    check(back.format == format, std::string("a written ") + nameOf(format) + " list reads as the other format");
-    if (!sameValue(*back.value, *stored.value)) {
-      const MetricDictionary* written = stored.value->dictionary();
-      const MetricDictionary* read = back.value->dictionary();
+    const Result<PlistValue> back = parsePropertyList(serializePropertyList(*stored, format));
+    check(back.ok(), std::string("a written ") + nameOf(format) + " list does not read: " + back.message());
+    check(back->format == format, std::string("a written ") + nameOf(format) + " list reads as the other format");
+    if (!sameValue(back->value, *stored)) {
+      const MetricDictionary* written = stored->dictionary();
+      const MetricDictionary* read = back->value.dictionary();
       fail(std::string("a value written as ") + nameOf(format) + " reads back as another" +
            (written && read ? ": " + firstDifference(*written, *read) : std::string()));
     }
@@ -42,19 +41,18 @@ void checkWrittenForms(const Value& value) {
 }  // namespace
 
 void checkPropertyList(std::span<const std::uint8_t> bytes, PlistFormat format) {
-  const PlistReadResult plain = parsePropertyList(bytes);
-  check(plain.value || !plain.error.empty(), "bytes refused without a reason");
-  if (plain.value) {
-    check(plain.format == format, "a list read as the other format");
-    checkWrittenForms(*plain.value);
+  const Result<PlistValue> plain = parsePropertyList(bytes);
+  check(plain || !plain.message().empty(), "bytes refused without a reason");
+  if (plain) {
+    check(plain->format == format, "a list read as the other format");
+    checkWrittenForms(plain->value);
   }
 
-  std::string error;
-  std::optional<PlistDocument> document = PlistDocument::read({bytes.begin(), bytes.end()}, error);
-  const MetricDictionary* dictionary = plain.value ? plain.value->dictionary() : nullptr;
-  check(document.has_value() == (dictionary != nullptr), "the store and the plain reader disagree on a file");
+  Result<PlistDocument> document = PlistDocument::read({bytes.begin(), bytes.end()});
+  const MetricDictionary* dictionary = plain ? plain->value.dictionary() : nullptr;
+  check(document.ok() == (dictionary != nullptr), "the store and the plain reader disagree on a file");
   if (!document) {
-    check(!error.empty(), "a store refused without a reason");
+    check(!document.message().empty(), "a store refused without a reason");
     return;
   }
   const MetricDictionary contents = document->contents();

@@ -229,10 +229,10 @@ class CaseDecoder {
   // What the domain's file holds: XML keeps dates to the second and holds
   // no nulls, UIDs or control characters, so a domain XML cannot hold is binary.
   static MetricDictionary asStored(const MetricDictionary& domain, PlistFormat& format) {
-    StoredForm stored = storedForm(Value(domain), format);
-    if (!stored.value && format == PlistFormat::Xml) stored = storedForm(Value(domain), format = PlistFormat::Binary);
-    if (!stored.value) fail("the case decoder made a domain no file holds: " + stored.problem);
-    return *stored.value->dictionary();
+    Result<Value> stored = storedForm(Value(domain), format);
+    if (!stored && format == PlistFormat::Xml) stored = storedForm(Value(domain), format = PlistFormat::Binary);
+    if (!stored) fail("the case decoder made a domain no file holds: " + stored.message());
+    return *stored->dictionary();
   }
 
   ByteReader in_;
@@ -332,18 +332,16 @@ std::string textNamed(const MetricDictionary& fields, std::string_view key) {
 }
 
 host::Json parsedOutput(const std::string& text, const std::string& command) {
-  try {
-    return host::parseJson(text);
-  } catch (const host::Json::exception& error) {
-    fail(command + " printed text that is not JSON (" + error.what() + "):\n" + text.substr(0, 2000));
-  }
+  Result<host::Json> json = host::parseJson(text);
+  if (!json) fail(command + " printed text that is not JSON (" + json.message() + "):\n" + text.substr(0, 2000));
+  return *std::move(json);
 }
 
 void writeDomain(const std::filesystem::path& file, const MetricDictionary& contents, PlistFormat format) {
   const std::vector<std::uint8_t> bytes = serializePropertyList(Value(contents), format);
   check(!bytes.empty(), "a case's domain has no file form");
-  std::string error;
-  if (!replaceFileAtomically(file, bytes, 0600, error)) fail("cannot write " + file.string() + ": " + error);
+  if (const auto written = replaceFileAtomically(file, bytes, 0600); !written)
+    fail("cannot write " + file.string() + ": " + written.message());
 }
 
 }  // namespace
@@ -372,15 +370,15 @@ std::vector<std::uint8_t> caseToFile(const StoreCase& c) {
                                     {"standardFormat", Value(formatName(c.standardFormat))},
                                     {"shared", Value(c.shared)},
                                     {"standard", Value(c.standard)}});
-  const StoredForm xml = storedForm(file, PlistFormat::Xml);
-  const bool exact = xml.value && sameValue(*xml.value, file);
+  const Result<Value> xml = storedForm(file, PlistFormat::Xml);
+  const bool exact = xml && sameValue(*xml, file);
   return serializePropertyList(file, exact ? PlistFormat::Xml : PlistFormat::Binary);
 }
 
 StoreCase caseFromFile(std::span<const std::uint8_t> bytes) {
-  const PlistReadResult read = parsePropertyList(bytes);
-  const MetricDictionary* fields = read.value ? read.value->dictionary() : nullptr;
-  if (!fields) throw std::invalid_argument("not a property-list dictionary: " + read.error);
+  const Result<PlistValue> read = parsePropertyList(bytes);
+  const MetricDictionary* fields = read ? read->value.dictionary() : nullptr;
+  if (!fields) throw std::invalid_argument("not a property-list dictionary: " + read.message());
   StoreCase c;
   const Date* now = fields->dateForKey("now");
   if (!now) throw std::invalid_argument("no date \"now\"");
@@ -417,13 +415,16 @@ void runCase(const StoreCase& c, double budgetSeconds) {
     std::vector<std::string> names;
     for (const host::Operation& operation : host::operations()) names.emplace_back(operation.name);
     std::ostringstream requested;
-    host::runRequest(names, std::nullopt, std::nullopt, env, requested);
+    const host::Outcome request = host::runRequest(names, std::nullopt, std::nullopt, env, requested);
+    if (!request) fail("a request on the case failed: " + request.message());
     const host::Json results = parsedOutput(requested.str(), "request");
     check(results.is_array() && results.size() == names.size(), "request printed another number of results");
     for (const char* category : {"BEDTIME", "TIMEASLEEP"}) {
       std::ostringstream notified, notes;
-      host::NotifyCommand{category, std::nullopt, scratchDirectory() / "notification.png", std::nullopt}.run(
-          env, notified, notes);
+      const host::Outcome notify =
+          host::NotifyCommand{category, std::nullopt, scratchDirectory() / "notification.png", std::nullopt}.run(
+              env, notified, notes);
+      if (!notify) fail(std::string("notify ") + category + " failed: " + notify.message());
       check(parsedOutput(notified.str(), category)["category"] == category, "notify printed another category");
     }
   } catch (const std::exception& error) {

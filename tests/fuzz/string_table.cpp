@@ -10,10 +10,9 @@
 using namespace velmora;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  std::string error;
-  const std::optional<Bundle::StringTable> table = Bundle::readStringTable({data, size}, error);
+  const Result<Bundle::StringTable> table = Bundle::readStringTable({data, size});
   if (!table) {
-    fuzz::check(!error.empty(), "a string table refused without a reason");
+    fuzz::check(!table.message().empty(), "a string table refused without a reason");
     return 0;
   }
   for (const auto& [key, translation] : *table) {

@@ -235,11 +235,11 @@ TEST_F(PalletTest, FixedTablesAndFitnessBands) {
   expectBands("lighter face", [&](float face) { return pallet.colourForClockFace(static_cast<int>(face), false); },
               {{1, 193, 0.1, 0.95}, {5, 192, 0.92, 0.3}, {0, 193, 0, 0.98}});
   expectBands("resting zone", [&](float zone) { return pallet.colourForRestingZone(static_cast<int>(zone)); },
-              {{3, 354, 0.4, 0.75}, {4, 354, 0.4, 0.5}});
+              {{3, 354, 0.4, 0.75}, {4, 354, 0.4, 0.5}, {5, 354, 0.4, 0.5}});
   expectBands("workout zone", [&](float zone) { return pallet.colourForWorkoutZone(static_cast<int>(zone)); },
               {{3, 139, 0.82, 0.65}, {-1, 171, 0.82, 0.55}});
   expectBands("speed zone", [&](float zone) { return pallet.colourForSpeedZone(static_cast<int>(zone)); },
-              {{6, 139, 0.82, 0.55}, {7, 139, 0.82, 0.35}});
+              {{6, 139, 0.82, 0.55}, {7, 139, 0.82, 0.35}, {8, 139, 0.82, 0.35}, {-1, 139, 0.82, 0.35}});
   expectBands("feeling", std::bind_front(&Pallet::colourForFeelingPercent, &pallet),
               {{0.28f, 356, 0.79, 0.84}, {0.29f, 200, 0.6, 0.8}, {0.69f, 134, 0.85, 0.6}});
   const Band soreness[] = {

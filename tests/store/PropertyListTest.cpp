@@ -21,9 +21,9 @@ constexpr std::int64_t kInt64Max = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kInt64Min = std::numeric_limits<std::int64_t>::min();
 
 MetricDictionary parseDictionary(std::span<const std::uint8_t> bytes) {
-  const PlistReadResult read = parsePropertyList(bytes);
-  EXPECT_TRUE(read.value.has_value()) << read.error;
-  const MetricDictionary* dictionary = read.value ? read.value->dictionary() : nullptr;
+  const Result<PlistValue> read = parsePropertyList(bytes);
+  EXPECT_TRUE(read.ok()) << read.message();
+  const MetricDictionary* dictionary = read ? read->value.dictionary() : nullptr;
   return dictionary ? *dictionary : MetricDictionary{};
 }
 
@@ -79,10 +79,10 @@ TEST_P(ForeignFile, ReadsEveryKindAsPythonWroteIt) {
   TempDir dir;
   const auto path = dir.path() / "fixture.plist";
   runPlistTool({"fixture", formatName(GetParam()), path.string()});
-  const PlistReadResult read = parsePropertyList(readBytes(path));
-  ASSERT_TRUE(read.value) << read.error;
-  EXPECT_EQ(read.format, GetParam());
-  const MetricDictionary& contents = *read.value->dictionary();
+  const Result<PlistValue> read = parsePropertyList(readBytes(path));
+  ASSERT_TRUE(read) << read.message();
+  EXPECT_EQ(read->format, GetParam());
+  const MetricDictionary& contents = *read->value.dictionary();
 
   for (const ForeignCase& c : foreignCases()) {
     const Value* value = contents.objectForKey(c.key);
@@ -297,9 +297,9 @@ std::vector<GuardCase> guardCases() {
 
 TEST(PlistReaders, RefuseWhatCannotBeReadSafely) {
   for (const GuardCase& c : guardCases()) {
-    const PlistReadResult read = parsePropertyList(c.bytes);
-    EXPECT_EQ(read.value.has_value(), c.problem.empty()) << c.name << ": " << read.error;
-    EXPECT_NE(read.error.find(c.problem), std::string::npos) << c.name << ": " << read.error;
+    const Result<PlistValue> read = parsePropertyList(c.bytes);
+    EXPECT_EQ(read.ok(), c.problem.empty()) << c.name << ": " << read.message();
+    EXPECT_NE(read.message().find(c.problem), std::string::npos) << c.name << ": " << read.message();
   }
 }
 
@@ -323,8 +323,8 @@ TEST(PropertyListText, ReadsAsValidUtf8) {
 TEST(PropertyListWriting, RefusesWhatAReaderCouldNotTakeBack) {
   Value nested = Value::integer(1);
   for (int i = 0; i < kMaxPlistDepth; ++i) nested = Value(Array{nested});
-  EXPECT_TRUE(parsePropertyList(serializePropertyList(nested, PlistFormat::Binary)).value);
-  EXPECT_TRUE(parsePropertyList(serializePropertyList(nested, PlistFormat::Xml)).value);
+  EXPECT_TRUE(parsePropertyList(serializePropertyList(nested, PlistFormat::Binary)).ok());
+  EXPECT_TRUE(parsePropertyList(serializePropertyList(nested, PlistFormat::Xml)).ok());
 
   const struct {
     const char* name;
@@ -353,14 +353,14 @@ TEST(PropertyListWriting, RefusesWhatAReaderCouldNotTakeBack) {
   };
   for (const auto& c : cases) {
     for (PlistFormat format : {PlistFormat::Binary, PlistFormat::Xml}) {
-      const StoredForm stored = storedForm(c.value, format);
+      const Result<Value> stored = storedForm(c.value, format);
       const bool refused = !c.only || *c.only == format;
-      EXPECT_EQ(stored.value.has_value(), !refused) << c.name << " " << formatName(format);
+      EXPECT_EQ(stored.ok(), !refused) << c.name << " " << formatName(format);
       EXPECT_EQ(serializePropertyList(c.value, format).empty(), refused) << c.name << " " << formatName(format);
       if (refused) {
-        EXPECT_NE(stored.problem.find(c.problem), std::string::npos) << c.name << ": " << stored.problem;
+        EXPECT_NE(stored.message().find(c.problem), std::string::npos) << c.name << ": " << stored.message();
       } else {
-        EXPECT_EQ(*parsePropertyList(serializePropertyList(c.value, format)).value, *stored.value) << c.name;
+        EXPECT_EQ(parsePropertyList(serializePropertyList(c.value, format))->value, *stored) << c.name;
       }
     }
   }
@@ -405,9 +405,8 @@ TEST(PlistDocument, WritesBackWhatItDidNotSetByteForByte) {
   objects[0] = dict(keys, values);
   const auto bytes = binaryPlist(objects);
 
-  std::string error;
-  auto document = PlistDocument::read(bytes, error);
-  ASSERT_TRUE(document) << error;
+  auto document = PlistDocument::read(bytes);
+  ASSERT_TRUE(document) << document.message();
   const MetricDictionary before = document->contents();
   EXPECT_EQ(*before.objectForKey("k0"), Value::wideInteger("18446744073709551615"));
   EXPECT_EQ(*before.objectForKey("k1"), Value(std::string("a\0b", 3)));
@@ -430,9 +429,9 @@ TEST(PlistDocument, WritesBackWhatItDidNotSetByteForByte) {
   MetricDictionary expected = before;
   expected.setValue("k6", Value("replaced"));
   expected.setValue("\xef\xbf\xbd", Value::integer(1));
-  const PlistReadResult reread = parsePropertyList(written);
-  ASSERT_TRUE(reread.value) << reread.error;
-  EXPECT_EQ(*reread.value->dictionary(), expected);
+  const Result<PlistValue> reread = parsePropertyList(written);
+  ASSERT_TRUE(reread) << reread.message();
+  EXPECT_EQ(*reread->value.dictionary(), expected);
   EXPECT_EQ(std::count(written.begin(), written.end(), 0xA2), 1) << "the shared array is written once";
 }
 
@@ -451,9 +450,8 @@ TEST(PlistDocument, WritesBackAnXmlEntrysOwnText) {
   for (const std::string& entry : entries) xml += "\n\t" + entry;
   xml += "<key>keep</key><string>again</string>\n</dict></plist>\n";
 
-  std::string error;
-  auto document = PlistDocument::read(bytesFrom(xml), error);
-  ASSERT_TRUE(document) << error;
+  auto document = PlistDocument::read(bytesFrom(xml));
+  ASSERT_TRUE(document) << document.message();
   const MetricDictionary before = document->contents();
   EXPECT_EQ(*before.objectForKey("big"), Value::wideInteger("100000000000000000000"));
   EXPECT_EQ(before.integerForKey("hex"), 16);
@@ -494,9 +492,8 @@ TEST(PlistDocument, ChangesOneKeyAndPythonReadsEveryOtherValueUnchanged) {
     stores.read(length.data(), 8);
     std::vector<std::uint8_t> bytes(std::stoul(length));
     stores.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    std::string error;
-    auto document = PlistDocument::read(std::move(bytes), error);
-    ASSERT_TRUE(document) << name << ": " << error;
+    auto document = PlistDocument::read(std::move(bytes));
+    ASSERT_TRUE(document) << name << ": " << document.message();
     if (action == "remove") {
       document->remove(key);
     } else {
@@ -509,9 +506,9 @@ TEST(PlistDocument, ChangesOneKeyAndPythonReadsEveryOtherValueUnchanged) {
                               ? Value(Date::fromReferenceSeconds(757864800 + index * 1000.5))
                               : Value(MetricDictionary{{"n", Value::integer(index)},
                                                        {"list", Value(Array{Value::integer(index), Value("x")})}});
-      const StoredForm stored = storedEntry(key, value, document->format());
-      ASSERT_TRUE(stored.value) << name << ": " << stored.problem;
-      document->set(key, *stored.value);
+      const Result<Value> stored = storedEntry(key, value, document->format());
+      ASSERT_TRUE(stored) << name << ": " << stored.message();
+      document->set(key, *stored);
     }
     const auto& out = document->write();
     char header[9];

@@ -194,8 +194,8 @@ TEST_F(UserDefaultsTest, UnusableStoreReadsEmptyIsReportedOnceAndIsNeverWritten)
                             : std::vector<std::uint8_t>{};
     env.warnings.clear();
     const auto store = shared(), other = shared();
-    ASSERT_TRUE(store->problem().has_value()) << reason;
-    EXPECT_NE(store->problem()->find(reason), std::string::npos) << *store->problem();
+    ASSERT_FALSE(store->status().ok()) << reason;
+    EXPECT_NE(store->status().message().find(reason), std::string::npos) << store->status().message();
     EXPECT_TRUE(env.warnings.empty()) << "asking reports nothing";
     EXPECT_FALSE(store->objectForKey("a")) << reason;
     EXPECT_TRUE(other->dictionaryRepresentation().empty()) << reason;
@@ -210,7 +210,7 @@ TEST_F(UserDefaultsTest, UnusableStoreReadsEmptyIsReportedOnceAndIsNeverWritten)
     EXPECT_NE(env.warnings[0].find(reason), std::string::npos) << env.warnings[0];
   }
   std::filesystem::remove_all(sharedFile());
-  EXPECT_FALSE(shared()->problem()) << "a missing file is an empty domain";
+  EXPECT_TRUE(shared()->status().ok()) << "a missing file is an empty domain";
 
   // Another corrupt state is reported again, the same one once in the run, by
   // however many handles; a repaired file is used again.
@@ -327,9 +327,9 @@ TEST_F(UserDefaultsTest, WriterKilledMidWriteLeavesAWholeFile) {
     ::waitpid(child, &status, 0);
     killedMidWrite += std::filesystem::exists(temporary);
 
-    const PlistReadResult read = parsePropertyList(readBytes(sharedFile()));
-    ASSERT_TRUE(read.value && read.value->dictionary()) << "round " << round << ": " << read.error;
-    const MetricDictionary& contents = *read.value->dictionary();
+    const Result<PlistValue> read = parsePropertyList(readBytes(sharedFile()));
+    ASSERT_TRUE(read && read->value.dictionary()) << "round " << round << ": " << read.message();
+    const MetricDictionary& contents = *read->value.dictionary();
     ASSERT_TRUE(contents.contains("ballast"));
     int parentKeys = 0;
     for (const auto& entry : contents) parentKeys += entry.first.starts_with("parent");
