@@ -138,9 +138,8 @@ void BM_PngEncode(benchmark::State& state) {
   drawRings(s, true, true);
   const ImageRef image = s.getImage();
   const auto file = std::filesystem::temp_directory_path() / "velmora-bench-rings.png";
-  std::string error;
   for (auto _ : state) {
-    if (!image->writePng(file, &error)) state.SkipWithError(error.c_str());
+    if (const Status written = image->writePng(file); !written) state.SkipWithError(written.message().c_str());
   }
   state.counters["bytes"] = static_cast<double>(std::filesystem::file_size(file));
   std::filesystem::remove(file);

@@ -29,6 +29,23 @@ namespace {
 struct FileCloser {
   void operator()(std::FILE* f) const { std::fclose(f); }
 };
+
+// Every image holds premultiplied ARGB: drawn surfaces and read pictures alike.
+Status writeSurfaceAsPng(cairo_surface_t* surface, const std::filesystem::path& file) {
+  if (!surface || cairo_image_surface_get_format(surface) != CAIRO_FORMAT_ARGB32)
+    return Status::failure("the image has no pixels");
+  cairo_surface_flush(surface);
+  std::unique_ptr<std::FILE, FileCloser> out(std::fopen(file.c_str(), "wb"));
+  if (!out) return Status::failure(std::strerror(errno));
+  const Status encoded =
+      writeArgbAsPng(out.get(), cairo_image_surface_get_data(surface), cairo_image_surface_get_width(surface),
+                     cairo_image_surface_get_height(surface), cairo_image_surface_get_stride(surface));
+  if (!encoded) return encoded;
+  if (std::fflush(out.get()) != 0 || std::ferror(out.get())) return Status::failure(std::strerror(errno));
+  if (std::fclose(out.release()) != 0) return Status::failure(std::strerror(errno));
+  return Status();
+}
+
 struct SpngFree {
   void operator()(spng_ctx* c) const { spng_ctx_free(c); }
 };
@@ -123,26 +140,8 @@ Image::~Image() {
   if (surface_) cairo_surface_destroy(surface_);
 }
 
-bool Image::writePng(const std::filesystem::path& file, std::string* error) const {
-  auto fail = [&](std::string message) {
-    if (error) *error = file.string() + ": " + std::move(message);
-    return false;
-  };
-  // Every image holds premultiplied ARGB: drawn surfaces and read pictures alike.
-  if (!surface_ || cairo_image_surface_get_format(surface_) != CAIRO_FORMAT_ARGB32)
-    return fail("the image has no pixels");
-  cairo_surface_flush(surface_);
-
-  std::unique_ptr<std::FILE, FileCloser> out(std::fopen(file.c_str(), "wb"));
-  if (!out) return fail(std::strerror(errno));
-  const std::string problem =
-      writeArgbAsPng(out.get(), cairo_image_surface_get_data(surface_), cairo_image_surface_get_width(surface_),
-                     cairo_image_surface_get_height(surface_), cairo_image_surface_get_stride(surface_));
-  if (!problem.empty()) return fail(problem);
-  if (std::fflush(out.get()) != 0 || std::ferror(out.get())) return fail(std::strerror(errno));
-  std::FILE* closing = out.release();
-  if (std::fclose(closing) != 0) return fail(std::strerror(errno));
-  return true;
+Status Image::writePng(const std::filesystem::path& file) const {
+  return writeSurfaceAsPng(surface_, file).within(file.string());
 }
 
 class PictureCache {

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "values/Status.h"
 #include "values/Value.h"
 
 typedef struct _cairo_surface cairo_surface_t;
@@ -35,9 +36,9 @@ class Image {
   const std::string& name() const { return name_; }
   cairo_surface_t* surface() const { return surface_; }
 
-  // Encodes the pixels as PNG (straight alpha). Returns false and fills
-  // `error` when the file cannot be written.
-  bool writePng(const std::filesystem::path& file, std::string* error) const;
+  // Encodes the pixels as PNG (straight alpha) into `file`. A failure names
+  // the file and says why it cannot be written.
+  Status writePng(const std::filesystem::path& file) const;
 
  private:
   double width_, height_;

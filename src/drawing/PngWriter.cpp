@@ -21,6 +21,9 @@ namespace velmora {
 
 namespace {
 
+// What the C library says of the write that just failed.
+Status systemFailure() { return Status::failure(std::strerror(errno)); }
+
 inline void straightPixel(std::uint32_t p, std::uint8_t* out) {
   const std::uint32_t a = p >> 24;
   std::uint32_t r = (p >> 16) & 0xff, g = (p >> 8) & 0xff, b = p & 0xff;
@@ -133,15 +136,15 @@ void straightRgbaRow(const std::uint32_t* argb, std::uint8_t* rgba, int width) {
   for (; x < width; ++x) straightPixel(argb[x], rgba + 4 * x);
 }
 
-std::string writeArgbAsPng(std::FILE* out, const std::uint8_t* pixels, int width, int height, int stride) {
-  if (width <= 0 || height <= 0) return "the image has no pixels";
-  if (std::fwrite(kSignature, 1, sizeof kSignature, out) != sizeof kSignature) return std::strerror(errno);
+Status writeArgbAsPng(std::FILE* out, const std::uint8_t* pixels, int width, int height, int stride) {
+  if (width <= 0 || height <= 0) return Status::failure("the image has no pixels");
+  if (std::fwrite(kSignature, 1, sizeof kSignature, out) != sizeof kSignature) return systemFailure();
   std::uint8_t header[13] = {};
   putBigEndian(header, static_cast<std::uint32_t>(width));
   putBigEndian(header + 4, static_cast<std::uint32_t>(height));
   header[8] = 8;  // bits per channel
   header[9] = 6;  // truecolour with alpha; deflate, no interlace
-  if (!writeChunk(out, "IHDR", header, sizeof header)) return std::strerror(errno);
+  if (!writeChunk(out, "IHDR", header, sizeof header)) return systemFailure();
 
   // Deflate of the fastest kind, without row filters: most of an image is
   // clear or flat colour, which this compresses as small as zlib's fast
@@ -172,13 +175,13 @@ std::string writeArgbAsPng(std::FILE* out, const std::uint8_t* pixels, int width
     do {
       stream->next_out = compressed.data();
       stream->avail_out = static_cast<std::uint32_t>(compressed.size());
-      if (isal_deflate(stream.get()) != COMP_OK) return "the pixels could not be compressed";
+      if (isal_deflate(stream.get()) != COMP_OK) return Status::failure("the pixels could not be compressed");
       const std::size_t produced = compressed.size() - stream->avail_out;
-      if (produced && !writeChunk(out, "IDAT", compressed.data(), produced)) return std::strerror(errno);
+      if (produced && !writeChunk(out, "IDAT", compressed.data(), produced)) return systemFailure();
     } while (stream->avail_in > 0 || (stream->end_of_stream && stream->internal_state.state != ZSTATE_END));
   }
-  if (!writeChunk(out, "IEND", nullptr, 0)) return std::strerror(errno);
-  return {};
+  if (!writeChunk(out, "IEND", nullptr, 0)) return systemFailure();
+  return Status();
 }
 
 }  // namespace velmora

@@ -2,7 +2,8 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <string>
+
+#include "values/Status.h"
 
 namespace velmora {
 
@@ -14,8 +15,8 @@ void straightRgbaRow(const std::uint32_t* argb, std::uint8_t* rgba, int width);
 
 // Writes premultiplied ARGB pixels (`height` rows `stride` bytes apart) to
 // `out` as an 8-bit RGBA PNG. Rows go through one at a time, so the encoder
-// needs a few rows of memory rather than a copy of the image. Returns what
-// went wrong, or nothing.
-std::string writeArgbAsPng(std::FILE* out, const std::uint8_t* pixels, int width, int height, int stride);
+// needs a few rows of memory rather than a copy of the image. A failure says
+// what went wrong.
+Status writeArgbAsPng(std::FILE* out, const std::uint8_t* pixels, int width, int height, int stride);
 
 }  // namespace velmora

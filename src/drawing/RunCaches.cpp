@@ -4,6 +4,7 @@
 #include "drawing/Fonts.h"
 #include "drawing/Image.h"
 #include "drawing/PixelMemory.h"
+#include "drawing/ShadowCaster.h"
 #include "text/Bundle.h"
 #include "values/Environment.h"
 

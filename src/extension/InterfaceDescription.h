@@ -3,13 +3,13 @@
 #include <array>
 #include <filesystem>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "drawing/Fonts.h"
 #include "extension/DisplaySlot.h"
 #include "values/Environment.h"
+#include "values/Status.h"
 
 namespace velmora {
 
@@ -30,18 +30,14 @@ struct InterfaceDescription {
   std::vector<DisplaySlot> slots;  // every slot of the controller, in declaration order
   std::vector<SlotLayout> layout;  // parallel to `slots`
 
-  // A description that cannot be read or understood: the message names the
+  // A description that cannot be read or understood is a failure naming the
   // file and what is wrong. Without its interface file the extension cannot
   // show anything as it should, so nothing carries on with a stand-in.
-  struct Error : std::runtime_error {
-    using std::runtime_error::runtime_error;
-  };
-
   static constexpr const char* kFileName = "NotificationInterface.json";
-  // The bundle's description. Throws Error.
-  static InterfaceDescription load(const Environment& env);
-  // A description from its JSON text. Throws Error saying what is wrong.
-  static InterfaceDescription parse(std::string_view json);
+  // The bundle's description.
+  static Result<InterfaceDescription> load(const Environment& env);
+  // A description from its JSON text.
+  static Result<InterfaceDescription> parse(std::string_view json);
 };
 
 // The controller's slots, in declaration order, with their kinds.

@@ -1,7 +1,7 @@
 #include "extension/NotificationViewController.h"
 
 #include <algorithm>
-#include <stdexcept>
+#include <cassert>
 
 #include "extension/InterfaceDescription.h"
 #include "presentation/SleepMetricsUI.h"
@@ -22,13 +22,28 @@ std::optional<std::string> textFrom(const MetricDictionary& d, std::string_view 
   return text ? std::optional<std::string>(*text) : std::nullopt;
 }
 
+// Every declared slot, in declaration order, as the description has it (a
+// slot it leaves out, as created plain): each outlet is connected.
+std::vector<DisplaySlot> connectedSlots(const InterfaceDescription& layout) {
+  std::vector<DisplaySlot> slots;
+  for (const auto& [name, kind] : declaredSlots()) {
+    const auto laid = std::find_if(layout.slots.begin(), layout.slots.end(),
+                                   [&](const DisplaySlot& s) { return s.name == name && s.kind == kind; });
+    if (laid != layout.slots.end()) {
+      slots.push_back(*laid);
+      continue;
+    }
+    DisplaySlot& plain = slots.emplace_back();
+    plain.name = name;
+    plain.kind = kind;
+  }
+  return slots;
+}
+
 }  // namespace
 
-NotificationViewController::NotificationViewController(RunCaches& caches)
-    : NotificationViewController(caches, InterfaceDescription::load(caches.environment())) {}
-
 NotificationViewController::NotificationViewController(RunCaches& caches, const InterfaceDescription& layout)
-    : caches_(caches), env_(caches.environment()), slots_(layout.slots) {}
+    : caches_(caches), env_(caches.environment()), slots_(connectedSlots(layout)) {}
 
 NotificationViewController::~NotificationViewController() = default;
 
@@ -39,14 +54,15 @@ std::span<const std::string_view> NotificationViewController::handledCategories(
 
 void NotificationViewController::viewDidLoad() {}
 
-const DisplaySlot& NotificationViewController::slot(std::string_view name) const {
+const DisplaySlot* NotificationViewController::slot(std::string_view name) const {
   auto it = std::find_if(slots_.begin(), slots_.end(), [&](const DisplaySlot& s) { return s.name == name; });
-  if (it == slots_.end()) throw std::out_of_range("no display slot named " + std::string(name));
-  return *it;
+  return it == slots_.end() ? nullptr : &*it;
 }
 
 DisplaySlot& NotificationViewController::outlet(std::string_view name) {
-  return const_cast<DisplaySlot&>(std::as_const(*this).slot(name));
+  const DisplaySlot* found = slot(name);
+  assert(found && "an outlet of the controller's own");  // every declared slot is connected
+  return const_cast<DisplaySlot&>(*found);
 }
 
 SleepMetricsUI& NotificationViewController::sleepMetricsUI() { return sleepMetricsUI_.get(caches_); }

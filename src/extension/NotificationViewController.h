@@ -24,10 +24,10 @@ struct Notification {
 // fills the display slots from the presentation dictionaries.
 class NotificationViewController {
  public:
-  // Creates the slots as the interface description in the bundle lays them out.
-  // Both keep a reference to the run's caches, which must outlive the controller.
-  explicit NotificationViewController(RunCaches& caches);
-  // Creates the slots as an interface description already read lays them out.
+  // Creates the slots as the interface description (the bundle's, read with
+  // `InterfaceDescription::load`) lays them out: every declared slot, each as
+  // the description has it. Keeps a reference to the run's caches, which
+  // must outlive the controller.
   NotificationViewController(RunCaches& caches, const InterfaceDescription& layout);
   ~NotificationViewController();
 
@@ -44,7 +44,8 @@ class NotificationViewController {
 
   // All display slots, in declaration order.
   const std::vector<DisplaySlot>& slots() const { return slots_; }
-  const DisplaySlot& slot(std::string_view name) const;
+  // The slot of that name; nothing when the controller has none.
+  const DisplaySlot* slot(std::string_view name) const;
 
  private:
   DisplaySlot& outlet(std::string_view name);

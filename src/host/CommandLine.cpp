@@ -7,7 +7,6 @@
 #include "extension/NotificationViewController.h"
 #include "host/DefaultsCommand.h"
 #include "host/DefaultsValues.h"
-#include "host/Errors.h"
 #include "host/NotifyCommand.h"
 #include "host/Operations.h"
 #include "host/UsageMessages.h"
@@ -352,34 +351,38 @@ const char* CommandLine::commandFooter() { return kCommandFooter; }
 
 const CLI::App& CommandLine::app() const { return *app_; }
 
-std::optional<int> CommandLine::parse(std::vector<std::string> args, std::ostream& out, std::ostream& err) {
+Outcome CommandLine::parse(std::vector<std::string> args, std::ostream& out, std::ostream& err) {
   const std::vector<std::string> typed = args;
   try {
     arguments_->defaults.typedValue = typedValueWords(args);
     std::reverse(args.begin(), args.end());  // the parser takes the last argument first
     app_->parse(args);
-    const DefaultsArguments& defaults = arguments_->defaults;
-    if (defaults.jsonValue.value() && !defaults.typedValue.empty())
-      throw CLI::ValidationError("VALUE", "give one JSON value or a type flag and its words, not both");
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) return app_->exit(error, out, err);
-    throw UsageError(usageMessage(*app_, error, typed));
+    // The parser says "help" and "version" by the same means as a mistake, with its exit code for success.
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+      app_->exit(error, out, err);
+      answered_ = true;
+      return Outcome();
+    }
+    return Outcome::usageError(usageMessage(*app_, error, typed));
   }
-  return std::nullopt;
+  const DefaultsArguments& defaults = arguments_->defaults;
+  if (defaults.jsonValue.value() && !defaults.typedValue.empty())
+    return Outcome::usageError(usageMessage(
+        *app_, CLI::ValidationError("VALUE", "give one JSON value or a type flag and its words, not both"), typed));
+  return Outcome();
 }
 
 std::string CommandLine::commandPath() const { return host::commandPath(*app_); }
 
 GlobalOptions CommandLine::globalOptions() const { return arguments_->global.options(); }
 
-void CommandLine::runCommand(const Environment& env, std::istream& in, std::ostream& out, std::ostream& err) const {
+Outcome CommandLine::runCommand(const Environment& env, std::istream& in, std::ostream& out, std::ostream& err) const {
   const Arguments& a = *arguments_;
-  if (a.notify.command->parsed())
-    a.notify.toCommand().run(env, out, err);
-  else if (a.request.command->parsed())
-    runRequest(a.request.names, a.request.images.path(), a.request.sheet.path(), env, out);
-  else
-    a.defaults.toCommand().run(env, in, out);
+  if (a.notify.command->parsed()) return a.notify.toCommand().run(env, out, err);
+  if (a.request.command->parsed())
+    return runRequest(a.request.names, a.request.images.path(), a.request.sheet.path(), env, out);
+  return a.defaults.toCommand().run(env, in, out);
 }
 
 std::vector<std::string> CommandLine::choices(const CLI::Option& option) const {

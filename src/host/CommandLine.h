@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "host/Errors.h"
 #include "host/RunEnvironment.h"
 
 // The parser's types, declared only: the parser's header is large, and only
@@ -34,19 +35,20 @@ class CommandLine {
   // The last paragraph of each command's help, which says that the program's options go with every command.
   static const char* commandFooter();
 
-  // Parses the arguments as typed, without the program's name. When there is
-  // nothing to run, returns the exit status: 0 when the help or the version
-  // was asked for (printed to `out`). Throws UsageError saying what is wrong
-  // with a command line the parser refused.
-  std::optional<int> parse(std::vector<std::string> args, std::ostream& out, std::ostream& err);
+  // Parses the arguments as typed, without the program's name. Fails with a
+  // usage error saying what is wrong with a command line the parser refused.
+  // The help or the version asked for is printed to `out`, and answers the
+  // command line (`answered`): there is nothing to run.
+  Outcome parse(std::vector<std::string> args, std::ostream& out, std::ostream& err);
+  bool answered() const { return answered_; }
   // After parse: "velmora defaults write", the program and the commands the parser got to.
   std::string commandPath() const;
 
   // After parse: the options every command takes, and the command itself.
   GlobalOptions globalOptions() const;
-  // Runs the parsed command; notes for the person go to `err`. Throws
-  // UsageError or CommandError (see each command).
-  void runCommand(const Environment& env, std::istream& in, std::ostream& out, std::ostream& err) const;
+  // Runs the parsed command; notes for the person go to `err`. Fails with a
+  // usage or a command error (see each command).
+  Outcome runCommand(const Environment& env, std::istream& in, std::ostream& out, std::ostream& err) const;
 
   // The few words an argument takes, where it takes only those (categories,
   // operations, domains, formats, type flags); empty for any other.
@@ -56,6 +58,7 @@ class CommandLine {
   struct Arguments;
   std::unique_ptr<CLI::App> app_;
   std::unique_ptr<Arguments> arguments_;
+  bool answered_ = false;
 };
 
 // "velmora defaults write": a command's path from the program.

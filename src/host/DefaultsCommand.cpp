@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "host/DefaultsValues.h"
-#include "host/Errors.h"
 #include "host/Files.h"
 #include "host/JsonForms.h"
 #include "host/JsonText.h"
@@ -29,32 +28,23 @@ constexpr std::array<Domain, 2> kDomains{
 
 // The domain's file, with the store's warnings collected rather than printed:
 // what stops the command is its error, said once.
-std::shared_ptr<UserDefaults> openDomain(const Environment& env, std::string_view domain,
-                                         std::vector<std::string>& warnings) {
+Expected<std::shared_ptr<UserDefaults>> openDomain(const Environment& env, std::string_view domain,
+                                                   std::vector<std::string>& warnings) {
   auto collect = [&warnings](std::string_view message) { warnings.emplace_back(message); };
   for (const Domain& known : kDomains)
     if (domain == known.name || domain == known.full)
       return std::make_shared<UserDefaults>(env.preferencesFile(known.full), collect);
-  throw UsageError("unknown domain \"" + std::string(domain) + "\"" +
-                   didYouMean(domain, DefaultsCommand::domainNames()) + "; the domains are shared (" +
-                   std::string(Environment::kSharedSuite) + ") and standard (" +
-                   std::string(Environment::kStandardDomain) + ")");
+  return Outcome::usageError("unknown domain \"" + std::string(domain) + "\"" +
+                             didYouMean(domain, DefaultsCommand::domainNames()) + "; the domains are shared (" +
+                             std::string(Environment::kSharedSuite) + ") and standard (" +
+                             std::string(Environment::kStandardDomain) + ")");
 }
 
 std::string missingPair(std::string_view domain, std::string_view key) {
   return "The domain/default pair of (" + std::string(domain) + ", " + std::string(key) + ") does not exist";
 }
 
-// The JSON library's message without its "[json.exception.parse_error.101] " prefix.
-std::string plainMessage(const Json::exception& error) {
-  std::string_view text = error.what();
-  if (text.starts_with("[json.exception.")) {
-    if (const auto end = text.find("] "); end != std::string_view::npos) text.remove_prefix(end + 2);
-  }
-  return std::string(text);
-}
-
-std::string readInput(const std::string& file, std::istream& in) {
+Result<std::string> readInput(const std::string& file, std::istream& in) {
   return file == "-" ? readStream(in, "standard input") : readFile(file);
 }
 
@@ -64,46 +54,34 @@ bool isPropertyList(const std::string& bytes) {
 }
 
 // A domain imported from a JSON object in the host's forms.
-MetricDictionary importedJson(const std::string& bytes, const std::string& source) {
-  if (auto wide = integerBeyond64Bits(bytes)) throw CommandError(source + ": " + beyond64BitsMessage(*wide));
-  Json json;
-  try {
-    json = parseJson(bytes);
-  } catch (const Json::exception& error) {
-    throw CommandError(source + ": not valid JSON: " + plainMessage(error));
-  }
-  if (!json.is_object()) throw CommandError(source + ": a domain is imported from a JSON object of its keys");
-  try {
-    return dictionaryFromJson(json);
-  } catch (const JsonFormError& error) {
-    throw CommandError(source + ": " + error.what());
-  }
-}
-
-Value jsonValue(const std::string& text) {
-  if (auto wide = integerBeyond64Bits(text)) throw UsageError(beyond64BitsMessage(*wide));
-  Json json;
-  try {
-    json = parseJson(text);
-  } catch (const Json::exception& error) {
-    throw UsageError("the value is not JSON (" + plainMessage(error) + "): write a text in quotes, '\"" + text +
-                     "\"', or give its type, -string " + text);
-  }
-  try {
-    return valueFromJson(json);
-  } catch (const JsonFormError& error) {
-    throw UsageError(std::string("the value cannot be stored: ") + error.what());
-  }
+Result<MetricDictionary> importedJson(const std::string& bytes, const std::string& source) {
+  if (auto wide = integerBeyond64Bits(bytes)) return Status::failure(source + ": " + beyond64BitsMessage(*wide));
+  const Result<Json> json = parseJson(bytes);
+  if (!json) return json.status().within(source + ": not valid JSON");
+  if (!json->is_object()) return Status::failure(source + ": a domain is imported from a JSON object of its keys");
+  Result<MetricDictionary> domain = dictionaryFromJson(*json);
+  if (!domain) return domain.status().within(source);
+  return domain;
 }
 
 // The value words of `write`: one JSON value, or a type flag and its words.
-TypedValue writtenValue(const std::vector<std::string>& words) {
+Expected<TypedValue> writtenValue(const std::vector<std::string>& words) {
   if (words.empty())
-    throw UsageError("give the value: JSON (8, 8.0, '\"Ada\"'), or a type flag and its value (-int 8, -string Ada)");
-  if (isTypeFlag(words.front())) return typedValue(words);
+    return Outcome::usageError(
+        "give the value: JSON (8, 8.0, '\"Ada\"'), or a type flag and its value (-int 8, -string Ada)");
+  if (isTypeFlag(words.front())) return {typedValue(words), ErrorKind::kUsage};
   if (words.size() > 1)
-    throw UsageError("a JSON value is one argument: quote it ('[1, 2]'), or give its type first (-array 1 2)");
-  return {TypedValue::Merge::kReplace, jsonValue(words.front())};
+    return Outcome::usageError(
+        "a JSON value is one argument: quote it ('[1, 2]'), or give its type first (-array 1 2)");
+  const std::string& text = words.front();
+  if (auto wide = integerBeyond64Bits(text)) return Outcome::usageError(beyond64BitsMessage(*wide));
+  const Result<Json> json = parseJson(text);
+  if (!json)
+    return Outcome::usageError("the value is not JSON (" + json.message() + "): write a text in quotes, '\"" + text +
+                               "\"', or give its type, -string " + text);
+  Result<Value> value = valueFromJson(*json);
+  if (!value) return Outcome::usageError("the value cannot be stored: " + value.message());
+  return TypedValue{TypedValue::Merge::kReplace, *std::move(value)};
 }
 
 std::string aTypeName(const Value& value);
@@ -172,19 +150,18 @@ std::string aTypeName(const Value& value) {
   return (name.find_first_of("aeiou") == 0 ? "an " : "a ") + name;
 }
 
-void writeOutput(std::string_view bytes, const std::optional<std::string>& file, std::ostream& out) {
-  if (!file || *file == "-")
-    out << bytes;
-  else
-    writeFile(*file, bytes);
+Status writeOutput(std::string_view bytes, const std::optional<std::string>& file, std::ostream& out) {
+  if (file && *file != "-") return writeFile(*file, bytes);
+  out << bytes;
+  return Status();
 }
 
 // A change the store refused: the reasons it gave, else `fallback`.
-CommandError refused(std::vector<std::string>& warnings, const std::string& fallback) {
+Status refused(std::vector<std::string>& warnings, const std::string& fallback) {
   std::string message;
   for (const std::string& warning : warnings) message += (message.empty() ? "" : "\n") + warning;
   warnings.clear();
-  return CommandError(message.empty() ? fallback : message);
+  return Status::failure(message.empty() ? fallback : message);
 }
 
 }  // namespace
@@ -203,105 +180,105 @@ const std::vector<std::string>& DefaultsCommand::domainNames() {
   return names;
 }
 
-void DefaultsCommand::run(const Environment& env, std::istream& in, std::ostream& out) const {
+Outcome DefaultsCommand::run(const Environment& env, std::istream& in, std::ostream& out) const {
   if (verb == Verb::kDomains) {
     for (const Domain& known : kDomains)
       out << known.name << '\t' << known.full << '\t' << env.preferencesFile(known.full).string() << '\n';
-    return;
+    return Outcome();
   }
   std::vector<std::string> warnings;
-  const std::shared_ptr<UserDefaults> store = openDomain(env, domain, warnings);
-  // Printed as warnings when the command succeeds (a file written whose directory could not be flushed).
-  struct Flush {
-    const Environment& env;
-    std::vector<std::string>& warnings;
-    ~Flush() {
-      for (const std::string& warning : warnings) env.warning(warning);
-    }
-  } flush{env, warnings};
+  const Expected<std::shared_ptr<UserDefaults>> store = openDomain(env, domain, warnings);
+  if (!store) return store.outcome();
+  const Outcome outcome = runOn(env, **store, warnings, in, out);
+  // What the store warned of and the command did not fail by (a file written whose directory could not be
+  // flushed) is said as a warning.
+  for (const std::string& warning : warnings) env.warning(warning);
+  return outcome;
+}
+
+Outcome DefaultsCommand::runOn(const Environment& env, UserDefaults& store, std::vector<std::string>& warnings,
+                               std::istream& in, std::ostream& out) const {
   for (const auto* name : {&key, &newKey})
-    if (*name && !isValidUtf8(**name)) throw UsageError("the key is not valid UTF-8");
+    if (*name && !isValidUtf8(**name)) return Outcome::usageError("the key is not valid UTF-8");
   // A domain that cannot be read is no empty domain: reading, exporting or changing it fails.
-  if (const Status readable = store->status(); !readable) throw CommandError(readable.message());
+  if (const Status readable = store.status(); !readable) return readable;
   const JsonForms forms(env.timeZone);
-  const std::string fileName = store->file().string();
+  const std::string fileName = store.file().string();
   const std::string keyName = key.value_or("");
 
   switch (verb) {
     case Verb::kRead:
     case Verb::kReadType: {
       if (!key) {
-        out << writeJson(forms.members(store->dictionaryRepresentation()));
-        return;
+        out << writeJson(forms.members(store.dictionaryRepresentation()));
+        return Outcome();
       }
-      const std::optional<Value> found = store->objectForKey(*key);
-      if (!found) throw CommandError(missingPair(domain, *key));
+      const std::optional<Value> found = store.objectForKey(*key);
+      if (!found) return Outcome::commandError(missingPair(domain, *key));
       if (verb == Verb::kReadType)
         out << "Type is " << typeName(*found) << '\n';
       else
         out << writeJson(forms.toJson(*found));
-      return;
+      return Outcome();
     }
     case Verb::kWrite: {
-      const TypedValue typed = writtenValue(value);
+      const Expected<TypedValue> typed = writtenValue(value);
+      if (!typed) return typed.outcome();
       const bool stored =
-          typed.merge == TypedValue::Merge::kReplace
-              ? store->setObject(typed.value, keyName)
-              : store->edit([&](const MetricDictionary& current) { return merged(current, domain, keyName, typed); });
-      if (!stored) throw refused(warnings, "could not store \"" + keyName + "\" in " + fileName);
-      return;
+          typed->merge == TypedValue::Merge::kReplace
+              ? store.setObject(typed->value, keyName)
+              : store.edit([&](const MetricDictionary& current) { return merged(current, domain, keyName, *typed); });
+      return stored ? Outcome() : refused(warnings, "could not store \"" + keyName + "\" in " + fileName);
     }
     case Verb::kRename: {
       const std::string& renamed = newKey.value_or("");
-      const bool done = store->edit([&](const MetricDictionary& current) -> UserDefaults::Edit {
+      const bool done = store.edit([&](const MetricDictionary& current) -> UserDefaults::Edit {
         const Value* found = current.objectForKey(keyName);
         if (!found) return {{}, {}, missingPair(domain, keyName)};
         if (renamed == keyName) return {};
         return {{{renamed, *found}}, {keyName}, {}};
       });
-      if (!done) throw refused(warnings, "could not rename \"" + keyName + "\" in " + fileName);
-      return;
+      return done ? Outcome() : refused(warnings, "could not rename \"" + keyName + "\" in " + fileName);
     }
     case Verb::kDelete: {
       if (key) {
-        if (!store->objectForKey(*key)) throw CommandError(missingPair(domain, *key));
-        if (!store->removeObjectForKey(*key))
-          throw refused(warnings, "could not remove \"" + *key + "\" from " + fileName);
-        return;
+        if (!store.objectForKey(*key)) return Outcome::commandError(missingPair(domain, *key));
+        if (!store.removeObjectForKey(*key))
+          return refused(warnings, "could not remove \"" + *key + "\" from " + fileName);
+        return Outcome();
       }
-      if (store->dictionaryRepresentation().empty()) return;  // nothing to delete
-      if (!store->replaceAll(MetricDictionary{})) throw refused(warnings, "could not empty " + fileName);
-      return;
+      if (store.dictionaryRepresentation().empty()) return Outcome();  // nothing to delete
+      return store.replaceAll(MetricDictionary{}) ? Outcome() : refused(warnings, "could not empty " + fileName);
     }
     case Verb::kImport: {
       const std::string source = file.value_or("-");
       const std::string sourceName = source == "-" ? "standard input" : source;
-      const std::string bytes = readInput(source, in);
+      const Result<std::string> bytes = readInput(source, in);
+      if (!bytes) return bytes.status();
       bool imported = false;
-      if (isPropertyList(bytes)) {
+      if (isPropertyList(*bytes)) {
         const Result<PlistDocument> document =
-            PlistDocument::read(std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
-        if (!document) throw CommandError(sourceName + ": " + document.message());
-        imported = store->replaceAll(*document);
+            PlistDocument::read(std::vector<std::uint8_t>(bytes->begin(), bytes->end()));
+        if (!document) return document.status().within(sourceName);
+        imported = store.replaceAll(*document);
       } else {
-        imported = store->replaceAll(importedJson(bytes, sourceName));
+        const Result<MetricDictionary> contents = importedJson(*bytes, sourceName);
+        if (!contents) return contents.status();
+        imported = store.replaceAll(*contents);
       }
-      if (!imported) throw refused(warnings, "could not write " + fileName);
-      return;
+      return imported ? Outcome() : refused(warnings, "could not write " + fileName);
     }
     case Verb::kExport: {
-      if (format == Format::kJson) {
-        writeOutput(writeJson(forms.members(store->dictionaryRepresentation())), file, out);
-        return;
-      }
-      const auto bytes = store->propertyList(format == Format::kXml ? PlistFormat::Xml : PlistFormat::Binary);
-      if (!bytes) throw CommandError(formatNames()[static_cast<std::size_t>(format)] + ": " + bytes.message());
-      writeOutput(std::string_view(reinterpret_cast<const char*>(bytes->data()), bytes->size()), file, out);
-      return;
+      if (format == Format::kJson)
+        return writeOutput(writeJson(forms.members(store.dictionaryRepresentation())), file, out);
+      const auto bytes = store.propertyList(format == Format::kXml ? PlistFormat::Xml : PlistFormat::Binary);
+      if (!bytes) return bytes.status().within(formatNames()[static_cast<std::size_t>(format)]);
+      return writeOutput(std::string_view(reinterpret_cast<const char*>(bytes->data()), bytes->size()), file, out);
     }
     case Verb::kDomains:
-      return;
+      break;
   }
+  return Outcome();
 }
 
 }  // namespace velmora::host

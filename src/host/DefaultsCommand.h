@@ -6,7 +6,12 @@
 #include <string>
 #include <vector>
 
+#include "host/Errors.h"
 #include "values/Environment.h"
+
+namespace velmora {
+class UserDefaults;
+}  // namespace velmora
 
 namespace velmora::host {
 
@@ -29,14 +34,22 @@ struct DefaultsCommand {
   std::optional<std::string> file;  // import (required), export; "-" is standard input / output
   Format format = Format::kJson;
 
-  // Throws UsageError (bad domain, a value that is not JSON) or CommandError
-  // (a missing key, a file that cannot be read or written, a store that cannot be changed).
-  void run(const Environment& env, std::istream& in, std::ostream& out) const;
+  // Fails with a usage error (a bad domain, a value that is not JSON) or a
+  // command error (a missing key, a file that cannot be read or written, a
+  // store that cannot be changed). What the store warns of on the way is
+  // said as warnings.
+  Outcome run(const Environment& env, std::istream& in, std::ostream& out) const;
 
   // The names `--format` takes, in the order of Format.
   static const std::vector<std::string>& formatNames();
   // The short names of the domains, "shared" and "standard".
   static const std::vector<std::string>& domainNames();
+
+ private:
+  // The verb on the domain's store, whose warnings go to `warnings`: those of
+  // a change the store refused become the failure.
+  Outcome runOn(const Environment& env, UserDefaults& store, std::vector<std::string>& warnings, std::istream& in,
+                std::ostream& out) const;
 };
 
 }  // namespace velmora::host

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <limits>
 
-#include "host/Errors.h"
 #include "store/PlistCodec.h"
 #include "text/IsoDate.h"
 
@@ -44,8 +43,8 @@ bool isContainer(Kind kind) { return kind >= Kind::kArray; }
 
 std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
 
-[[noreturn]] void refuse(std::string_view flag, const std::string& what) {
-  throw UsageError(std::string(flag) + ": " + what);
+Status refusal(std::string_view flag, const std::string& what) {
+  return Status::failure(std::string(flag) + ": " + what);
 }
 
 std::string lowered(std::string_view text) {
@@ -55,22 +54,22 @@ std::string lowered(std::string_view text) {
   return lower;
 }
 
-bool booleanFrom(std::string_view flag, std::string_view text) {
+Result<Value> booleanFrom(std::string_view flag, std::string_view text) {
   const std::string word = lowered(text);
-  if (word == "yes" || word == "true" || word == "1") return true;
-  if (word == "no" || word == "false" || word == "0") return false;
-  refuse(flag, quoted(text) + " is not a boolean: give YES or NO (TRUE, FALSE, 1 and 0 work too)");
+  if (word == "yes" || word == "true" || word == "1") return Value::boolean(true);
+  if (word == "no" || word == "false" || word == "0") return Value::boolean(false);
+  return refusal(flag, quoted(text) + " is not a boolean: give YES or NO (TRUE, FALSE, 1 and 0 work too)");
 }
 
-double realFrom(std::string_view flag, std::string_view text) {
+Result<Value> realFrom(std::string_view flag, std::string_view text) {
   double number = 0;
   const char* end = text.data() + text.size();
   const auto [stop, ec] = std::from_chars(text.data(), end, number);
-  if (ec == std::errc::result_out_of_range) refuse(flag, quoted(text) + " is beyond the range of reals");
-  if (ec != std::errc() || stop != end) refuse(flag, quoted(text) + " is not a number, such as 7.5 or -1e-3");
+  if (ec == std::errc::result_out_of_range) return refusal(flag, quoted(text) + " is beyond the range of reals");
+  if (ec != std::errc() || stop != end) return refusal(flag, quoted(text) + " is not a number, such as 7.5 or -1e-3");
   if (!std::isfinite(number))
-    refuse(flag, quoted(text) + " is not a finite number, which is all a property list can hold");
-  return number;
+    return refusal(flag, quoted(text) + " is not a finite number, which is all a property list can hold");
+  return Value::real(number);
 }
 
 // The platform tool prints dates "2025-01-06 21:30:00 +0000"; as ISO 8601, "2025-01-06T21:30:00+00:00".
@@ -89,17 +88,17 @@ std::string isoFromPrintedDate(std::string_view text) {
   return iso + std::string(text.substr(20, 3)) + ":" + std::string(text.substr(23, 2));
 }
 
-Date dateFrom(std::string_view flag, std::string_view text) {
+Result<Value> dateFrom(std::string_view flag, std::string_view text) {
   const std::optional<Date> date = parseIsoDate(isoFromPrintedDate(text));
   if (!date)
-    refuse(flag, quoted(text) +
-                     " is not a date: give an ISO 8601 instant with its offset, such as 2025-01-06T22:30:00+01:00, "
-                     "or 2025-01-06 21:30:00 +0000");
-  if (!date->isOnCalendar()) refuse(flag, "a property list holds dates of the years 1 to 9999 only");
-  return *date;
+    return refusal(flag, quoted(text) +
+                             " is not a date: give an ISO 8601 instant with its offset, such as "
+                             "2025-01-06T22:30:00+01:00, or 2025-01-06 21:30:00 +0000");
+  if (!date->isOnCalendar()) return refusal(flag, "a property list holds dates of the years 1 to 9999 only");
+  return Value(*date);
 }
 
-Data dataFrom(std::string_view flag, std::string_view text) {
+Result<Value> dataFrom(std::string_view flag, std::string_view text) {
   auto nibble = [](char c) -> int {
     if (c >= '0' && c <= '9') return c - '0';
     if (c >= 'a' && c <= 'f') return c - 'a' + 10;
@@ -107,38 +106,39 @@ Data dataFrom(std::string_view flag, std::string_view text) {
     return -1;
   };
   Data data;
-  if (text.size() % 2 != 0) refuse(flag, quoted(text) + " is not hexadecimal bytes: it has an odd number of digits");
+  if (text.size() % 2 != 0)
+    return refusal(flag, quoted(text) + " is not hexadecimal bytes: it has an odd number of digits");
   for (std::size_t i = 0; i < text.size(); i += 2) {
     const int high = nibble(text[i]), low = nibble(text[i + 1]);
-    if (high < 0 || low < 0) refuse(flag, quoted(text) + " is not hexadecimal bytes, such as 00ff1a");
+    if (high < 0 || low < 0) return refusal(flag, quoted(text) + " is not hexadecimal bytes, such as 00ff1a");
     data.bytes.push_back(static_cast<std::uint8_t>(high * 16 + low));
   }
-  return data;
+  return Value(std::move(data));
 }
 
-Value scalar(Kind kind, std::string_view flag, std::string_view text) {
+Result<Value> scalar(Kind kind, std::string_view flag, std::string_view text) {
   switch (kind) {
     case Kind::kString:
-      if (!isValidUtf8(text)) refuse(flag, "the text is not valid UTF-8");
+      if (!isValidUtf8(text)) return refusal(flag, "the text is not valid UTF-8");
       return Value(std::string(text));
     case Kind::kInteger: {
       if (auto integer = integerFromDigits(text)) return *integer;
       const bool digits = !text.empty() && text.find_first_not_of("+-0123456789") == std::string_view::npos;
-      if (digits) refuse(flag, beyond64BitsMessage(text));
-      refuse(flag, quoted(text) + " is not an integer, such as 42 or -7");
+      if (digits) return refusal(flag, beyond64BitsMessage(text));
+      return refusal(flag, quoted(text) + " is not an integer, such as 42 or -7");
     }
     case Kind::kFloat:
-      return Value::real(realFrom(flag, text));
+      return realFrom(flag, text);
     case Kind::kBoolean:
-      return Value::boolean(booleanFrom(flag, text));
+      return booleanFrom(flag, text);
     case Kind::kDate:
-      return Value(dateFrom(flag, text));
+      return dateFrom(flag, text);
     case Kind::kData:
-      return Value(dataFrom(flag, text));
+      return dataFrom(flag, text);
     default:
       break;
   }
-  refuse(flag, "takes a single value");
+  return refusal(flag, "takes a single value");
 }
 
 // Reads the items of a container: texts, or single values after their own type flag.
@@ -148,19 +148,20 @@ class ItemReader {
 
   bool done() const { return next_ == words_.size(); }
 
-  const std::string& word() {
-    if (done()) refuse(container_, "a key has no value");
+  Result<std::string> word() {
+    if (done()) return refusal(container_, "a key has no value");
     return words_[next_++];
   }
 
-  Value item() {
-    const std::string& first = word();
-    const Flag* flag = findFlag(first);
-    if (!flag) return scalar(Kind::kString, container_, first);
+  Result<Value> item() {
+    const Result<std::string> first = word();
+    if (!first) return first.status();
+    const Flag* flag = findFlag(*first);
+    if (!flag) return scalar(Kind::kString, container_, *first);
     if (isContainer(flag->kind))
-      refuse(container_,
-             "an item cannot be " + std::string(flag->name) + "; write nested values as JSON, such as '[[1, 2], {}]'");
-    if (done()) refuse(flag->name, "needs a value");
+      return refusal(container_, "an item cannot be " + std::string(flag->name) +
+                                     "; write nested values as JSON, such as '[[1, 2], {}]'");
+    if (done()) return refusal(flag->name, "needs a value");
     return scalar(flag->kind, flag->name, words_[next_++]);
   }
 
@@ -180,32 +181,41 @@ std::vector<std::string> typeFlags() {
   return names;
 }
 
-TypedValue typedValue(std::span<const std::string> words) {
-  if (words.empty()) throw UsageError("give a value");
+Result<TypedValue> typedValue(std::span<const std::string> words) {
+  if (words.empty()) return Status::failure("give a value");
   const Flag* flag = findFlag(words.front());
-  if (!flag) throw UsageError(quoted(words.front()) + " is no type flag");
+  if (!flag) return Status::failure(quoted(words.front()) + " is no type flag");
   const std::span<const std::string> rest = words.subspan(1);
   if (!isContainer(flag->kind)) {
     if (rest.size() != 1)
-      refuse(flag->name, rest.empty() ? "needs a value" : "takes one value (quote a text with spaces in it)");
-    return {TypedValue::Merge::kReplace, scalar(flag->kind, flag->name, rest.front())};
+      return refusal(flag->name, rest.empty() ? "needs a value" : "takes one value (quote a text with spaces in it)");
+    Result<Value> value = scalar(flag->kind, flag->name, rest.front());
+    if (!value) return value.status();
+    return TypedValue{TypedValue::Merge::kReplace, *std::move(value)};
   }
   ItemReader reader(flag->name, rest);
   if (flag->kind == Kind::kArray || flag->kind == Kind::kArrayAdd) {
     Array items;
-    while (!reader.done()) items.push_back(reader.item());
+    while (!reader.done()) {
+      Result<Value> item = reader.item();
+      if (!item) return item.status();
+      items.push_back(*std::move(item));
+    }
     const auto merge = flag->kind == Kind::kArrayAdd ? TypedValue::Merge::kAppendToArray : TypedValue::Merge::kReplace;
-    return {merge, Value(std::move(items))};
+    return TypedValue{merge, Value(std::move(items))};
   }
   MetricDictionary entries;
   while (!reader.done()) {
-    const std::string& key = reader.word();
-    if (!isValidUtf8(key)) refuse(flag->name, "a key is not valid UTF-8");
-    entries.setObject(key, reader.item());
+    const Result<std::string> key = reader.word();
+    if (!key) return key.status();
+    if (!isValidUtf8(*key)) return refusal(flag->name, "a key is not valid UTF-8");
+    Result<Value> item = reader.item();
+    if (!item) return item.status();
+    entries.setObject(*key, *std::move(item));
   }
   const auto merge =
       flag->kind == Kind::kDictionaryAdd ? TypedValue::Merge::kAddToDictionary : TypedValue::Merge::kReplace;
-  return {merge, Value(std::move(entries))};
+  return TypedValue{merge, Value(std::move(entries))};
 }
 
 std::optional<Value> integerFromDigits(std::string_view text) {

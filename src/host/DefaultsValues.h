@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "values/Status.h"
 #include "values/Value.h"
 
 namespace velmora::host {
@@ -30,9 +31,9 @@ std::vector<std::string> typeFlags();
 
 // Reads the words of a typed value, the type flag first. The items of an
 // array and the values of a dictionary are texts, unless a type flag of a
-// single value stands before one ("-array -int 1 -int 2"). Throws UsageError
-// naming the flag and what is wrong.
-TypedValue typedValue(std::span<const std::string> words);
+// single value stands before one ("-array -int 1 -int 2"). A failure names
+// the flag and what is wrong.
+Result<TypedValue> typedValue(std::span<const std::string> words);
 
 // An integer from its decimal digits (an optional sign, then digits), as a
 // preferences domain holds it: 64-bit signed, or unsigned up to 2^64 - 1.

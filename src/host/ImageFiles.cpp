@@ -1,7 +1,5 @@
 #include "host/ImageFiles.h"
 
-#include "host/Errors.h"
-
 namespace velmora::host {
 
 namespace {
@@ -19,41 +17,43 @@ std::string fileStem(std::string_view place) {
 
 }  // namespace
 
-ImageDirectory::ImageDirectory(std::filesystem::path dir) : dir_(std::move(dir)) {
+Result<std::unique_ptr<ImageDirectory>> ImageDirectory::open(std::filesystem::path dir) {
   std::error_code ec;
-  std::filesystem::create_directories(dir_, ec);
-  if (ec || !std::filesystem::is_directory(dir_))
-    throw CommandError("--images: cannot create the directory " + dir_.string() + (ec ? ": " + ec.message() : ""));
+  std::filesystem::create_directories(dir, ec);
+  if (ec || !std::filesystem::is_directory(dir, ec))
+    return Status::failure("--images: cannot create the directory " + dir.string() + (ec ? ": " + ec.message() : ""));
+  return std::unique_ptr<ImageDirectory>(new ImageDirectory(std::move(dir)));
 }
 
 std::string ImageDirectory::write(const Image& image, std::string_view place) {
+  if (!status_) return {};
   const std::string stem = fileStem(place);
   std::string name = stem + ".png";
   for (int n = 2; used_.contains(name); ++n) name = stem + "-" + std::to_string(n) + ".png";
   used_.insert(name);
   const std::filesystem::path file = dir_ / name;
-  std::string error;
-  if (!image.writePng(file, &error)) throw CommandError("--images: " + error);
-  return file.string();
+  status_ = image.writePng(file).within("--images");
+  return status_ ? file.string() : std::string();
 }
 
-JsonForms outputForms(std::string_view timeZone, const std::optional<std::filesystem::path>& imagesDir,
-                      std::unique_ptr<ImageDirectory>& images) {
-  JsonForms forms(timeZone);
+Result<OutputForms> outputForms(std::string_view timeZone, const std::optional<std::filesystem::path>& imagesDir) {
+  OutputForms output{JsonForms(timeZone), nullptr};
   if (imagesDir) {
-    images = std::make_unique<ImageDirectory>(*imagesDir);
-    ImageDirectory* dir = images.get();
-    forms.writeImage = [dir](const Image& image, std::string_view place) { return dir->write(image, place); };
+    Result<std::unique_ptr<ImageDirectory>> opened = ImageDirectory::open(*imagesDir);
+    if (!opened) return opened.status();
+    output.images = *std::move(opened);
+    ImageDirectory* dir = output.images.get();
+    output.forms.writeImage = [dir](const Image& image, std::string_view place) { return dir->write(image, place); };
   }
-  return forms;
+  return output;
 }
 
-void requirePictures(RunCaches& caches) {
+Status requirePictures(RunCaches& caches) {
   std::string message;
   for (const MissingPicture& picture : missingPictures(caches))
-    message += (message.empty() ? "" : "\nvelmora: ") + picture.file.string() + ": picture \"" + picture.name + "\" " +
-               picture.problem;
-  if (!message.empty()) throw CommandError(message);
+    message +=
+        (message.empty() ? "" : "\n") + picture.file.string() + ": picture \"" + picture.name + "\" " + picture.problem;
+  return message.empty() ? Status() : Status::failure(message);
 }
 
 }  // namespace velmora::host

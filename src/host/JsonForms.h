@@ -14,8 +14,8 @@ namespace velmora::host {
 
 // Writes an image met in the output as a PNG file and returns the path to
 // name in its "file" member. `place` says where the image sits in the output
-// ("ringsImage", "2-swiftSleepBankImage"), for the file's name. Throws
-// CommandError when the file cannot be written.
+// ("ringsImage", "2-swiftSleepBankImage"), for the file's name. A writer
+// that fails keeps the failure for its owner to ask (ImageDirectory::status).
 using ImageWriter = std::function<std::string(const Image& image, std::string_view place)>;
 
 // How values become JSON in this run.

@@ -54,7 +54,17 @@ class DocumentBuilder : public nlohmann::json_sax<Json> {
   }
   bool end_array() override { return close(); }
 
-  bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception& error) override { throw error; }
+  // Stops the reader, keeping what the library says is wrong without its
+  // "[json.exception.parse_error.101] " prefix.
+  bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception& error) override {
+    std::string_view text = error.what();
+    if (text.starts_with("[json.exception.")) {
+      if (const auto end = text.find("] "); end != std::string_view::npos) text.remove_prefix(end + 2);
+    }
+    error_ = text;
+    return false;
+  }
+  const std::string& error() const { return error_; }
 
  private:
   static const std::string& keyAt(const Json::object_t* members, std::size_t at) {
@@ -107,6 +117,7 @@ class DocumentBuilder : public nlohmann::json_sax<Json> {
   Json& root_;
   std::vector<Open> open_;
   Json* member_ = nullptr;
+  std::string error_;
 };
 
 // A number that is not finite, as the value forms write one (see doubleJson).
@@ -165,17 +176,11 @@ class Writer {
 
     const bool object = json.is_object();
     out += object ? "{\n" : "[\n";
-    bool first = true;
-    for (const auto& [key, item] : json.items()) {
-      if (!first) out += ",\n";
-      first = false;
-      out.append(static_cast<std::size_t>(depth + 1) * 2, ' ');
-      if (object) {
-        appendString(out, key);
-        out += ": ";
-      }
+    const std::string indent(static_cast<std::size_t>(depth + 1) * 2, ' ');
+    members(json, ",\n" + indent, indent, [&](const Json& item) {
       block(item, depth + 1);
-    }
+      return true;
+    });
     out += '\n';
     out.append(static_cast<std::size_t>(depth) * 2, ' ');
     out += object ? '}' : ']';
@@ -184,6 +189,24 @@ class Writer {
   std::string out;
 
  private:
+  // Writes a container's members: `lead` before the first, `between` before
+  // each later one, an object's key before its value, and the value by
+  // `item`, which stops the writing by returning false.
+  template <typename WriteItem>
+  bool members(const Json& json, const std::string& between, const std::string& lead, WriteItem item) {
+    bool first = true;
+    for (const auto& [key, value] : json.items()) {
+      out += first ? lead : between;
+      first = false;
+      if (json.is_object()) {
+        appendString(out, key);
+        out += ": ";
+      }
+      if (!item(value)) return false;
+    }
+    return true;
+  }
+
   // False, leaving a partial line behind, as soon as the text would pass `limit`.
   bool oneLine(const Json& json, std::size_t limit) {
     if (!json.is_structured() || json.empty()) {
@@ -192,16 +215,7 @@ class Writer {
     }
     const bool object = json.is_object();
     out += object ? '{' : '[';
-    bool first = true;
-    for (const auto& [key, item] : json.items()) {
-      if (!first) out += ", ";
-      first = false;
-      if (object) {
-        appendString(out, key);
-        out += ": ";
-      }
-      if (!oneLine(item, limit)) return false;
-    }
+    if (!members(json, ", ", "", [&](const Json& item) { return oneLine(item, limit); })) return false;
     out += object ? '}' : ']';
     return out.size() <= limit;
   }
@@ -239,10 +253,10 @@ class Writer {
 
 }  // namespace
 
-Json parseJson(std::string_view text) {
+Result<Json> parseJson(std::string_view text) {
   Json root;
   DocumentBuilder builder(root);
-  Json::sax_parse(text, &builder);
+  if (!Json::sax_parse(text, &builder)) return Status::failure(builder.error());
   return root;
 }
 

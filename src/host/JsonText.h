@@ -4,13 +4,15 @@
 #include <string_view>
 
 #include "host/Json.h"
+#include "values/Status.h"
 
 namespace velmora::host {
 
 // Reads a JSON document (RFC 8259), in time linear in its length. A key
-// repeated in one object keeps its first place and its last value. Throws
-// Json::exception (a parse_error saying where) when the text is not JSON.
-Json parseJson(std::string_view text);
+// repeated in one object keeps its first place and its last value. A text
+// that is not JSON is a failure saying where and why ("parse error at line
+// 1, column 9: ...").
+Result<Json> parseJson(std::string_view text);
 
 // The text of a JSON document, ending in a newline: arrays and objects that
 // fit in 100 columns on one line, longer ones one member per line indented by

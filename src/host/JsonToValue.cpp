@@ -34,10 +34,10 @@ std::optional<std::vector<std::uint8_t>> fromBase64(const std::string& text) {
   return std::vector<std::uint8_t>(bytes.get(), bytes.get() + length);
 }
 
-// The reader keeps the place of each value, so that an error can say where it is.
+// The reader keeps the place of each value, so that a failure can say where it is.
 class Reader {
  public:
-  Value value(const Json& json) {
+  Result<Value> value(const Json& json) {
     switch (json.type()) {
       case Json::value_t::string:
         return Value(json.get<std::string>());
@@ -54,33 +54,39 @@ class Reader {
       case Json::value_t::number_float:
         return Value::real(json.get<double>());
       case Json::value_t::array: {
+        if (const Status deeper = enter(); !deeper) return deeper;
+        Nested nested(*this);
         Array items;
         items.reserve(json.size());
-        Nested nested(*this);
         std::size_t index = 0;
         for (const Json& item : json) {
           Step step(*this, std::to_string(index++));
-          items.push_back(value(item));
+          Result<Value> read = value(item);
+          if (!read) return read;
+          items.push_back(*std::move(read));
         }
         return Value(std::move(items));
       }
       case Json::value_t::object:
         return object(json);
       case Json::value_t::null:
-        fail("null is not a value a preferences domain can hold");
+        return failure("null is not a value a preferences domain can hold");
       default:
-        fail("not a value a preferences domain can hold");
+        return failure("not a value a preferences domain can hold");
     }
   }
 
-  MetricDictionary dictionary(const Json& json) {
-    if (!json.is_object()) fail("a preferences domain is a JSON object");
+  Result<MetricDictionary> dictionary(const Json& json) {
+    if (!json.is_object()) return failure("a preferences domain is a JSON object");
+    if (const Status deeper = enter(); !deeper) return deeper;
     Nested nested(*this);
     std::vector<MetricDictionary::Entry> entries;
     entries.reserve(json.size());
     for (const auto& [key, item] : json.items()) {
       Step step(*this, key);
-      entries.emplace_back(key, value(item));
+      Result<Value> read = value(item);
+      if (!read) return read.status();
+      entries.emplace_back(key, *std::move(read));
     }
     return MetricDictionary(std::move(entries));
   }
@@ -95,46 +101,56 @@ class Reader {
     Reader& reader;
     std::size_t size;
   };
-  // Input nested deeper than a property list may be is refused, as the store refuses it.
+  // One level deeper while it lives (`enter` has said the level may be entered).
   struct Nested {
-    explicit Nested(Reader& r) : reader(r) {
-      if (++reader.depth_ > kMaxPlistDepth)
-        reader.fail("nested deeper than " + std::to_string(kMaxPlistDepth) + " levels");
-    }
+    explicit Nested(Reader& r) : reader(r) { ++reader.depth_; }
     ~Nested() { --reader.depth_; }
     Nested(const Nested&) = delete;
     Nested& operator=(const Nested&) = delete;
     Reader& reader;
   };
 
-  Value object(const Json& json) {
+  // Input nested deeper than a property list may be is refused, as the store refuses it.
+  Status enter() const {
+    if (depth_ + 1 > kMaxPlistDepth) return failure("nested deeper than " + std::to_string(kMaxPlistDepth) + " levels");
+    return Status();
+  }
+
+  Result<Value> object(const Json& json) {
     if (json.size() == 1 && isTaggedFormKey(json.begin().key())) {
       const std::string& tag = json.begin().key();
       const Json& inner = json.begin().value();
       Step step(*this, tag);
-      if (tag == "dictionary") return Value(dictionary(inner));
+      if (tag == "dictionary") {
+        Result<MetricDictionary> read = dictionary(inner);
+        if (!read) return read.status();
+        return Value(*std::move(read));
+      }
       if (tag == "date") {
-        if (!inner.is_string()) fail("a date is written {\"date\": \"2025-01-06T22:30:00+01:00\"}");
+        if (!inner.is_string()) return failure("a date is written {\"date\": \"2025-01-06T22:30:00+01:00\"}");
         const auto date = parseIsoDate(inner.get<std::string>());
-        if (!date) fail("\"" + inner.get<std::string>() + "\" is not an ISO 8601 instant with a zone offset");
-        if (!date->isOnCalendar()) fail("a property list holds dates of the years 1 to 9999 only");
+        if (!date) return failure("\"" + inner.get<std::string>() + "\" is not an ISO 8601 instant with a zone offset");
+        if (!date->isOnCalendar()) return failure("a property list holds dates of the years 1 to 9999 only");
         return Value(*date);
       }
       if (tag == "data") {
-        if (!inner.is_string()) fail("data is written {\"data\": \"<base64>\"}");
+        if (!inner.is_string()) return failure("data is written {\"data\": \"<base64>\"}");
         auto bytes = fromBase64(inner.get<std::string>());
-        if (!bytes) fail("not valid base64 (standard alphabet, padded with '=', no line breaks)");
+        if (!bytes) return failure("not valid base64 (standard alphabet, padded with '=', no line breaks)");
         return Value(Data{std::move(*bytes)});
       }
       if (tag == "uid")
-        fail("a UID (an object reference of a keyed archive) is kept as another writer left it, never written");
-      fail("a " + tag + " cannot be stored in a preferences domain");
+        return failure(
+            "a UID (an object reference of a keyed archive) is kept as another writer left it, never written");
+      return failure("a " + tag + " cannot be stored in a preferences domain");
     }
-    return Value(dictionary(json));
+    Result<MetricDictionary> read = dictionary(json);
+    if (!read) return read.status();
+    return Value(*std::move(read));
   }
 
-  [[noreturn]] void fail(const std::string& what) const {
-    throw JsonFormError(place_.empty() ? what : place_ + ": " + what);
+  Status failure(const std::string& what) const {
+    return Status::failure(place_.empty() ? what : place_ + ": " + what);
   }
 
   std::string place_;
@@ -143,8 +159,8 @@ class Reader {
 
 }  // namespace
 
-Value valueFromJson(const Json& json) { return Reader().value(json); }
+Result<Value> valueFromJson(const Json& json) { return Reader().value(json); }
 
-MetricDictionary dictionaryFromJson(const Json& json) { return Reader().dictionary(json); }
+Result<MetricDictionary> dictionaryFromJson(const Json& json) { return Reader().dictionary(json); }
 
 }  // namespace velmora::host

@@ -1,22 +1,16 @@
 #pragma once
 
-#include <stdexcept>
-
 #include "host/Json.h"
+#include "values/Status.h"
 #include "values/Value.h"
 
 namespace velmora::host {
 
-// A JSON value that cannot be stored in a preferences domain; the message
-// names the place ("/bankDict/20250106") and what is wrong.
-struct JsonFormError : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
-
 // The reverse of the JSON forms, for what a preferences domain can hold:
 // integers, reals, booleans, texts, {"date": ...}, {"data": ...}, arrays and
-// dictionaries. Throws JsonFormError.
-Value valueFromJson(const Json& json);
-MetricDictionary dictionaryFromJson(const Json& json);
+// dictionaries. A JSON value that cannot be stored in a domain is a failure
+// naming the place ("/bankDict/20250106") and what is wrong.
+Result<Value> valueFromJson(const Json& json);
+Result<MetricDictionary> dictionaryFromJson(const Json& json);
 
 }  // namespace velmora::host

@@ -5,6 +5,7 @@
 #include <ostream>
 #include <string>
 
+#include "host/Errors.h"
 #include "values/Environment.h"
 
 namespace velmora::host {
@@ -18,15 +19,17 @@ struct NotifyCommand {
   std::optional<std::filesystem::path> png;        // the expanded notification as a person sees it
   std::optional<std::filesystem::path> imagesDir;  // the slot's image as a PNG file
 
-  // Throws UsageError (neither or both of category and payload) or
-  // CommandError (an unreadable payload, a picture that cannot be written).
-  // A note for the person (a category the extension does not handle) goes to `notes`.
-  void run(const Environment& env, std::ostream& out, std::ostream& notes) const;
+  // Fails with a usage error when neither or both of category and payload
+  // are given, with a command error for an unreadable payload, a bundle
+  // without its interface description or a picture, or a file that cannot
+  // be written. A note for the person (a category the extension does not
+  // handle) goes to `err`.
+  Outcome run(const Environment& env, std::ostream& out, std::ostream& err) const;
 };
 
 // The category identifier of an APNs-style payload: {"aps": {"category": ...}}.
 // A payload without a category is a notification with an empty identifier.
-// Throws CommandError when the file cannot be read or is not such a payload.
-std::string categoryFromPayload(const std::filesystem::path& file);
+// A failure says why the file cannot be read or is not such a payload.
+Result<std::string> categoryFromPayload(const std::filesystem::path& file);
 
 }  // namespace velmora::host

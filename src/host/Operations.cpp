@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <type_traits>
 
 #include "host/ContactSheet.h"
-#include "host/Errors.h"
 #include "host/ImageFiles.h"
 #include "host/JsonForms.h"
 #include "host/JsonText.h"
@@ -17,94 +17,82 @@ namespace velmora::host {
 
 namespace {
 
-std::optional<Value> dictionary(std::optional<MetricDictionary> record) {
+// A result as the host prints it: a record, an image, or none (no data).
+std::optional<Value> asValue(std::optional<MetricDictionary> record) {
   if (!record) return std::nullopt;
   return Value(std::move(*record));
 }
 
-std::optional<Value> image(ImageRef picture) {
+std::optional<Value> asValue(ImageRef picture) {
   if (!picture) return std::nullopt;
   return Value(std::move(picture));
 }
 
+// The object of the session a method belongs to: "GroupMetrics.*" operations
+// (and one widget operation) are the GroupMetrics', every other the SleepMetricsUI's.
+SleepMetricsUI& owner(RequestSession& s, const SleepMetricsUI*) { return s.sleepMetricsUI(); }
+GroupMetrics& owner(RequestSession& s, const GroupMetrics*) { return s.groupMetrics(); }
+
+template <class Method>
+struct ClassOf;
+template <class Class, class Result>
+struct ClassOf<Result (Class::*)()> {
+  using type = Class;
+};
+
+// Calls `method` on its object of the session. An operation that only
+// publishes for the widgets (a `ForSwift` one) has no result.
+template <auto method>
+std::optional<Value> call(RequestSession& s) {
+  using Class = typename ClassOf<decltype(method)>::type;
+  Class& object = owner(s, static_cast<const Class*>(nullptr));
+  if constexpr (std::is_void_v<decltype((object.*method)())>) {
+    (object.*method)();
+    return std::nullopt;
+  } else {
+    return asValue((object.*method)());
+  }
+}
+
 // The presentation operations metric by metric, then the records.
 const std::vector<Operation> kOperations = {
-    {"requestLatestBedtime", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestLatestBedtime()); }},
-    {"requestLatestBedtimeForSwift",
-     [](RequestSession& s) -> std::optional<Value> {
-       s.sleepMetricsUI().requestLatestBedtimeForSwift();
-       return std::nullopt;
-     }},
-    {"swiftBedtimeImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftBedtimeImage()); }},
-    {"requestSleepBankRings", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestSleepBankRings()); }},
-    {"requestSleepBankForSwift",
-     [](RequestSession& s) -> std::optional<Value> {
-       s.sleepMetricsUI().requestSleepBankForSwift();
-       return std::nullopt;
-     }},
-    {"swiftSleepBankImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepBankImage()); }},
-    {"swiftSleepBankAccessoryImage",
-     [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepBankAccessoryImage()); }},
-    {"requestQuality", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestQuality()); }},
+    {"requestLatestBedtime", call<&SleepMetricsUI::requestLatestBedtime>},
+    {"requestLatestBedtimeForSwift", call<&SleepMetricsUI::requestLatestBedtimeForSwift>},
+    {"swiftBedtimeImage", call<&SleepMetricsUI::swiftBedtimeImage>},
+    {"requestSleepBankRings", call<&SleepMetricsUI::requestSleepBankRings>},
+    {"requestSleepBankForSwift", call<&SleepMetricsUI::requestSleepBankForSwift>},
+    {"swiftSleepBankImage", call<&SleepMetricsUI::swiftSleepBankImage>},
+    {"swiftSleepBankAccessoryImage", call<&SleepMetricsUI::swiftSleepBankAccessoryImage>},
+    {"requestQuality", call<&SleepMetricsUI::requestQuality>},
     // The widgets publish the rings' labels through the record's own operation.
-    {"requestQualityForSwift",
-     [](RequestSession& s) -> std::optional<Value> {
-       s.groupMetrics().requestQualityForSwift();
-       return std::nullopt;
-     }},
-    {"swiftSleepRingsImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepRingsImage()); }},
-    {"swiftSleepRingsAccessoryImage",
-     [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSleepRingsAccessoryImage()); }},
-    {"requestSpO2", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestSpO2()); }},
-    {"requestSpO2ForSwift",
-     [](RequestSession& s) -> std::optional<Value> {
-       s.sleepMetricsUI().requestSpO2ForSwift();
-       return std::nullopt;
-     }},
-    {"swiftSpO2Image", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftSpO2Image()); }},
-    {"requestRespRate", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestRespRate()); }},
-    {"requestRespRateForSwift",
-     [](RequestSession& s) -> std::optional<Value> {
-       s.sleepMetricsUI().requestRespRateForSwift();
-       return std::nullopt;
-     }},
-    {"swiftRespRateImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftRespRateImage()); }},
-    {"requestWristTemp", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestWristTemp()); }},
-    {"swiftWristTempImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftWristTempImage()); }},
-    {"requestReadiness", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestReadiness()); }},
-    {"requestReadinessForSwift",
-     [](RequestSession& s) -> std::optional<Value> {
-       s.sleepMetricsUI().requestReadinessForSwift();
-       return std::nullopt;
-     }},
-    {"swiftReadinessImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftReadinessImage()); }},
-    {"requestOctane", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestOctane()); }},
-    {"requestOctaneForSwift",
-     [](RequestSession& s) -> std::optional<Value> {
-       s.sleepMetricsUI().requestOctaneForSwift();
-       return std::nullopt;
-     }},
-    {"swiftOctaneImage", [](RequestSession& s) { return image(s.sleepMetricsUI().swiftOctaneImage()); }},
-    {"requestConsistency", [](RequestSession& s) { return dictionary(s.sleepMetricsUI().requestConsistency()); }},
-    {"GroupMetrics.requestSleepBank",
-     [](RequestSession& s) { return dictionary(s.groupMetrics().requestSleepBank()); }},
-    {"GroupMetrics.returnPreviousSleepBank",
-     [](RequestSession& s) { return dictionary(s.groupMetrics().returnPreviousSleepBank()); }},
-    {"GroupMetrics.requestQuality", [](RequestSession& s) { return dictionary(s.groupMetrics().requestQuality()); }},
-    {"GroupMetrics.requestQualityForSwift",
-     [](RequestSession& s) -> std::optional<Value> {
-       s.groupMetrics().requestQualityForSwift();
-       return std::nullopt;
-     }},
-    {"GroupMetrics.requestSpO2", [](RequestSession& s) { return dictionary(s.groupMetrics().requestSpO2()); }},
-    {"GroupMetrics.requestRespRate", [](RequestSession& s) { return dictionary(s.groupMetrics().requestRespRate()); }},
-    {"GroupMetrics.requestWristTemp",
-     [](RequestSession& s) { return dictionary(s.groupMetrics().requestWristTemp()); }},
-    {"GroupMetrics.requestReadiness",
-     [](RequestSession& s) { return dictionary(s.groupMetrics().requestReadiness()); }},
-    {"GroupMetrics.requestOctane", [](RequestSession& s) { return dictionary(s.groupMetrics().requestOctane()); }},
-    {"GroupMetrics.requestConsistencyDict",
-     [](RequestSession& s) { return dictionary(s.groupMetrics().requestConsistencyDict()); }},
+    {"requestQualityForSwift", call<&GroupMetrics::requestQualityForSwift>},
+    {"swiftSleepRingsImage", call<&SleepMetricsUI::swiftSleepRingsImage>},
+    {"swiftSleepRingsAccessoryImage", call<&SleepMetricsUI::swiftSleepRingsAccessoryImage>},
+    {"requestSpO2", call<&SleepMetricsUI::requestSpO2>},
+    {"requestSpO2ForSwift", call<&SleepMetricsUI::requestSpO2ForSwift>},
+    {"swiftSpO2Image", call<&SleepMetricsUI::swiftSpO2Image>},
+    {"requestRespRate", call<&SleepMetricsUI::requestRespRate>},
+    {"requestRespRateForSwift", call<&SleepMetricsUI::requestRespRateForSwift>},
+    {"swiftRespRateImage", call<&SleepMetricsUI::swiftRespRateImage>},
+    {"requestWristTemp", call<&SleepMetricsUI::requestWristTemp>},
+    {"swiftWristTempImage", call<&SleepMetricsUI::swiftWristTempImage>},
+    {"requestReadiness", call<&SleepMetricsUI::requestReadiness>},
+    {"requestReadinessForSwift", call<&SleepMetricsUI::requestReadinessForSwift>},
+    {"swiftReadinessImage", call<&SleepMetricsUI::swiftReadinessImage>},
+    {"requestOctane", call<&SleepMetricsUI::requestOctane>},
+    {"requestOctaneForSwift", call<&SleepMetricsUI::requestOctaneForSwift>},
+    {"swiftOctaneImage", call<&SleepMetricsUI::swiftOctaneImage>},
+    {"requestConsistency", call<&SleepMetricsUI::requestConsistency>},
+    {"GroupMetrics.requestSleepBank", call<&GroupMetrics::requestSleepBank>},
+    {"GroupMetrics.returnPreviousSleepBank", call<&GroupMetrics::returnPreviousSleepBank>},
+    {"GroupMetrics.requestQuality", call<&GroupMetrics::requestQuality>},
+    {"GroupMetrics.requestQualityForSwift", call<&GroupMetrics::requestQualityForSwift>},
+    {"GroupMetrics.requestSpO2", call<&GroupMetrics::requestSpO2>},
+    {"GroupMetrics.requestRespRate", call<&GroupMetrics::requestRespRate>},
+    {"GroupMetrics.requestWristTemp", call<&GroupMetrics::requestWristTemp>},
+    {"GroupMetrics.requestReadiness", call<&GroupMetrics::requestReadiness>},
+    {"GroupMetrics.requestOctane", call<&GroupMetrics::requestOctane>},
+    {"GroupMetrics.requestConsistencyDict", call<&GroupMetrics::requestConsistencyDict>},
 };
 
 std::string validNames() {
@@ -150,8 +138,8 @@ const Operation* findOperation(std::string_view name) {
   return it == kOperations.end() ? nullptr : &*it;
 }
 
-void runRequest(const std::vector<std::string>& names, const std::optional<std::filesystem::path>& imagesDir,
-                const std::optional<std::filesystem::path>& sheetFile, const Environment& env, std::ostream& out) {
+Outcome runRequest(const std::vector<std::string>& names, const std::optional<std::filesystem::path>& imagesDir,
+                   const std::optional<std::filesystem::path>& sheetFile, const Environment& env, std::ostream& out) {
   std::vector<const Operation*> calls;
   for (const std::string& name : names) {
     const Operation* op = findOperation(name);
@@ -159,20 +147,21 @@ void runRequest(const std::vector<std::string>& names, const std::optional<std::
       std::vector<std::string> known;
       for (const Operation& operation : kOperations) known.emplace_back(operation.name);
       const auto meant = nearestName(name, known);
-      throw UsageError("unknown operation \"" + name + "\"" + (meant ? " (did you mean " + *meant + "?)" : "") +
-                       "; valid operations: " + validNames());
+      return Outcome::usageError("unknown operation \"" + name + "\"" +
+                                 (meant ? " (did you mean " + *meant + "?)" : "") +
+                                 "; valid operations: " + validNames());
     }
     calls.push_back(op);
   }
 
-  std::unique_ptr<ImageDirectory> images;
-  const JsonForms forms = outputForms(env.timeZone, imagesDir, images);
+  const Result<OutputForms> output = outputForms(env.timeZone, imagesDir);
+  if (!output) return output.status();
 
   RunCaches caches(env);
   RequestSession session(caches);
   const auto describe = [&](std::size_t i, const std::optional<Value>& result) {
     const std::string place = std::to_string(i + 1) + "-" + std::string(calls[i]->name);
-    return Json{{"operation", calls[i]->name}, {"result", result ? forms.toJson(*result, place) : Json()}};
+    return Json{{"operation", calls[i]->name}, {"result", result ? output->forms.toJson(*result, place) : Json()}};
   };
   // A run that only prints lets each image go once it is described, as a widget host lets each widget's go:
   // its memory is that of one image at a time, not of all of them. Files are made only once every image is drawn
@@ -187,15 +176,16 @@ void runRequest(const std::vector<std::string>& names, const std::optional<std::
     else
       printed.push_back(describe(i, result));
   }
-  requirePictures(caches);
+  if (const Status pictures = requirePictures(caches); !pictures) return pictures;
   if (sheetFile) {
     const ImageRef sheet = drawContactSheet(caches, namedImages(calls, results));
-    if (!sheet) throw CommandError("--sheet: none of the operations gave an image");
-    std::string error;
-    if (!sheet->writePng(*sheetFile, &error)) throw CommandError("--sheet: " + error);
+    if (!sheet) return Outcome::commandError("--sheet: none of the operations gave an image");
+    if (const Status written = sheet->writePng(*sheetFile); !written) return written.within("--sheet");
   }
   for (std::size_t i = 0; i < results.size(); ++i) printed.push_back(describe(i, results[i]));
+  if (const Status images = output->imagesWritten(); !images) return images;
   out << writeJson(printed);
+  return Outcome();
 }
 
 }  // namespace velmora::host

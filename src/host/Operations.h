@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "drawing/RunCaches.h"
+#include "host/Errors.h"
 #include "values/Environment.h"
 #include "values/Lazy.h"
 #include "values/Value.h"
@@ -55,11 +56,12 @@ const Operation* findOperation(std::string_view name);
 
 // Calls the named operations in order on one session and prints the JSON
 // array of {"operation": NAME, "result": VALUE}. Every name is checked before
-// the first call: an unknown one is a UsageError that lists the valid names.
+// the first call: an unknown one is a usage error that lists the valid names.
 // With `imagesDir`, each image of the results is also written there as PNG;
 // with `sheetFile`, all of them side by side, each named by its operation, as
-// one PNG (drawContactSheet), written before anything is printed.
-void runRequest(const std::vector<std::string>& names, const std::optional<std::filesystem::path>& imagesDir,
-                const std::optional<std::filesystem::path>& sheetFile, const Environment& env, std::ostream& out);
+// one PNG (drawContactSheet), written before anything is printed. A picture
+// the images need and a file that cannot be written are command errors.
+Outcome runRequest(const std::vector<std::string>& names, const std::optional<std::filesystem::path>& imagesDir,
+                   const std::optional<std::filesystem::path>& sheetFile, const Environment& env, std::ostream& out);
 
 }  // namespace velmora::host

@@ -10,7 +10,6 @@
 #include <chrono>
 #include <memory>
 
-#include "host/Errors.h"
 #include "text/IsoDate.h"
 
 extern char** environ;
@@ -58,29 +57,30 @@ std::optional<std::string> homeFromPasswordDatabase() {
   return std::string(found->pw_dir);
 }
 
-std::filesystem::path preferencesDirectory(const GlobalOptions& options, const ProcessContext& process) {
+Expected<std::filesystem::path> preferencesDirectory(const GlobalOptions& options, const ProcessContext& process) {
   if (options.prefs) {
-    if (options.prefs->empty()) throw UsageError("--prefs: give a directory (an empty name would be the current one)");
+    if (options.prefs->empty())
+      return Outcome::usageError("--prefs: give a directory (an empty name would be the current one)");
     // A directory that does not exist yet is an empty one, made by the first write.
     std::error_code ec;
     if (std::filesystem::exists(*options.prefs, ec) && !std::filesystem::is_directory(*options.prefs, ec))
-      throw UsageError("--prefs: " + inQuotes(*options.prefs) + " is not a directory");
-    return *options.prefs;
+      return Outcome::usageError("--prefs: " + inQuotes(*options.prefs) + " is not a directory");
+    return std::filesystem::path(*options.prefs);
   }
-  if (auto dir = process.variable("VELMORA_PREFS")) return *dir;
+  if (auto dir = process.variable("VELMORA_PREFS")) return std::filesystem::path(*dir);
   // The XDG base-directory rules ignore a relative XDG_CONFIG_HOME.
   if (auto config = process.variable("XDG_CONFIG_HOME"); config && std::filesystem::path(*config).is_absolute())
     return std::filesystem::path(*config) / "velmora";
   if (auto home = process.variable("HOME")) return std::filesystem::path(*home) / ".config" / "velmora";
-  throw CommandError("cannot tell where the preferences are: give --prefs DIR, or set VELMORA_PREFS or HOME");
+  return Outcome::commandError("cannot tell where the preferences are: give --prefs DIR, or set VELMORA_PREFS or HOME");
 }
 
-std::filesystem::path resourcesDirectory(const GlobalOptions& options, const ProcessContext& process) {
+Expected<std::filesystem::path> resourcesDirectory(const GlobalOptions& options, const ProcessContext& process) {
   std::error_code ec;
   if (options.resources) {
     if (!std::filesystem::is_directory(*options.resources, ec))
-      throw UsageError("--resources: " + inQuotes(*options.resources) + " is not a directory");
-    return *options.resources;
+      return Outcome::usageError("--resources: " + inQuotes(*options.resources) + " is not a directory");
+    return std::filesystem::path(*options.resources);
   }
   return defaultResourcesDirectory(process);
 }
@@ -93,42 +93,45 @@ bool isWithin(const std::filesystem::path& file, const std::filesystem::path& di
   return !ec && !relative.empty() && *relative.begin() != "..";
 }
 
-Date currentInstant(const GlobalOptions& options, const ProcessContext& process) {
+Expected<Date> currentInstant(const GlobalOptions& options, const ProcessContext& process) {
   if (!options.now) return process.clock ? process.clock() : Date{};
   const std::optional<Date> date = parseIsoDate(*options.now);
   if (!date)
-    throw UsageError("--now: " + inQuotes(*options.now) +
-                     " is not an ISO 8601 instant with a zone offset or Z, such as 2025-01-06T22:30:00+01:00");
+    return Outcome::usageError(
+        "--now: " + inQuotes(*options.now) +
+        " is not an ISO 8601 instant with a zone offset or Z, such as 2025-01-06T22:30:00+01:00");
   if (!date->isOnCalendar())
-    throw UsageError("--now: " + inQuotes(*options.now) + " lies outside the years 1 to 9999, which dates can show");
+    return Outcome::usageError("--now: " + inQuotes(*options.now) +
+                               " lies outside the years 1 to 9999, which dates can show");
   return *date;
 }
 
-int screenScale(const std::string& text) {
+Expected<int> screenScale(const std::string& text) {
   // Digits only: "3", not "3.0", "+3" or " 3".
   const bool digits = !text.empty() && text.size() <= 2 &&
                       std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
   const int scale = digits ? std::stoi(text) : 0;
-  if (scale < 1 || scale > 4) throw UsageError("--scale: " + inQuotes(text) + " is not a screen scale from 1 to 4");
+  if (scale < 1 || scale > 4)
+    return Outcome::usageError("--scale: " + inQuotes(text) + " is not a screen scale from 1 to 4");
   return scale;
 }
 
-std::string timeZone(const GlobalOptions& options, const ProcessContext& process) {
+Expected<std::string> timeZone(const GlobalOptions& options, const ProcessContext& process) {
   if (options.timeZone) {
     if (!isKnownTimeZone(*options.timeZone))
-      throw UsageError("--tz: " + inQuotes(*options.timeZone) +
-                       " is not a time zone name (an IANA name such as Europe/Berlin)");
+      return Outcome::usageError("--tz: " + inQuotes(*options.timeZone) +
+                                 " is not a time zone name (an IANA name such as Europe/Berlin)");
     return *options.timeZone;
   }
   if (auto tz = process.variables.find("TZ"); tz != process.variables.end()) {
     std::string_view name = tz->second;
-    if (name.empty()) return "UTC";  // the C library's reading of an empty TZ
+    if (name.empty()) return std::string("UTC");  // the C library's reading of an empty TZ
     if (name.starts_with(':')) name.remove_prefix(1);
     if (isKnownTimeZone(name)) return std::string(name);
     if (auto fromPath = zoneFromPath(name)) return *fromPath;
     if (process.warn) process.warn("TZ=" + tz->second + " is not an IANA time zone name; using the system zone");
   }
-  return process.systemTimeZone ? process.systemTimeZone() : "UTC";
+  return process.systemTimeZone ? process.systemTimeZone() : std::string("UTC");
 }
 
 // A locale ICU knows the language of and can say as a BCP 47 tag. ICU takes
@@ -142,34 +145,35 @@ bool isUsableLocale(const icu::Locale& locale) {
   return U_SUCCESS(status) && status != U_STRING_NOT_TERMINATED_WARNING;
 }
 
-std::string locale(const GlobalOptions& options, const ProcessContext& process) {
+Expected<std::string> locale(const GlobalOptions& options, const ProcessContext& process) {
   if (options.locale) {
     const icu::Locale given(options.locale->c_str());
     if (!isUsableLocale(given))
-      throw UsageError("--locale: " + inQuotes(*options.locale) +
-                       " is not a locale (an ICU id such as de_DE or en_US@hours=h23)");
-    return given.getName();
+      return Outcome::usageError("--locale: " + inQuotes(*options.locale) +
+                                 " is not a locale (an ICU id such as de_DE or en_US@hours=h23)");
+    return std::string(given.getName());
   }
   // The variables in the C library's order of precedence for time formats.
   for (const char* name : {"LC_ALL", "LC_TIME", "LANG"}) {
     if (auto value = process.variable(name)) {
       std::string id = icuLocaleFromPosix(*value);
-      return id.empty() ? "en_US" : id;
+      return id.empty() ? std::string("en_US") : id;
     }
   }
-  return "en_US";
+  return std::string("en_US");
 }
 
-std::vector<std::string> languages(const GlobalOptions& options, const ProcessContext& process,
-                                   const std::string& localeId) {
+Expected<std::vector<std::string>> languages(const GlobalOptions& options, const ProcessContext& process,
+                                             const std::string& localeId) {
   if (options.languages) {
     auto tags = languageTags(*options.languages, ',');
-    if (tags.empty()) throw UsageError("--languages: give at least one language, such as de,en");
+    if (tags.empty()) return Outcome::usageError("--languages: give at least one language, such as de,en");
     for (const std::string& tag : tags) {
       UErrorCode status = U_ZERO_ERROR;
       const icu::Locale language = icu::Locale::forLanguageTag(tag, status);
       if (U_FAILURE(status) || language.isBogus() || std::string_view(language.getLanguage()).empty())
-        throw UsageError("--languages: " + inQuotes(tag) + " is not a language (a tag such as de, en-GB or zh-Hant)");
+        return Outcome::usageError("--languages: " + inQuotes(tag) +
+                                   " is not a language (a tag such as de, en-GB or zh-Hant)");
     }
     return tags;
   }
@@ -180,7 +184,7 @@ std::vector<std::string> languages(const GlobalOptions& options, const ProcessCo
   const icu::Locale loc(localeId.c_str());
   UErrorCode status = U_ZERO_ERROR;
   const std::string tag = icu::Locale(loc.getLanguage(), loc.getCountry()).toLanguageTag<std::string>(status);
-  return {U_SUCCESS(status) && !tag.empty() ? tag : "en"};
+  return std::vector<std::string>{U_SUCCESS(status) && !tag.empty() ? tag : "en"};
 }
 
 }  // namespace
@@ -224,17 +228,23 @@ std::optional<std::string> ProcessContext::variable(std::string_view name) const
   return it->second;
 }
 
-Environment makeEnvironment(const GlobalOptions& options, const ProcessContext& process) {
+Expected<Environment> makeEnvironment(const GlobalOptions& options, const ProcessContext& process) {
+  // Each part in turn: the first that cannot be had is the one the person hears of.
+  auto take = [](auto part, auto& into) {
+    if (part) into = *std::move(part);
+    return part.outcome();
+  };
   Environment env;
   env.warn = process.warn;
   env.log = process.log;
-  env.prefsDir = preferencesDirectory(options, process);
-  env.resourcesDir = resourcesDirectory(options, process);
-  env.now = currentInstant(options, process);
-  env.timeZone = timeZone(options, process);
-  env.locale = locale(options, process);
-  env.languages = languages(options, process, env.locale);
-  if (options.scale) env.scale = screenScale(*options.scale);
+  if (Outcome taken = take(preferencesDirectory(options, process), env.prefsDir); !taken) return taken;
+  if (Outcome taken = take(resourcesDirectory(options, process), env.resourcesDir); !taken) return taken;
+  if (Outcome taken = take(currentInstant(options, process), env.now); !taken) return taken;
+  if (Outcome taken = take(timeZone(options, process), env.timeZone); !taken) return taken;
+  if (Outcome taken = take(locale(options, process), env.locale); !taken) return taken;
+  if (Outcome taken = take(languages(options, process, env.locale), env.languages); !taken) return taken;
+  if (options.scale)
+    if (Outcome taken = take(screenScale(*options.scale), env.scale); !taken) return taken;
   return env;
 }
 

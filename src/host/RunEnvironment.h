@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/Errors.h"
 #include "values/Environment.h"
 
 namespace velmora::host {
@@ -51,9 +52,9 @@ std::filesystem::path defaultResourcesDirectory(const ProcessContext& process);
 
 // Fills the environment of a run from the options, falling back on the
 // process's variables and the system (see the README for the precedence).
-// Throws UsageError for an option that cannot be understood, CommandError
-// when no preferences directory can be found.
-Environment makeEnvironment(const GlobalOptions& options, const ProcessContext& process);
+// Fails with a usage error for an option that cannot be understood, a
+// command error when no preferences directory can be found.
+Expected<Environment> makeEnvironment(const GlobalOptions& options, const ProcessContext& process);
 
 // A POSIX locale name ("de_DE.UTF-8", "C") as an ICU locale id ("de_DE",
 // "en_US"); empty when it names no locale.

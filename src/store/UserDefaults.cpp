@@ -6,6 +6,7 @@
 
 #include "store/AtomicFile.h"
 #include "store/PropertyList.h"
+#include "values/Diagnostics.h"
 
 namespace velmora {
 
@@ -34,7 +35,7 @@ struct UserDefaults::State {
     if (warnSink)
       warnSink(message);
     else
-      std::cerr << "velmora: warning: " << message << '\n';
+      printDiagnostic(std::cerr, Diagnostic::kWarning, message);
   }
 
   void hold() {

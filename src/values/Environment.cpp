@@ -2,6 +2,8 @@
 
 #include <iostream>
 
+#include "values/Diagnostics.h"
+
 namespace velmora {
 
 std::filesystem::path Environment::preferencesFile(std::string_view domain) const {
@@ -12,7 +14,7 @@ void Environment::warning(std::string_view message) const {
   if (warn)
     warn(message);
   else
-    std::cerr << "velmora: warning: " << message << '\n';
+    printDiagnostic(std::cerr, Diagnostic::kWarning, message);
 }
 
 WarningSink Environment::warningsOncePerRun() const {
@@ -22,7 +24,7 @@ WarningSink Environment::warningsOncePerRun() const {
     if (sink)
       sink(message);
     else
-      std::cerr << "velmora: warning: " << message << '\n';
+      printDiagnostic(std::cerr, Diagnostic::kWarning, message);
   };
 }
 
@@ -30,7 +32,7 @@ void Environment::diagnostic(std::string_view message) const {
   if (log)
     log(message);
   else
-    std::cerr << "velmora: log: " << message << '\n';
+    printDiagnostic(std::cerr, Diagnostic::kLog, message);
 }
 
 }  // namespace velmora

@@ -71,8 +71,8 @@ TEST(PngWriter, EveryPremultipliedPixelReadsBackExactly) {
   env.scale = 1;
   testing::TempDir bundle;
   std::filesystem::create_directories(bundle.path() / "pictures");
-  std::string error;
-  ASSERT_TRUE(written.writePng(bundle.path() / "pictures" / "Every.png", &error)) << error;
+  const Status png = written.writePng(bundle.path() / "pictures" / "Every.png");
+  ASSERT_TRUE(png) << png.message();
   env.resourcesDir = bundle.path();
   const ImageRef read = imageNamed(env, "Every");
   ASSERT_TRUE(read);

@@ -332,11 +332,9 @@ std::string textNamed(const MetricDictionary& fields, std::string_view key) {
 }
 
 host::Json parsedOutput(const std::string& text, const std::string& command) {
-  try {
-    return host::parseJson(text);
-  } catch (const host::Json::exception& error) {
-    fail(command + " printed text that is not JSON (" + error.what() + "):\n" + text.substr(0, 2000));
-  }
+  Result<host::Json> json = host::parseJson(text);
+  if (!json) fail(command + " printed text that is not JSON (" + json.message() + "):\n" + text.substr(0, 2000));
+  return *std::move(json);
 }
 
 void writeDomain(const std::filesystem::path& file, const MetricDictionary& contents, PlistFormat format) {
@@ -417,13 +415,16 @@ void runCase(const StoreCase& c, double budgetSeconds) {
     std::vector<std::string> names;
     for (const host::Operation& operation : host::operations()) names.emplace_back(operation.name);
     std::ostringstream requested;
-    host::runRequest(names, std::nullopt, std::nullopt, env, requested);
+    const host::Outcome request = host::runRequest(names, std::nullopt, std::nullopt, env, requested);
+    if (!request) fail("a request on the case failed: " + request.message());
     const host::Json results = parsedOutput(requested.str(), "request");
     check(results.is_array() && results.size() == names.size(), "request printed another number of results");
     for (const char* category : {"BEDTIME", "TIMEASLEEP"}) {
       std::ostringstream notified, notes;
-      host::NotifyCommand{category, std::nullopt, scratchDirectory() / "notification.png", std::nullopt}.run(
-          env, notified, notes);
+      const host::Outcome notify =
+          host::NotifyCommand{category, std::nullopt, scratchDirectory() / "notification.png", std::nullopt}.run(
+              env, notified, notes);
+      if (!notify) fail(std::string("notify ") + category + " failed: " + notify.message());
       check(parsedOutput(notified.str(), category)["category"] == category, "notify printed another category");
     }
   } catch (const std::exception& error) {

@@ -18,8 +18,9 @@
 namespace {
 
 std::vector<std::uint8_t> readBytes(const std::filesystem::path& file) {
-  const std::string text = velmora::host::readFile(file);
-  return {text.begin(), text.end()};
+  const velmora::Result<std::string> text = velmora::host::readFile(file);
+  if (!text) throw std::invalid_argument(text.message());
+  return {text->begin(), text->end()};
 }
 
 // One domain's file in a preferences directory: its contents and format (a missing file is an empty binary one).
@@ -50,7 +51,8 @@ velmora::fuzz::StoreCase caseOf(char** args) {
 }
 
 void writeBytes(const char* file, const std::vector<std::uint8_t>& bytes) {
-  velmora::host::writeFile(file, velmora::fuzz::asText(bytes));
+  if (const velmora::Status written = velmora::host::writeFile(file, velmora::fuzz::asText(bytes)); !written)
+    throw std::invalid_argument(written.message());
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 // follow, separated by NUL bytes.
 #include "FuzzSupport.h"
 #include "format/FormatTools.h"
-#include "host/Errors.h"
 #include "host/RunEnvironment.h"
 #include "text/Bundle.h"
 
@@ -34,11 +33,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   process.buildTree = fuzz::scratchDirectory();
   process.sourceResources = VELMORA_FUZZ_RESOURCES;
   process.warn = [](std::string_view) {};
-  std::optional<Environment> env;
-  try {
-    env = host::makeEnvironment(options, process);
-  } catch (const host::UsageError& error) {
-    fuzz::check(*error.what() != '\0', "an option refused without a reason");
+  const host::Expected<Environment> env = host::makeEnvironment(options, process);
+  if (!env) {
+    fuzz::check(env.outcome().kind() == host::ErrorKind::kUsage, "an option refused other than as a usage error");
+    fuzz::check(!env.message().empty(), "an option refused without a reason");
     return 0;
   }
   fuzz::check(env->now.isOnCalendar(), "an instant off the calendar taken as now");

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "VelmoraProcess.h"
+#include "extension/InterfaceDescription.h"
 #include "extension/NotificationViewController.h"
 #include "host/Files.h"
 #include "host/JsonForms.h"
@@ -157,7 +158,7 @@ TEST_F(Program, DiagnosticsAreLabelledByWhatTheyAre) {
   ASSERT_EQ(velmora({"defaults", "import", "shared", "-"}, bank).status, 0);
   const auto spoilt = home() / "spoilt" / "group.quorvane.Velmora.plist";
   std::filesystem::create_directories(spoilt.parent_path());
-  host::writeFile(spoilt, "<plist><dict>");
+  ASSERT_TRUE(host::writeFile(spoilt, "<plist><dict>"));
   const struct {
     std::vector<std::string> args;
     std::string line;  // the start of the one line on standard error
@@ -189,7 +190,7 @@ TEST_F(Program, NotifyPrintsTheSlotsTheControllerHolds) {
     const auto png = home() / (std::string(category) + ".png");
     args.insert(args.end(), {"--png", png.string()});
     TestEnvironment env;
-    NotificationViewController controller(env);
+    NotificationViewController controller(env, *InterfaceDescription::load(env));
     controller.viewDidLoad();
     controller.didReceiveNotification({category});
     const ProcessResult result = velmora(args);
@@ -199,7 +200,9 @@ TEST_F(Program, NotifyPrintsTheSlotsTheControllerHolds) {
     std::string names;
     for (const auto& [name, slot] : printed["slots"].items()) {
       names += (names.empty() ? "" : " ") + name;
-      EXPECT_EQ(slot, host::JsonForms(env.timeZone).toJson(controller.slot(name))) << category << ": " << name;
+      const DisplaySlot* held = controller.slot(name);
+      ASSERT_NE(held, nullptr) << name;
+      EXPECT_EQ(slot, host::JsonForms(env.timeZone).toJson(*held)) << category << ": " << name;
     }
     EXPECT_EQ(names, kSlotNames) << category;
     EXPECT_TRUE(std::filesystem::exists(png)) << "the notification is drawn, whatever its category";
@@ -215,10 +218,10 @@ TEST_F(Program, NotifyAndRequestDrawFromTheStoreAndWriteTheirImages) {
   const ProcessResult notified =
       velmora({"--scale", "1", "notify", "TIMEASLEEP", "--png", png.string(), "--images", images.string()});
   ASSERT_EQ(notified.status, 0) << notified.err;
-  EXPECT_EQ(readFile(png).substr(0, 8), "\x89PNG\r\n\x1a\n");
+  EXPECT_EQ(readFile(png)->substr(0, 8), "\x89PNG\r\n\x1a\n");
   const Json image = Json::parse(notified.out)["slots"]["ringsImage"]["image"]["image"];
   EXPECT_EQ(image["file"], (images / "ringsImage.png").string());
-  EXPECT_EQ(readFile(images / "ringsImage.png").substr(1, 3), "PNG");
+  EXPECT_EQ(readFile(images / "ringsImage.png")->substr(1, 3), "PNG");
 
   const ProcessResult requested =
       velmora({"--scale", "1", "request", "requestSleepBankRings", "swiftSleepBankImage", "requestSleepBankForSwift",
@@ -229,7 +232,7 @@ TEST_F(Program, NotifyAndRequestDrawFromTheStoreAndWriteTheirImages) {
   EXPECT_EQ(calls[0]["operation"], "requestSleepBankRings");
   EXPECT_EQ(calls[0]["result"]["ringsImage"]["image"]["width"], 280.0);
   EXPECT_EQ(calls[1]["result"]["image"]["file"], (more / "2-swiftSleepBankImage.png").string());
-  EXPECT_EQ(readFile(sheet).substr(1, 3), "PNG");
+  EXPECT_EQ(readFile(sheet)->substr(1, 3), "PNG");
   EXPECT_TRUE(calls[2]["result"].is_null());
   // The image request left the one SleepMetricsUI of the run in widget mode.
   EXPECT_EQ(calls[3]["result"]["ringsImage"]["image"]["width"], 220.0);
@@ -263,7 +266,7 @@ TEST_F(Program, AnIncompleteBundleFailsLoudlyAndWritesNothing) {
        {"notify", "BEDTIME"},
        interface.string() + ": the notification's interface description does not exist"},
       {"malformed interface description",
-       [](Path b) { host::writeFile(b / "NotificationInterface.json", "{\"slots\": 3"); },
+       [](Path b) { EXPECT_TRUE(host::writeFile(b / "NotificationInterface.json", "{\"slots\": 3")); },
        {"notify", "TIMEASLEEP"},
        interface.string() + ": not a valid interface description: "},
       {"picture missing",
@@ -274,11 +277,11 @@ TEST_F(Program, AnIncompleteBundleFailsLoudlyAndWritesNothing) {
        {"notify", "TIMEASLEEP"},
        backdrop.string() + ": picture \"RechargeBkg.png\" is missing"},
       {"picture not a PNG",
-       [](Path b) { host::writeFile(b / "pictures" / "RechargeBkg@3x.png", "not a picture"); },
+       [](Path b) { EXPECT_TRUE(host::writeFile(b / "pictures" / "RechargeBkg@3x.png", "not a picture")); },
        {"notify", "TIMEASLEEP"},
        backdrop.string() + ": picture \"RechargeBkg.png\" cannot be read"},
       {"request without its picture",
-       [](Path b) { host::writeFile(b / "pictures" / "RechargeBkg@3x.png", ""); },
+       [](Path b) { EXPECT_TRUE(host::writeFile(b / "pictures" / "RechargeBkg@3x.png", "")); },
        {"request", "requestSleepBankRings"},
        backdrop.string() + ": picture \"RechargeBkg.png\" cannot be read"},
   };

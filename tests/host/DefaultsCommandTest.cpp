@@ -68,7 +68,7 @@ TEST_F(Defaults, UnreadableDomainFailsWithItsReason) {
   const std::pair<const char*, std::function<void()>> states[] = {
       {"is not a regular file", [&] { std::filesystem::create_directories(plist); }},
       {"Too many levels of symbolic links", [&] { std::filesystem::create_symlink(plist, plist); }},
-      {"not a valid property list", [&] { host::writeFile(plist, "<plist><dict>"); }},
+      {"not a valid property list", [&] { ASSERT_TRUE(host::writeFile(plist, "<plist><dict>")); }},
   };
   std::filesystem::create_directories(prefs());
   for (const auto& [reason, make] : states) {
@@ -87,7 +87,7 @@ TEST_F(Defaults, UnreadableDomainFailsWithItsReason) {
       EXPECT_EQ(result.err.find(reason, at + 1), std::string::npos) << "said twice: " << result.err;
     }
   }
-  EXPECT_EQ(host::readFile(plist), "<plist><dict>");
+  EXPECT_EQ(*host::readFile(plist), "<plist><dict>");
 }
 
 // JSON values and the platform defaults tool's typed forms store what it would store; each case writes the key
@@ -229,7 +229,7 @@ open(sys.argv[1], "wb").write(plistlib.dumps(value, fmt=plistlib.FMT_BINARY, sor
 
   const auto binary = home() / "domain.bplist";
   ASSERT_EQ(velmora({"defaults", "export", "shared", binary.string(), "--format", "binary1"}).status, 0);
-  EXPECT_TRUE(host::readFile(binary).starts_with("bplist00"));
+  EXPECT_TRUE(host::readFile(binary)->starts_with("bplist00"));
   const ProcessResult imported = velmora({"defaults", "import", "standard", binary.string()});
   ASSERT_EQ(imported.status, 0) << imported.err;
   EXPECT_EQ(velmora({"defaults", "export", "standard"}).out, json);
@@ -243,13 +243,13 @@ open(sys.argv[1], "wb").write(plistlib.dumps(value, fmt=plistlib.FMT_BINARY, sor
   ASSERT_EQ(velmora({"defaults", "delete", "shared", "uid"}).status, 0);
   const auto xml = home() / "domain.plist", standard = prefs() / "com.quorvane.Velmora.NotificationContent.plist";
   ASSERT_EQ(velmora({"defaults", "export", "shared", xml.string(), "--format", "xml1"}).status, 0);
-  host::writeFile(standard, "<plist version=\"1.0\"><dict/></plist>");
+  ASSERT_TRUE(host::writeFile(standard, "<plist version=\"1.0\"><dict/></plist>"));
   ASSERT_EQ(velmora({"defaults", "import", "standard", xml.string()}).status, 0);
-  EXPECT_TRUE(host::readFile(standard).starts_with("<?xml"));
+  EXPECT_TRUE(host::readFile(standard)->starts_with("<?xml"));
   std::string wholeSeconds = velmora({"defaults", "export", "shared"}).out;
   wholeSeconds.replace(wholeSeconds.find("22:30:00.123+01:00"), 18, "22:30:00+01:00");
   EXPECT_EQ(velmora({"defaults", "export", "standard"}).out, wholeSeconds);
-  ASSERT_EQ(velmora({"defaults", "export", "standard", "-", "--format", "xml1"}).out, host::readFile(xml));
+  ASSERT_EQ(velmora({"defaults", "export", "standard", "-", "--format", "xml1"}).out, *host::readFile(xml));
 }
 
 }  // namespace

@@ -42,12 +42,13 @@ TEST(Documentation, BashCompletesWhatTheProgramTakesWhereItTakesIt) {
   std::filesystem::create_directories(dir / "inner");
   const std::string d = dir.string();
   const auto script = dir / "complete.sh";
-  writeFile(script, "source '" + (kBuild / "velmora.bash").string() + "'\n" + R"(read -ra COMP_WORDS <<< "$1"
+  ASSERT_TRUE(
+      writeFile(script, "source '" + (kBuild / "velmora.bash").string() + "'\n" + R"(read -ra COMP_WORDS <<< "$1"
 [[ $1 == *' ' ]] && COMP_WORDS+=('')
 COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
 _velmora
 echo "${COMPREPLY[*]}"
-)");
+)"));
   const struct {
     std::string line;
     std::string offered;
@@ -74,7 +75,7 @@ echo "${COMPREPLY[*]}"
 
 TEST(Documentation, TheManualPageHasEveryCommandAndOptionAndNoBuildPath) {
   if (!VELMORA_TEST_DOCS) GTEST_SKIP() << "the build was configured with -DVELMORA_DOCS=OFF";
-  std::string page = readFile(kBuild / "velmora.1");
+  std::string page = *readFile(kBuild / "velmora.1");
   for (std::size_t at; (at = page.find("\\-")) != std::string::npos;) page.replace(at, 2, "-");
   EXPECT_NE(page.find(".SH NAME\nvelmora - expand a sleep tracker's notifications"), std::string::npos);
   EXPECT_EQ(page.find(VELMORA_TEST_RESOURCES), std::string::npos) << "the page names the source tree";

@@ -7,7 +7,6 @@
 #include <sstream>
 #include <streambuf>
 
-#include "host/Errors.h"
 #include "host/Files.h"
 #include "store/AtomicFile.h"
 #include "support/TestEnvironment.h"
@@ -28,12 +27,8 @@ class EndlessZeros : public std::streambuf {
 };
 
 std::string problemReading(const std::filesystem::path& file) {
-  try {
-    readFile(file);
-  } catch (const CommandError& error) {
-    return error.what();
-  }
-  return "read";
+  const Result<std::string> read = readFile(file);
+  return read ? "read" : read.message();
 }
 
 TEST(InputFilesBounded, EveryKindOfFileReadsOrSaysWhyNot) {
@@ -41,7 +36,7 @@ TEST(InputFilesBounded, EveryKindOfFileReadsOrSaysWhyNot) {
   const auto fifo = dir.path() / "fifo";
   ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
   const auto text = dir.path() / "payload.json";
-  writeFile(text, R"({"aps": {}})");
+  ASSERT_TRUE(writeFile(text, R"({"aps": {}})"));
   const struct {
     const char* name;
     std::filesystem::path file;
@@ -53,25 +48,26 @@ TEST(InputFilesBounded, EveryKindOfFileReadsOrSaysWhyNot) {
   };
   for (const auto& c : cases)
     EXPECT_NE(problemReading(c.file).find(c.outcome), std::string::npos) << c.name << ": " << problemReading(c.file);
-  EXPECT_EQ(readFile(text), R"({"aps": {}})");
-  EXPECT_EQ(readFile(fifo), "");
+  EXPECT_EQ(*readFile(text), R"({"aps": {}})");
+  EXPECT_EQ(*readFile(fifo), "");
 }
 
 TEST(InputFilesBounded, StandardInputStopsAtTheLimit) {
   std::istringstream small("{}");
-  EXPECT_EQ(readStream(small, "standard input"), "{}");
+  EXPECT_EQ(*readStream(small, "standard input"), "{}");
   EndlessZeros zeros;
   std::istream endless(&zeros);
-  EXPECT_THROW(readStream(endless, "standard input"), CommandError);
+  EXPECT_EQ(readStream(endless, "standard input").message(),
+            "standard input is larger than 64 MiB, more than any domain or payload holds");
 }
 
 // A regular file of exactly the limit is read; one byte more is refused before anything is read.
 TEST(InputFilesBounded, TheLimitIsInclusive) {
   testing::TempDir dir;
   const auto file = dir.path() / "large.json";
-  writeFile(file, "");
+  ASSERT_TRUE(writeFile(file, ""));
   std::filesystem::resize_file(file, kMaxInputBytes);
-  EXPECT_EQ(readFile(file).size(), kMaxInputBytes);
+  EXPECT_EQ(readFile(file)->size(), kMaxInputBytes);
   std::filesystem::resize_file(file, kMaxInputBytes + 1);
   EXPECT_NE(problemReading(file).find("larger than"), std::string::npos);
 }

@@ -21,13 +21,10 @@ TEST(JsonText, DocumentsOfAnyDepthAndWhereTextStopsBeingJson) {
       {"", "unexpected end of input"},
   };
   for (const auto& c : cases) {
-    std::string read;
-    try {
-      const Json json = parseJson(c.text);
-      read = json.is_array() && json.size() == 1 && json[0].is_array() ? "deep" : writeJson(json);
-    } catch (const Json::exception& error) {
-      read = error.what();
-    }
+    const Result<Json> json = parseJson(c.text);
+    const std::string read = !json                                                            ? json.message()
+                             : json->is_array() && json->size() == 1 && (*json)[0].is_array() ? "deep"
+                                                                                              : writeJson(*json);
     EXPECT_NE(read.find(c.read), std::string::npos) << c.text.substr(0, 40) << ": " << read;
   }
 }

@@ -13,12 +13,12 @@ namespace {
 TEST(ReadForms, GiveBackWhatWasWritten) {
   for (const char* json : {R"({"date": "0001-01-01T00:53:28+00:53:28"})", R"({"date": "1000-01-01T00:53:28+00:53:28"})",
                            R"({"date": "1582-10-04T23:59:59.999+00:53:28"})", "18446744073709551615"}) {
-    std::string text = writeJson(JsonForms("Europe/Berlin").toJson(valueFromJson(parseJson(json))));
+    std::string text = writeJson(JsonForms("Europe/Berlin").toJson(*valueFromJson(*parseJson(json))));
     text.pop_back();
     EXPECT_EQ(text, json);
   }
   // West of Greenwich the first moment of year 1 is local year 0: it is written in UTC.
-  const Value first = valueFromJson(parseJson(R"({"date": "0001-01-01T00:00:00Z"})"));
+  const Value first = *valueFromJson(*parseJson(R"({"date": "0001-01-01T00:00:00Z"})"));
   EXPECT_EQ(writeJson(JsonForms("America/New_York").toJson(first)), "{\"date\": \"0001-01-01T00:00:00+00:00\"}\n");
 }
 
@@ -38,12 +38,9 @@ TEST(ReadForms, SayWhereAndWhatIsWrong) {
       {"too deep", std::string(600, '[') + std::string(600, ']'), "nested deeper than 512"},
   };
   for (const auto& c : cases) {
-    try {
-      valueFromJson(parseJson(c.json));
-      ADD_FAILURE() << c.name << ": accepted";
-    } catch (const JsonFormError& error) {
-      EXPECT_NE(std::string(error.what()).find(c.message), std::string::npos) << c.name << ": " << error.what();
-    }
+    const Result<Value> read = valueFromJson(*parseJson(c.json));
+    EXPECT_FALSE(read) << c.name << ": accepted";
+    EXPECT_NE(read.message().find(c.message), std::string::npos) << c.name << ": " << read.message();
   }
 }
 

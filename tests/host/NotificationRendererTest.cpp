@@ -57,7 +57,7 @@ TEST(NotificationRenderer, EveryLanguageDrawsItsOwnGlyphsInsideTheLabelsFrames) 
     for (const char* category : {"BEDTIME", "TIMEASLEEP"}) {
       SCOPED_TRACE(language + " " + category);
       LanguageRun env(language);
-      const InterfaceDescription layout = InterfaceDescription::load(env);
+      const InterfaceDescription layout = *InterfaceDescription::load(env);
       const std::vector<DisplaySlot> slots = expanded(env, layout, category);
       const ImageRef image = renderNotification(env, layout, slots);
       ASSERT_NE(image, nullptr);
@@ -98,7 +98,7 @@ TEST(NotificationRenderer, TheHeaderSaysNowInTheDevicesLanguage) {
 TEST(NotificationRenderer, AnOverlongTextNeverReachesTheNextColumn) {
   LanguageRun env("de");
   env.scale = 2;
-  const InterfaceDescription layout = InterfaceDescription::load(env);
+  const InterfaceDescription layout = *InterfaceDescription::load(env);
   std::vector<DisplaySlot> slots = expanded(env, layout, "TIMEASLEEP");
   auto slot = [&](const char* name) {
     return static_cast<std::size_t>(

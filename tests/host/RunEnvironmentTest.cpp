@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "host/Errors.h"
 #include "host/RunEnvironment.h"
 #include "support/TestEnvironment.h"
 
@@ -82,25 +81,25 @@ TEST(RunEnvironment, OptionFirstThenTheVariablesThenTheDefault) {
   for (const auto& c : cases) {
     Variables variables = c.variables;
     variables.emplace("HOME", "/home/ada");
+    const Expected<Environment> env = makeEnvironment(c.options, processWith(variables));
     std::string got;
-    try {
-      got = c.part(makeEnvironment(c.options, processWith(variables)));
-    } catch (const UsageError& error) {
-      got = std::string(error.what()).substr(0, std::string_view(error.what()).find(':'));  // the option named
-    }
-    EXPECT_EQ(got, c.expected) << c.name;
+    if (env)
+      got = c.part(*env);
+    else if (env.outcome().kind() == ErrorKind::kUsage)
+      got = env.message().substr(0, env.message().find(':'));  // the option named
+    EXPECT_EQ(got, c.expected) << c.name << ": " << env.message();
   }
 }
 
 TEST(RunEnvironment, APosixTzRuleFallsBackOnTheSystemZoneWithAWarning) {
   std::vector<std::string> warnings;
   const ProcessContext process = processWith({{"HOME", "/h"}, {"TZ", "CET-1CEST,M3.5.0,M10.5.0/3"}}, &warnings);
-  EXPECT_EQ(makeEnvironment({}, process).timeZone, "Europe/Paris");
+  EXPECT_EQ(makeEnvironment({}, process)->timeZone, "Europe/Paris");
   EXPECT_EQ(warnings.size(), 1u);
 }
 
 TEST(RunEnvironment, NowhereToPutThePreferencesCannotBeDone) {
-  EXPECT_THROW(makeEnvironment({}, processWith({})), CommandError);
+  EXPECT_EQ(makeEnvironment({}, processWith({})).outcome().kind(), ErrorKind::kCommand);
 }
 
 // The installed bundle sits beside the program's own directory, wherever the installation was moved; only a program
@@ -127,7 +126,7 @@ TEST(RunEnvironment, ResourcesAreFoundFromTheProgramsOwnPlace) {
     process.executable = c.executable;
     process.buildTree = build;
     process.sourceResources = source;
-    EXPECT_EQ(makeEnvironment({}, process).resourcesDir, c.expected) << c.name;
+    EXPECT_EQ(makeEnvironment({}, process)->resourcesDir, c.expected) << c.name;
   }
 }
 

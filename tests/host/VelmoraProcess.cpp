@@ -21,7 +21,7 @@ std::string shellQuoted(const std::string& text) {
 ProcessResult ProgramTest::velmora(const std::vector<std::string>& args, const std::string& input) const {
   TempDir io;
   const auto in = io.path() / "in", err = io.path() / "err";
-  host::writeFile(in, input);
+  EXPECT_TRUE(host::writeFile(in, input));
   std::string command = "env -i HOME=" + shellQuoted(home().string()) + " TZ=Europe/Berlin LANG=C " +
                         shellQuoted(VELMORA_TEST_BINARY) + " --prefs " + shellQuoted(prefs().string()) +
                         " --now 2025-01-06T15:00:00+01:00 --resources " + shellQuoted(VELMORA_TEST_RESOURCES);
@@ -35,13 +35,14 @@ ProcessResult ProgramTest::velmora(const std::vector<std::string>& args, const s
   for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) result.out.append(buffer, n);
   const int wait = ::pclose(pipe);
   result.status = WIFEXITED(wait) ? WEXITSTATUS(wait) : -1;
-  result.err = host::readFile(err);
+  const Result<std::string> errors = host::readFile(err);
+  result.err = errors ? *errors : errors.message();
   return result;
 }
 
 std::filesystem::path ProgramTest::file(const std::string& name, const std::string& contents) const {
   const auto path = home_.path() / name;
-  host::writeFile(path, contents);
+  EXPECT_TRUE(host::writeFile(path, contents));
   return path;
 }
 
