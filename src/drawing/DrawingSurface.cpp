@@ -83,7 +83,8 @@ DrawingSurface::DrawingSurface(DrawingSurface&& other) noexcept
       cr_(std::exchange(other.cr_, nullptr)),
       shared_(other.shared_),
       untouched_(other.untouched_),
-      states_(std::move(other.states_)) {}
+      path_(std::move(other.path_)),
+      states_(std::exchange(other.states_, {GState{}})) {}
 
 DrawingSurface& DrawingSurface::operator=(DrawingSurface&& other) noexcept {
   if (this != &other) {
@@ -95,7 +96,8 @@ DrawingSurface& DrawingSurface::operator=(DrawingSurface&& other) noexcept {
     cr_ = std::exchange(other.cr_, nullptr);
     shared_ = other.shared_;
     untouched_ = other.untouched_;
-    states_ = std::move(other.states_);
+    path_ = std::move(other.path_);
+    states_ = std::exchange(other.states_, {GState{}});
   }
   return *this;
 }

@@ -187,6 +187,23 @@ TEST_F(DrawingSurfaceTest, AnImageKeepsWhatTheSurfaceHeldWhenItWasTaken) {
   EXPECT_GT(alphaAt(s.getImage(), {85, 70}), 0.99);
 }
 
+// A surface handed on keeps the path begun on it; the one it was moved from
+// draws nothing and is still safe to set up.
+TEST_F(DrawingSurfaceTest, AMovedSurfaceTakesItsPathAlong) {
+  DrawingSurface from = begin();
+  from.setFillColor(Colour::whiteColor());
+  from.moveToPoint(60, 60);
+  from.addLineToPoint(90, 60);
+  from.addLineToPoint(90, 90);
+  DrawingSurface to = std::move(from);
+  to.fillPath();
+  EXPECT_GT(alphaAt(to.getImage(), {85, 70}), 0.99);
+  from.setLineWidth(3);
+  from.saveGState();
+  from.restoreGState();
+  EXPECT_FALSE(from.getImage());
+}
+
 TEST_F(DrawingSurfaceTest, ANewSurfaceIsClearThoughItMayReuseTheMemoryOfAnImageLetGo) {
   auto paintAll = [](DrawingSurface& s) { fillRect(s, {0, 0, kSide, kSide}, Colour::whiteColor()); };
   ImageRef held;
