@@ -1,14 +1,13 @@
 #pragma once
 
-#include <cmath>
 #include <functional>
 #include <limits>
-#include <memory>
 #include <optional>
 #include <string_view>
 #include <vector>
 
 #include "drawing/Fonts.h"
+#include "drawing/GraphicsState.h"
 #include "drawing/Image.h"
 #include "drawing/RunCaches.h"
 #include "drawing/SurfacePath.h"
@@ -16,39 +15,9 @@
 #include "values/Geometry.h"
 #include "values/Value.h"
 
-typedef struct pixman_region32 pixman_region32_t;
-
 namespace velmora {
 
-class CoverageBuffer;
-
-// The scratch buffers of drop shadows, kept by the run's caches
-// (`shadowScratch()`) and shared by its surfaces one operation at a time.
-class ShadowScratch;
-std::shared_ptr<ShadowScratch> makeShadowScratch();
-
-// `CGLineCap`: the two caps the images use.
-enum class LineCap { kButt = 0, kRound = 1 };
-
-// A drop shadow: cast by everything painted while it is set. Offsets and blur
-// are in points. A positive width moves the shadow right, a positive height
-// moves it DOWN the image (the image's y axis), for every image alike. The
-// blur is a Gaussian of standard deviation blur / 2.
-struct Shadow {
-  Size offset;
-  double blur = 0.0;
-  Colour colour = kDefaultColour;
-
-  // `CGContextSetShadow`'s colour: black at one third opacity.
-  static constexpr Colour kDefaultColour = Colour::white(0.0, 1.0 / 3.0);
-  // A shadow whose colour is clear casts nothing, and so does one whose
-  // offset or blur is no number (or infinite: it would fall nowhere).
-  bool casts() const {
-    return colour.rgba().alpha > 0.0 && std::isfinite(offset.width) && std::isfinite(offset.height) &&
-           std::isfinite(blur);
-  }
-  friend bool operator==(const Shadow&, const Shadow&) = default;
-};
+class ShadowCaster;
 
 // The off-screen image context: a square, transparent bitmap of `size` points
 // at a scale, with a current path and graphics state, drawn on by the
@@ -64,6 +33,9 @@ struct Shadow {
 // infinite one) cannot be drawn, and painting it draws nothing; finite but
 // absurd numbers (a radius of 1e30, a width of 1e20, an angle of 1e300) draw
 // what can be seen of them on the bitmap.
+//
+// A surface keeps a reference to the run's caches it was begun with, which
+// must outlive it; the images it yields need nothing of the run.
 class DrawingSurface {
  public:
   // `UIGraphicsBeginImageContextWithOptions((size, size), NO, scale)`:
@@ -142,15 +114,7 @@ class DrawingSurface {
   void end();
 
   // The graphics state, for inspection.
-  struct GState {
-    Colour strokeColour = Colour::blackColor();
-    Colour fillColour = Colour::blackColor();
-    double lineWidth = 1.0;
-    LineCap lineCap = LineCap::kButt;
-    std::vector<double> dashLengths;  // none: solid
-    double dashPhase = 0.0;
-    std::optional<Shadow> shadow;
-  };
+  using GState = GraphicsState;
   const GState& state() const { return states_.back(); }
 
  private:
@@ -166,11 +130,8 @@ class DrawingSurface {
   Box reachBox(const Shadow* shadow, double by) const;
   // The shadow painting casts now: none when it casts nothing or falls wholly off the bitmap.
   const Shadow* castingShadow() const;
-  ShadowScratch* scratchFor(const Shadow& shadow, int reach = std::numeric_limits<int>::max());
-  void castShadow(ShadowScratch& scratch, const Shadow& shadow, double opacity, bool hiddenUnderFull);
-  void compositeThrough(pixman_region32_t* region, cairo_surface_t* mask, double maskX, double maskY,
-                        const Colour& colour, double opacity);
-  void fillRegion(pixman_region32_t* region, const Colour& colour);
+  // The run's shadow scratch, readied to paint on the bitmap (see `ShadowCaster::ready`).
+  std::optional<ShadowCaster> casterFor(const Shadow& shadow, int reach = std::numeric_limits<int>::max());
   template <typename Draw>
   void paintWithShadow(Rect bounds, Draw draw);
 

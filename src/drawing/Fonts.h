@@ -7,12 +7,11 @@
 #include <unordered_map>
 #include <vector>
 
+#include "drawing/FontFaces.h"
+#include "drawing/TextLine.h"
 #include "values/Colour.h"
 #include "values/Environment.h"
 #include "values/Geometry.h"
-
-typedef struct _cairo cairo_t;
-typedef struct _PangoLayout PangoLayout;
 
 namespace velmora {
 
@@ -50,41 +49,6 @@ struct TextAttributes {
   ParagraphStyle paragraphStyle;
 };
 
-// One line of text laid out in a font, ready to be measured and drawn.
-// Copies share the layout.
-class TextLine {
- public:
-  TextLine() = default;
-  // Shares `layout`, laid out at `scale` times smaller than the line's size
-  // (the set lays every text out at one size); the line is `ascent` above
-  // the baseline and `descent` below it, in points of the line's own size.
-  TextLine(PangoLayout* layout, double scale, double ascent, double descent);
-  TextLine(const TextLine& other);
-  TextLine& operator=(TextLine other) noexcept;
-  ~TextLine();
-
-  // `sizeWithAttributes:`: the advance width and the line height, in points.
-  Size size() const { return size_; }
-  // Ink bounds relative to the top-left corner, in points (what a shadow of the text can reach).
-  Rect inkBounds() const { return ink_; }
-  // From the top of the line down to its baseline, in points.
-  double baseline() const { return baseline_; }
-  // Whether the tail of the text gave way to an ellipsis to fit a width.
-  bool isTruncated() const { return truncated_; }
-  // Paints the text with its top-left corner at the current point of `cr`,
-  // in the source that `cr` has set.
-  void show(cairo_t* cr) const;
-
- private:
-  PangoLayout* layout_ = nullptr;
-  double scale_ = 1.0;  // from the layout's size to the line's
-  Size size_;
-  Rect ink_;
-  Point origin_;  // where the layout's own origin lies from the top-left corner
-  double baseline_ = 0.0;
-  bool truncated_ = false;
-};
-
 // `NSTextAlignment` of a label's line within its frame.
 enum class TextAlignment { kLeft, kCentre, kRight };
 
@@ -108,27 +72,14 @@ struct PlacedLine {
   double pointSize = 0.0;  // the size the font took to fit
 };
 
-// One face of a font collection that the set reads only once a text needs it:
-// the faces of Hangul, kana and Han are large, and most runs never draw them.
-struct FallbackFace {
-  std::filesystem::path file;
-  std::string family;    // picks the face out of its collection
-  std::string language;  // the language whose forms of shared characters the face draws ("ko", "ja")
-  long usualIndex = 0;   // where the collection usually holds it (looked at first)
-};
-
-// The fonts of a run: a private font configuration that holds only the named
-// font files (no scan of the system's fonts) and lays out text with them.
+// The fonts of a run: lays out text with the faces of the named font files
+// alone (`FontFaces`), and keeps the lines it laid out recently.
 // The system font is Inter (regular, bold and extra-bold for "heavy"); DejaVu
 // Sans and Noto Sans Symbols2 hold the symbols Inter lacks (☾, ⭒); Noto Color
 // Emoji holds the notification's emoji (🛌, 🛏). Noto Sans CJK, whose Latin
 // letters never show since every font above has them, holds Korean and
 // Japanese; its faces are read on the first text that has a character none of
 // the others has.
-//
-// Fontconfig keeps one current configuration per process: the set makes its
-// own configuration current whenever it lays out text, and Pango lays out with
-// it, so that neither Pango's start-up nor cairo ever loads the system's fonts.
 class FontSet {
  public:
   // The font files as Debian's font packages install them, system font first.
@@ -136,12 +87,10 @@ class FontSet {
   // The faces of the scripts those fonts lack, as Debian's packages install them.
   static std::vector<FallbackFace> standardFallbackFaces();
 
-  // Loads `files`; a file that is missing or unreadable is reported to `warn`
-  // and left out. When none loads, the system's configuration stands in.
-  // `fallbacks` are read when first needed, those of `preferredLanguages`
-  // before the rest; where their characters are shared (Han), the faces of
-  // the earlier preferred languages come first.
-  // A character that no font has is reported to `warn`, once per text.
+  // Lays out with the faces of `files` and, once a text needs them, of
+  // `fallbacks`, those of `preferredLanguages` first (see `FontFaces`, which
+  // reports to `warn` what cannot be loaded). A character that no font has
+  // is reported to `warn`, once per text.
   explicit FontSet(const std::vector<std::filesystem::path>& files = standardFontFiles(),
                    std::vector<FallbackFace> fallbacks = standardFallbackFaces(),
                    const std::vector<std::string>& preferredLanguages = {}, WarningSink warn = {});
@@ -164,14 +113,13 @@ class FontSet {
   PlacedLine placeInFrame(std::string_view text, Rect frame, const LabelStyle& style) const;
 
   // How many of the named files were loaded, and of the fallback faces.
-  int loadedFileCount() const { return loaded_; }
+  int loadedFileCount() const;
   int loadedFallbackFaceCount() const;
 
  private:
   struct State;
   TextLine layOut(std::string_view text, const Font& font, double truncateToWidth) const;
   std::unique_ptr<State> state_;
-  int loaded_ = 0;
 };
 
 }  // namespace velmora

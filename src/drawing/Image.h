@@ -84,7 +84,7 @@ bool layerAskedBefore(RunCaches& caches, std::string_view key);
 // Keeps `layer` under `key` (within the run's budget for layers).
 void keepLayer(RunCaches& caches, std::string_view key, ImageRef layer);
 
-// The pictures a run has read, by bundle, name and scale; and its layers.
+// The pictures a run has read, by name and scale; and its layers.
 class PictureCache;
 std::shared_ptr<PictureCache> makePictureCache();
 class LayerCache;

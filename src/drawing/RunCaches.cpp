@@ -4,6 +4,7 @@
 #include "drawing/Fonts.h"
 #include "drawing/Image.h"
 #include "drawing/PixelMemory.h"
+#include "drawing/ShadowCaster.h"
 #include "text/Bundle.h"
 #include "values/Environment.h"
 
@@ -14,14 +15,17 @@ RunCaches::RunCaches(const Environment& env) : env_(env) {}
 RunCaches::~RunCaches() = default;
 
 const Bundle& RunCaches::bundle() {
-  if (!bundle_) bundle_ = std::make_unique<const Bundle>(env_.resourcesDir, env_.languages, env_.warn);
+  if (!bundle_)
+    bundle_ = std::make_unique<const Bundle>(env_.resourcesDir, env_.languages,
+                                             [&env = env_](std::string_view message) { env.warning(message); });
   return *bundle_;
 }
 
 const FontSet& RunCaches::fonts() {
   if (!fonts_)
-    fonts_ = std::make_unique<const FontSet>(FontSet::standardFontFiles(), FontSet::standardFallbackFaces(),
-                                             env_.languages, [&env = env_](std::string_view message) { env.warning(message); });
+    fonts_ =
+        std::make_unique<const FontSet>(FontSet::standardFontFiles(), FontSet::standardFallbackFaces(), env_.languages,
+                                        [&env = env_](std::string_view message) { env.warning(message); });
   return *fonts_;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <utility>
 
 #include "drawing/Avx2.h"
 
@@ -56,227 +57,220 @@ struct Stretches {
   }
 };
 
-// Walks a pass's steps. Where one element leaves and the next enters between
-// two writes, `shift` adds their difference, formed apart from the sum: the
-// sums are 16-bit and wrap, so this is the very same arithmetic, and each
-// step waits on one addition instead of two.
-template <typename Enter, typename Leave, typename Shift, typename Write>
-[[gnu::always_inline]] inline void walkSteps(const Stretches& steps, Enter enter, Leave leave, Shift shift,
-                                             Write write) {
-  for (int i = 0; i < steps.primed; ++i) enter();
-  for (int i = 0; i < steps.entering; ++i) enter(), write();
-  if (steps.both > 0) {
-    enter(), write();
-#pragma GCC unroll 2
-    for (int i = 1; i < steps.both; ++i) shift(), write();
-    leave();
-  }
-  for (int i = 0; i < steps.neither; ++i) write();
-  for (int i = 0; i < steps.leaving; ++i) write(), leave();
-}
+// The thirty-two running sums of a pass, held as `Lanes::kSums` values of
+// `Lanes::Sum`: sixteen-bit lanes that wrap. `Lanes` says how a row of bytes
+// widens into them and how their means narrow back to bytes. These steps are
+// written for any processor and always inlined, so that they are compiled as
+// part of the kernel that uses them, for its processor.
+template <typename Lanes>
+struct RunningSums {
+  using Sum = typename Lanes::Sum;
+  Sum sums[Lanes::kSums];
 
-// The plain passes and transpose, for any processor and as the reference
-// the vector ones are held to.
-void boxPassPlain(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
-                  std::ptrdiff_t targetStride, int length, const ShadowBlur::Box& box) {
-  std::uint16_t sum[kLanes];
-  std::fill_n(sum, kLanes, box.half);  // the rounding rides along in the sums
+  [[gnu::always_inline]] void add(const std::uint8_t* row) {
+    Sum in[Lanes::kSums];
+    Lanes::widen(row, in);
+#pragma GCC unroll 8
+    for (int k = 0; k < Lanes::kSums; ++k) sums[k] = static_cast<Sum>(sums[k] + in[k]);
+  }
+  [[gnu::always_inline]] void subtract(const std::uint8_t* row) {
+    Sum out[Lanes::kSums];
+    Lanes::widen(row, out);
+#pragma GCC unroll 8
+    for (int k = 0; k < Lanes::kSums; ++k) sums[k] = static_cast<Sum>(sums[k] - out[k]);
+  }
+  // One row enters and one leaves: their difference is formed apart from the
+  // sums. The sums wrap, so this is the very same arithmetic, and each step
+  // waits on one addition instead of two.
+  [[gnu::always_inline]] void shift(const std::uint8_t* entering, const std::uint8_t* leaving) {
+    Sum in[Lanes::kSums], out[Lanes::kSums];
+    Lanes::widen(entering, in);
+    Lanes::widen(leaving, out);
+#pragma GCC unroll 8
+    for (int k = 0; k < Lanes::kSums; ++k) sums[k] = static_cast<Sum>(sums[k] + static_cast<Sum>(in[k] - out[k]));
+  }
+};
+
+// One box pass, written once for every width of vector. The means are
+// narrowed by the pass itself, not by a step of `RunningSums`: the wide
+// narrowing names AVX2 instructions, which only a function compiled for AVX2
+// may inline. The pass starts on a cache line, so that how its loops fall
+// into the processor's 64-byte fetch windows does not depend on the code
+// before it (a shift of 112 bytes cost 6 %).
+template <typename Lanes>
+[[gnu::aligned(64)]] void boxPass(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
+                                  std::ptrdiff_t targetStride, int length, const ShadowBlur::Box& box) {
+  using Sum = typename Lanes::Sum;
+  const auto multiplier = static_cast<Sum>(Sum{} + box.multiplier);
+  RunningSums<Lanes> window;
+  for (Sum& s : window.sums) s = static_cast<Sum>(Sum{} + box.half);  // the rounding rides along in the sums
   const std::uint8_t* entering = source;
   const std::uint8_t* leaving = source;
-  auto add = [&](const std::uint8_t* in, int sign) {
-    for (int lane = 0; lane < kLanes; ++lane) sum[lane] = static_cast<std::uint16_t>(sum[lane] + sign * in[lane]);
-  };
-  walkSteps(
-      Stretches::of(length, box), [&] { add(entering, 1), entering += sourceStride; },
-      [&] { add(leaving, -1), leaving += sourceStride; },
-      [&] {
-        add(entering, 1), add(leaving, -1);
-        entering += sourceStride, leaving += sourceStride;
-      },
-      [&] {
-        for (int lane = 0; lane < kLanes; ++lane)
-          target[lane] = static_cast<std::uint8_t>(std::min(255u, unsigned{sum[lane]} * box.multiplier >> 16));
-        target += targetStride;
-      });
+  const Stretches steps = Stretches::of(length, box);
+  for (int i = 0; i < steps.primed; ++i, entering += sourceStride) window.add(entering);
+  for (int i = 0; i < steps.entering; ++i, entering += sourceStride, target += targetStride) {
+    window.add(entering);
+    Lanes::narrow(window.sums, multiplier, target);
+  }
+  if (steps.both > 0) {
+    window.add(entering);
+    Lanes::narrow(window.sums, multiplier, target);
+    entering += sourceStride, target += targetStride;
+#pragma GCC unroll 2
+    for (int i = 1; i < steps.both; ++i, entering += sourceStride, leaving += sourceStride, target += targetStride) {
+      window.shift(entering, leaving);
+      Lanes::narrow(window.sums, multiplier, target);
+    }
+    window.subtract(leaving);
+    leaving += sourceStride;
+  }
+  for (int i = 0; i < steps.neither; ++i, target += targetStride) Lanes::narrow(window.sums, multiplier, target);
+  for (int i = 0; i < steps.leaving; ++i, leaving += sourceStride, target += targetStride) {
+    Lanes::narrow(window.sums, multiplier, target);
+    window.subtract(leaving);
+  }
 }
 
-void transpose16Plain(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
-                      std::ptrdiff_t targetStride) {
+// One lane at a time in plain C++, for any processor.
+struct PlainLanes {
+  using Sum = std::uint16_t;
+  static constexpr int kSums = kLanes;
+  static void widen(const std::uint8_t* row, Sum (&sums)[kSums]) { std::copy_n(row, kLanes, sums); }
+  static void narrow(const Sum (&sums)[kSums], const Sum& multiplier, std::uint8_t* row) {
+    for (int lane = 0; lane < kLanes; ++lane)
+      row[lane] = static_cast<std::uint8_t>(std::min(255u, unsigned{sums[lane]} * multiplier >> 16));
+  }
+};
+
+void transposePairPlain(const std::uint8_t* sourceA, const std::uint8_t* sourceB, std::ptrdiff_t sourceStride,
+                        std::uint8_t* targetA, std::uint8_t* targetB, std::ptrdiff_t targetStride) {
   for (int i = 0; i < 16; ++i)
-    for (int j = 0; j < 16; ++j) target[j * targetStride + i] = source[i * sourceStride + j];
-}
-
-void transpose16PairPlain(const std::uint8_t* sourceA, const std::uint8_t* sourceB, std::ptrdiff_t sourceStride,
-                          std::uint8_t* targetA, std::uint8_t* targetB, std::ptrdiff_t targetStride) {
-  transpose16Plain(sourceA, sourceStride, targetA, targetStride);
-  transpose16Plain(sourceB, sourceStride, targetB, targetStride);
+    for (int j = 0; j < 16; ++j) {
+      targetA[j * targetStride + i] = sourceA[i * sourceStride + j];
+      targetB[j * targetStride + i] = sourceB[i * sourceStride + j];
+    }
 }
 
 #if VELMORA_X86
 
-// Four rounds of interleaving leave column j of a block in vector bitReversed(j).
-constexpr int kBitReversed[16] = {0, 8, 4, 12, 2, 10, 6, 14, 1, 9, 5, 13, 3, 11, 7, 15};
+// A vector of `Element`s, `kBytes` long (a type of its own, so that the
+// length may depend on a template's parameter).
+template <typename Element, int kBytes>
+struct VectorOf {
+  typedef Element Type __attribute__((vector_size(kBytes)));
+};
 
-// Transposes a 16 × 16 block of bytes: target row j is source column j.
-void transpose16(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
-                 std::ptrdiff_t targetStride) {
-  // Fully unrolled, so that the thirty-two vectors stay in registers.
-  __m128i a[16], t[16];
+// Vectors of `kWidth` bytes, worked on as x86 does: in lanes of sixteen
+// bytes, each interleaved, widened and packed on its own.
+template <int kWidth>
+struct VectorLanes {
+  using Bytes = typename VectorOf<std::uint8_t, kWidth>::Type;
+  using Sum = typename VectorOf<std::uint16_t, kWidth>::Type;
+  static constexpr int kSums = 2 * kLanes / kWidth;
+
+  // Element i of interleaving a with b: the low (or high) halves of each
+  // sixteen-byte lane of the two, in elements of `size` bytes taken alternately.
+  static constexpr int interleaved(int i, int size, bool high) {
+    const int element = i % 16 / size;
+    return i / 16 * 16 + (high ? 8 : 0) + element / 2 * size + i % size + (element % 2 ? kWidth : 0);
+  }
+  template <int kSize, bool kHigh, std::size_t... I>
+  [[gnu::always_inline]] static void interleave(const Bytes& a, const Bytes& b, Bytes& to, std::index_sequence<I...>) {
+    to = __builtin_shufflevector(a, b, interleaved(I, kSize, kHigh)...);
+  }
+  template <int kSize, bool kHigh>
+  [[gnu::always_inline]] static void interleave(const Bytes& a, const Bytes& b, Bytes& to) {
+    interleave<kSize, kHigh>(a, b, to, std::make_index_sequence<kWidth>());
+  }
+
+  // Each byte interleaved with a zero is its sixteen-bit value; `narrow`
+  // packs the halves back in the same order.
+  [[gnu::always_inline]] static void widen(const std::uint8_t* row, Sum (&sums)[kSums]) {
+#pragma GCC unroll 8
+    for (int k = 0; k < kSums; k += 2) {
+      Bytes bytes, low, high;
+      std::memcpy(&bytes, row + k * kWidth / 2, kWidth);
+      interleave<1, false>(bytes, Bytes{}, low);
+      interleave<1, true>(bytes, Bytes{}, high);
+      sums[k] = __builtin_bit_cast(Sum, low);
+      sums[k + 1] = __builtin_bit_cast(Sum, high);
+    }
+  }
+  // The high half of each sum times the multiplier, packed to bytes with
+  // saturation: the two instructions no vector operator spells.
+  static void narrow(const Sum (&sums)[kSums], const Sum& multiplier, std::uint8_t* row);
+
+  // Transposes two 16 × 16 blocks of bytes, one vector's blocks at a time
+  // (a wide vector carries one block in each lane). Four rounds of
+  // interleaving leave column j of a block in vector kBitReversed[j]; fully
+  // unrolled, so that the thirty-two vectors stay in registers.
+  static void transposePair(const std::uint8_t* sourceA, const std::uint8_t* sourceB, std::ptrdiff_t sourceStride,
+                            std::uint8_t* targetA, std::uint8_t* targetB, std::ptrdiff_t targetStride) {
+    using Block = typename VectorOf<std::uint8_t, 16>::Type;
+    constexpr int kBitReversed[16] = {0, 8, 4, 12, 2, 10, 6, 14, 1, 9, 5, 13, 3, 11, 7, 15};
+    constexpr int kBlocks = kWidth / 16;
+    const std::uint8_t* const sources[2] = {sourceA, sourceB};
+    std::uint8_t* const targets[2] = {targetA, targetB};
+    for (int first = 0; first < 2; first += kBlocks) {
+      Bytes a[16], t[16];
 #pragma GCC unroll 16
-  for (int i = 0; i < 16; ++i) a[i] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(source + i * sourceStride));
-#pragma GCC unroll 8
-  for (int i = 0; i < 8; ++i) {
-    t[i] = _mm_unpacklo_epi8(a[2 * i], a[2 * i + 1]);
-    t[i + 8] = _mm_unpackhi_epi8(a[2 * i], a[2 * i + 1]);
-  }
-#pragma GCC unroll 8
-  for (int i = 0; i < 8; ++i) {
-    a[i] = _mm_unpacklo_epi16(t[2 * i], t[2 * i + 1]);
-    a[i + 8] = _mm_unpackhi_epi16(t[2 * i], t[2 * i + 1]);
-  }
-#pragma GCC unroll 8
-  for (int i = 0; i < 8; ++i) {
-    t[i] = _mm_unpacklo_epi32(a[2 * i], a[2 * i + 1]);
-    t[i + 8] = _mm_unpackhi_epi32(a[2 * i], a[2 * i + 1]);
-  }
-#pragma GCC unroll 8
-  for (int i = 0; i < 8; ++i) {
-    a[i] = _mm_unpacklo_epi64(t[2 * i], t[2 * i + 1]);
-    a[i + 8] = _mm_unpackhi_epi64(t[2 * i], t[2 * i + 1]);
-  }
+      for (int i = 0; i < 16; ++i) {
+        Block rows[kBlocks];
+        for (int b = 0; b < kBlocks; ++b) std::memcpy(&rows[b], sources[first + b] + i * sourceStride, 16);
+        if constexpr (kBlocks == 1)
+          a[i] = rows[0];
+        else
+          joined(rows[0], rows[1], a[i], std::make_index_sequence<kWidth>());
+      }
+      interleaveRound<1>(a, t), interleaveRound<2>(t, a), interleaveRound<4>(a, t), interleaveRound<8>(t, a);
 #pragma GCC unroll 16
-  for (int i = 0; i < 16; ++i)
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(target + kBitReversed[i] * targetStride), a[i]);
-}
+      for (int i = 0; i < 16; ++i)
+        for (int b = 0; b < kBlocks; ++b)
+          std::memcpy(targets[first + b] + kBitReversed[i] * targetStride,
+                      reinterpret_cast<const std::uint8_t*>(&a[i]) + 16 * b, 16);
+    }
+  }
+  template <int kSize>
+  [[gnu::always_inline]] static void interleaveRound(const Bytes (&from)[16], Bytes (&to)[16]) {
+#pragma GCC unroll 8
+    for (int i = 0; i < 8; ++i) {
+      interleave<kSize, false>(from[2 * i], from[2 * i + 1], to[i]);
+      interleave<kSize, true>(from[2 * i], from[2 * i + 1], to[i + 8]);
+    }
+  }
+  template <typename Block, std::size_t... I>
+  [[gnu::always_inline]] static void joined(const Block& low, const Block& high, Bytes& to, std::index_sequence<I...>) {
+    to = __builtin_shufflevector(low, high, I...);
+  }
+};
 
-void transpose16PairSse2(const std::uint8_t* sourceA, const std::uint8_t* sourceB, std::ptrdiff_t sourceStride,
-                         std::uint8_t* targetA, std::uint8_t* targetB, std::ptrdiff_t targetStride) {
-  transpose16(sourceA, sourceStride, targetA, targetStride);
-  transpose16(sourceB, sourceStride, targetB, targetStride);
-}
-
-// Thirty-two lanes as four sums of eight, each its own chain of additions.
-void boxPassSse2(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
-                 std::ptrdiff_t targetStride, int length, const ShadowBlur::Box& box) {
-  const __m128i zero = _mm_setzero_si128();
-  const __m128i half = _mm_set1_epi16(static_cast<short>(box.half));
-  const __m128i multiplier = _mm_set1_epi16(static_cast<short>(box.multiplier));
-  __m128i sum[4] = {half, half, half, half};  // the rounding rides along in the sums
-  const std::uint8_t* entering = source;
-  const std::uint8_t* leaving = source;
-  struct Wide {
-    __m128i v[4];
+template <>
+[[gnu::always_inline]] inline void VectorLanes<16>::narrow(const Sum (&sums)[kSums], const Sum& multiplier,
+                                                           std::uint8_t* row) {
+  const auto mean = [&](int k) {
+    return _mm_mulhi_epu16(__builtin_bit_cast(__m128i, sums[k]), __builtin_bit_cast(__m128i, multiplier));
   };
-  auto widen = [&](const std::uint8_t* at) {
-    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
-    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at + 16));
-    return Wide{{_mm_unpacklo_epi8(a, zero), _mm_unpackhi_epi8(a, zero), _mm_unpacklo_epi8(b, zero),
-                 _mm_unpackhi_epi8(b, zero)}};
-  };
-  walkSteps(
-      Stretches::of(length, box),
-      [&] {
-        const Wide in = widen(entering);
-        for (int k = 0; k < 4; ++k) sum[k] = _mm_add_epi16(sum[k], in.v[k]);
-        entering += sourceStride;
-      },
-      [&] {
-        const Wide out = widen(leaving);
-        for (int k = 0; k < 4; ++k) sum[k] = _mm_sub_epi16(sum[k], out.v[k]);
-        leaving += sourceStride;
-      },
-      [&] {
-        const Wide in = widen(entering), out = widen(leaving);
-        for (int k = 0; k < 4; ++k) sum[k] = _mm_add_epi16(sum[k], _mm_sub_epi16(in.v[k], out.v[k]));
-        entering += sourceStride, leaving += sourceStride;
-      },
-      [&] {
-        auto mean = [&](int k) { return _mm_mulhi_epu16(sum[k], multiplier); };
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(target), _mm_packus_epi16(mean(0), mean(1)));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(target + 16), _mm_packus_epi16(mean(2), mean(3)));
-        target += targetStride;
-      });
+#pragma GCC unroll 8
+  for (int k = 0; k < kSums; k += 2)
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(row + 8 * k), _mm_packus_epi16(mean(k), mean(k + 1)));
 }
 
-// The wide passes, chosen at run time when the processor has AVX2.
+// The wide kernels: the templates above compiled for AVX2, chosen at run time
+// when the processor has it.
 VELMORA_AVX2_BEGIN
-// Thirty-two lanes as two sums of sixteen. Widening each half of a row in
-// place and packing the halves back undo each other lane for lane.
-[[gnu::flatten]] void boxPassAvx2(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
-                                  std::ptrdiff_t targetStride, int length, const ShadowBlur::Box& box) {
-  const __m256i zero = _mm256_setzero_si256();
-  const __m256i half = _mm256_set1_epi16(static_cast<short>(box.half));
-  const __m256i multiplier = _mm256_set1_epi16(static_cast<short>(box.multiplier));
-  __m256i low = half, high = half;  // the rounding rides along in the sums
-  const std::uint8_t* entering = source;
-  const std::uint8_t* leaving = source;
-  walkSteps(
-      Stretches::of(length, box),
-      [&] {
-        const __m256i in = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(entering));
-        low = _mm256_add_epi16(low, _mm256_unpacklo_epi8(in, zero));
-        high = _mm256_add_epi16(high, _mm256_unpackhi_epi8(in, zero));
-        entering += sourceStride;
-      },
-      [&] {
-        const __m256i out = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(leaving));
-        low = _mm256_sub_epi16(low, _mm256_unpacklo_epi8(out, zero));
-        high = _mm256_sub_epi16(high, _mm256_unpackhi_epi8(out, zero));
-        leaving += sourceStride;
-      },
-      [&] {
-        const __m256i in = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(entering));
-        const __m256i out = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(leaving));
-        __m256i lowStep = _mm256_sub_epi16(_mm256_unpacklo_epi8(in, zero), _mm256_unpacklo_epi8(out, zero));
-        __m256i highStep = _mm256_sub_epi16(_mm256_unpackhi_epi8(in, zero), _mm256_unpackhi_epi8(out, zero));
-        asm("" : "+x"(lowStep), "+x"(highStep));  // kept whole: the compiler would fold it back into the sums
-        low = _mm256_add_epi16(low, lowStep);
-        high = _mm256_add_epi16(high, highStep);
-        entering += sourceStride, leaving += sourceStride;
-      },
-      [&] {
-        _mm256_storeu_si256(
-            reinterpret_cast<__m256i*>(target),
-            _mm256_packus_epi16(_mm256_mulhi_epu16(low, multiplier), _mm256_mulhi_epu16(high, multiplier)));
-        target += targetStride;
-      });
+template <>
+[[gnu::always_inline]] inline void VectorLanes<32>::narrow(const Sum (&sums)[kSums], const Sum& multiplier,
+                                                           std::uint8_t* row) {
+  const auto mean = [&](int k) {
+    return _mm256_mulhi_epu16(__builtin_bit_cast(__m256i, sums[k]), __builtin_bit_cast(__m256i, multiplier));
+  };
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(row), _mm256_packus_epi16(mean(0), mean(1)));
 }
-// Two 16 × 16 blocks at once, one in each half of the wide vectors.
-void transpose16PairAvx2(const std::uint8_t* sourceA, const std::uint8_t* sourceB, std::ptrdiff_t sourceStride,
-                         std::uint8_t* targetA, std::uint8_t* targetB, std::ptrdiff_t targetStride) {
-  __m256i a[16], t[16];
-#pragma GCC unroll 16
-  for (int i = 0; i < 16; ++i)
-    a[i] = _mm256_inserti128_si256(
-        _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(sourceA + i * sourceStride))),
-        _mm_loadu_si128(reinterpret_cast<const __m128i*>(sourceB + i * sourceStride)), 1);
-#pragma GCC unroll 8
-  for (int i = 0; i < 8; ++i) {
-    t[i] = _mm256_unpacklo_epi8(a[2 * i], a[2 * i + 1]);
-    t[i + 8] = _mm256_unpackhi_epi8(a[2 * i], a[2 * i + 1]);
-  }
-#pragma GCC unroll 8
-  for (int i = 0; i < 8; ++i) {
-    a[i] = _mm256_unpacklo_epi16(t[2 * i], t[2 * i + 1]);
-    a[i + 8] = _mm256_unpackhi_epi16(t[2 * i], t[2 * i + 1]);
-  }
-#pragma GCC unroll 8
-  for (int i = 0; i < 8; ++i) {
-    t[i] = _mm256_unpacklo_epi32(a[2 * i], a[2 * i + 1]);
-    t[i + 8] = _mm256_unpackhi_epi32(a[2 * i], a[2 * i + 1]);
-  }
-#pragma GCC unroll 8
-  for (int i = 0; i < 8; ++i) {
-    a[i] = _mm256_unpacklo_epi64(t[2 * i], t[2 * i + 1]);
-    a[i + 8] = _mm256_unpackhi_epi64(t[2 * i], t[2 * i + 1]);
-  }
-#pragma GCC unroll 16
-  for (int i = 0; i < 16; ++i) {
-    const std::ptrdiff_t row = kBitReversed[i] * targetStride;
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(targetA + row), _mm256_castsi256_si128(a[i]));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(targetB + row), _mm256_extracti128_si256(a[i], 1));
-  }
-}
+template VELMORA_AVX2_TARGET void boxPass<VectorLanes<32>>(const std::uint8_t*, std::ptrdiff_t, std::uint8_t*,
+                                                           std::ptrdiff_t, int, const ShadowBlur::Box&);
+template VELMORA_AVX2_TARGET void VectorLanes<32>::transposePair(const std::uint8_t*, const std::uint8_t*,
+                                                                 std::ptrdiff_t, std::uint8_t*, std::uint8_t*,
+                                                                 std::ptrdiff_t);
 VELMORA_AVX2_END
 
 #endif
@@ -304,17 +298,35 @@ ShadowBlur::Box ShadowBlur::Box::ofWidth(int width, int before) {
   return box;
 }
 
-std::vector<ShadowBlur::Kernels> ShadowBlur::kernels() {
-  std::vector<Kernels> all;
+struct ShadowBlur::Loops {
+  void (*pass)(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
+               std::ptrdiff_t targetStride, int length, const Box& box);
+  void (*transposePair)(const std::uint8_t* sourceA, const std::uint8_t* sourceB, std::ptrdiff_t sourceStride,
+                        std::uint8_t* targetA, std::uint8_t* targetB, std::ptrdiff_t targetStride);
+};
+
+// In the order of `Kernel`; none where this build has no code for it.
+const ShadowBlur::Loops ShadowBlur::kLoops[3] = {
+    {boxPass<PlainLanes>, transposePairPlain},
 #if VELMORA_X86
-  if (hasAvx2()) all.push_back({"avx2", boxPassAvx2, transpose16PairAvx2});
-  all.push_back({"sse2", boxPassSse2, transpose16PairSse2});
+    {boxPass<VectorLanes<16>>, VectorLanes<16>::transposePair},
+    {boxPass<VectorLanes<32>>, VectorLanes<32>::transposePair},
 #endif
-  all.push_back({"plain", boxPassPlain, transpose16PairPlain});
-  return all;
+};
+
+bool ShadowBlur::runs(Kernel kernel) {
+#if VELMORA_X86
+  if (kernel == Kernel::kAvx2) return hasAvx2();
+#endif
+  return kLoops[static_cast<int>(kernel)].pass != nullptr;
 }
 
-ShadowBlur::ShadowBlur() : ShadowBlur(kernels().front()) {}
+ShadowBlur::ShadowBlur()
+    : ShadowBlur(runs(Kernel::kAvx2)   ? Kernel::kAvx2
+                 : runs(Kernel::kSse2) ? Kernel::kSse2
+                                       : Kernel::kPlain) {}
+
+ShadowBlur::ShadowBlur(Kernel kernel) : loops_(&kLoops[static_cast<int>(kernel)]) {}
 
 void ShadowBlur::blur(const CoverageBuffer& source, CoverageBuffer& target, double sigma) {
   const int d = boxWidth(sigma);
@@ -356,9 +368,9 @@ void ShadowBlur::blur(const CoverageBuffer& source, CoverageBuffer& target, doub
 
 void ShadowBlur::threePasses(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
                              std::ptrdiff_t targetStride, int length, const Box (&boxes)[3]) {
-  kernels_.pass(source, sourceStride, lineA_.data(), kLanes, length, boxes[0]);
-  kernels_.pass(lineA_.data(), kLanes, lineB_.data(), kLanes, length, boxes[1]);
-  kernels_.pass(lineB_.data(), kLanes, target, targetStride, length, boxes[2]);
+  loops_->pass(source, sourceStride, lineA_.data(), kLanes, length, boxes[0]);
+  loops_->pass(lineA_.data(), kLanes, lineB_.data(), kLanes, length, boxes[1]);
+  loops_->pass(lineB_.data(), kLanes, target, targetStride, length, boxes[2]);
 }
 
 // Rows go thirty-two at a time, two rows of tiles: each tile is transposed
@@ -375,12 +387,11 @@ void ShadowBlur::blurAcross(const CoverageBuffer& source, int tileReach, const B
     auto run = [&](int first, int end) {
       auto block = [&](int tx) { return line + (tx - first) * kTile * kLanes; };
       for (int tx = first; tx < end; ++tx)
-        kernels_.transposePair(rows + tx * kTile, rows + below + tx * kTile, stride, block(tx), block(tx) + kTile,
-                               kLanes);
+        loops_->transposePair(rows + tx * kTile, rows + below + tx * kTile, stride, block(tx), block(tx) + kTile,
+                              kLanes);
       threePasses(line, kLanes, line, kLanes, (end - first) * kTile, boxes);
       for (int tx = first; tx < end; ++tx) {
-        kernels_.transposePair(block(tx), block(tx) + kTile, kLanes, out + tx * kTile, out + below + tx * kTile,
-                               stride);
+        loops_->transposePair(block(tx), block(tx) + kTile, kLanes, out + tx * kTile, out + below + tx * kTile, stride);
         across_.markUsed(tx, ty), across_.markUsed(tx, ty + 1);
       }
     };

@@ -27,23 +27,15 @@ class ShadowBlur {
     std::uint16_t half = 0, multiplier = 0;  // rounding and 2¹⁶ / width, for a multiply-high
     static Box ofWidth(int width, int before);
   };
-  using BoxPass = void (*)(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
-                           std::ptrdiff_t targetStride, int length, const Box& box);
-  // Transposes two 16 × 16 blocks of bytes.
-  using TransposePair = void (*)(const std::uint8_t* sourceA, const std::uint8_t* sourceB, std::ptrdiff_t sourceStride,
-                                 std::uint8_t* targetA, std::uint8_t* targetB, std::ptrdiff_t targetStride);
-  // The passes and transposes written for one kind of processor; all give the
-  // same bytes.
-  struct Kernels {
-    const char* name;
-    BoxPass pass;
-    TransposePair transposePair;
-  };
-  // The kernels this processor can run, the fastest first and plain C++ last.
-  static std::vector<Kernels> kernels();
+
+  // The inner loops as written for each kind of processor, all giving the
+  // same bytes. A blur uses the fastest one this processor runs; the others
+  // stay reachable so that each can be held to the plain one.
+  enum class Kernel { kPlain, kSse2, kAvx2 };
+  static bool runs(Kernel kernel);
 
   ShadowBlur();
-  explicit ShadowBlur(const Kernels& kernels) : kernels_(kernels) {}
+  explicit ShadowBlur(Kernel kernel);  // one that `runs`
 
   // Blurs the used tiles of `source` into `target`, a clear buffer of the same
   // size, and flags the tiles of `target` written. Coverage beyond the buffer
@@ -56,7 +48,9 @@ class ShadowBlur {
   void threePasses(const std::uint8_t* source, std::ptrdiff_t sourceStride, std::uint8_t* target,
                    std::ptrdiff_t targetStride, int length, const Box (&boxes)[3]);
 
-  Kernels kernels_;
+  struct Loops;  // a kernel's box pass and transpose
+  static const Loops kLoops[3];
+  const Loops* loops_;
   CoverageBuffer across_;                             // after the horizontal passes
   std::vector<std::uint8_t> lineIn_, lineA_, lineB_;  // one run, thirty-two lanes wide
 };

@@ -23,6 +23,7 @@ class UserDefaults;
 // in the run's time zone (env.timeZone); "now" is env.now.
 class FormatTools {
  public:
+  // Keeps a reference to the environment, which must outlive it.
   explicit FormatTools(const Environment& env);
   ~FormatTools();
   FormatTools(const FormatTools&) = delete;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cassert>
 #include <string>
 #include <utility>
 
@@ -42,7 +43,10 @@ template <class T>
 class [[nodiscard]] Expected {
  public:
   Expected(T value) : result_(std::move(value)) {}
-  Expected(Outcome failure) : result_(Status::failure(failure.message())), kind_(failure.kind()) {}
+  // A failed Outcome only: an Expected that succeeds holds its value.
+  Expected(Outcome failure) : result_(Status::failure(failure.message())), kind_(failure.kind()) {
+    assert(!failure.ok());
+  }
   // A value, or a failure that is of `kind` here.
   Expected(Result<T> result, ErrorKind kind) : result_(std::move(result)), kind_(kind) {}
 
