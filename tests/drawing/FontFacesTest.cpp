@@ -8,16 +8,15 @@
 #include <string>
 #include <vector>
 
+#include "FontTexts.h"
 #include "drawing/FontFaces.h"
 #include "drawing/Fonts.h"
 
 namespace velmora {
 namespace {
 
-// The symbols the images and the notification draw: glyph slots, dial marks, gauge arrows, ratings, emoji.
-constexpr const char* kSymbols = "☾ ★ ♥ Z R ⑦ ↗ ↘ ° ⭒ … h 7 🛌 🛏";
-// Japanese as a table of it would have it: kana, kanji and the long-vowel mark.
-constexpr const char* kJapanese = "就寝時刻 起床時刻 今日 睡眠バンク 目標の98% 7時間20分";
+using testing::kJapanese;
+using testing::kSymbols;
 
 // The large faces of Hangul, kana and Han are read only by a run that draws them: those of its preferred languages
 // alone when they have what it draws.

@@ -3,16 +3,15 @@
 #include <string>
 #include <vector>
 
+#include "FontTexts.h"
 #include "drawing/Fonts.h"
 #include "text/Bundle.h"
 
 namespace velmora {
 namespace {
 
-// The symbols the images and the notification draw: glyph slots, dial marks, gauge arrows, ratings, emoji.
-constexpr const char* kSymbols = "☾ ★ ♥ Z R ⑦ ↗ ↘ ° ⭒ … h 7 🛌 🛏";
-// Japanese as a table of it would have it: kana, kanji and the long-vowel mark.
-constexpr const char* kJapanese = "就寝時刻 起床時刻 今日 睡眠バンク 目標の98% 7時間20分";
+using testing::kJapanese;
+using testing::kSymbols;
 
 // A font set whose complaints are collected.
 struct Fonts {

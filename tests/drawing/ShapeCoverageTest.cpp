@@ -15,21 +15,21 @@ namespace {
 // A shape's coverage as painted here against cairo's exact area coverage of
 // the same shape: the same area, and no pixel off by more than an edge's
 // rounding (`worst`, out of 255).
-constexpr int kSide = 100;
+constexpr int kSidePixels = 100;
 template <typename Cairo, typename Ours>
 void expectCoversWhatCairoCovers(const char* name, int worst, Cairo cairoDraws, Ours oursDraws) {
-  cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_A8, kSide, kSide);
+  cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_A8, kSidePixels, kSidePixels);
   cairo_t* cr = cairo_create(surface);
   cairoDraws(cr);
   cairo_surface_flush(surface);
-  std::vector<std::uint8_t> ours(kSide * kSide, 0);
+  std::vector<std::uint8_t> ours(kSidePixels * kSidePixels, 0);
   oursDraws(ours.data());
   double theirArea = 0, ourArea = 0;
   int largest = 0;
-  for (int y = 0; y < kSide; ++y)
-    for (int x = 0; x < kSide; ++x) {
+  for (int y = 0; y < kSidePixels; ++y)
+    for (int x = 0; x < kSidePixels; ++x) {
       const int theirs = cairo_image_surface_get_data(surface)[y * cairo_image_surface_get_stride(surface) + x];
-      const int mine = ours[static_cast<std::size_t>(y * kSide + x)];
+      const int mine = ours[static_cast<std::size_t>(y * kSidePixels + x)];
       theirArea += theirs / 255.0, ourArea += mine / 255.0;
       largest = std::max(largest, std::abs(theirs - mine));
     }
@@ -63,7 +63,9 @@ TEST(RingCoverage, CoversWhatCairoCoversOfTheSameRing) {
           }
           cairo_fill(cr);
         },
-        [&](std::uint8_t* data) { ringCoverage(data, kSide, kSide, kSide, c.x, c.y, c.outer, c.inner); });
+        [&](std::uint8_t* data) {
+          ringCoverage(data, kSidePixels, kSidePixels, kSidePixels, c.x, c.y, c.outer, c.inner);
+        });
 }
 
 // A segment against cairo stroking it with round caps, at every slope.
@@ -92,7 +94,9 @@ TEST(CapsuleCoverage, CoversWhatCairoStrokesOfTheSameSegment) {
           cairo_line_to(cr, c.to.x, c.to.y);
           cairo_stroke(cr);
         },
-        [&](std::uint8_t* data) { capsuleCoverage(data, kSide, kSide, kSide, c.from, c.to, c.radius); });
+        [&](std::uint8_t* data) {
+          capsuleCoverage(data, kSidePixels, kSidePixels, kSidePixels, c.from, c.to, c.radius);
+        });
 }
 
 // An arc against cairo stroking it, both caps, every kind of sweep.
@@ -134,7 +138,7 @@ TEST(ArcCoverage, CoversWhatCairoStrokesOfTheSameArc) {
           }
           cairo_stroke(cr);
         },
-        [&](std::uint8_t* data) { arcCoverage(data, kSide, kSide, kSide, c.arc); });
+        [&](std::uint8_t* data) { arcCoverage(data, kSidePixels, kSidePixels, kSidePixels, c.arc); });
 }
 
 }  // namespace

@@ -6,10 +6,10 @@
 #include <cmath>
 #include <cstdint>
 #include <functional>
-#include <limits>
 #include <vector>
 
 #include "drawing/DrawingSurface.h"
+#include "support/Numbers.h"
 #include "support/Pixels.h"
 #include "support/TestEnvironment.h"
 
@@ -20,8 +20,6 @@ namespace velmora::testing {
 
 inline constexpr double kSide = 100.0;
 inline constexpr double kCentre = kSide / 2;
-inline constexpr double kInf = std::numeric_limits<double>::infinity();
-inline constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 inline double alphaAt(const ImageRef& image, Point p) { return pixelAt(*image, p).alpha; }
 
