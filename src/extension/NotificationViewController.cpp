@@ -26,16 +26,17 @@ std::optional<std::string> textFrom(const MetricDictionary& d, std::string_view 
 // slot it leaves out, as created plain): each outlet is connected.
 std::vector<DisplaySlot> connectedSlots(const InterfaceDescription& layout) {
   std::vector<DisplaySlot> slots;
-  for (const auto& [name, kind] : declaredSlots()) {
-    const auto laid = std::find_if(layout.slots.begin(), layout.slots.end(),
-                                   [&](const DisplaySlot& s) { return s.name == name && s.kind == kind; });
+  for (const auto& declared : declaredSlots()) {
+    const auto laid = std::find_if(layout.slots.begin(), layout.slots.end(), [&](const DisplaySlot& s) {
+      return s.name == declared.first && s.kind == declared.second;
+    });
     if (laid != layout.slots.end()) {
       slots.push_back(*laid);
       continue;
     }
     DisplaySlot& plain = slots.emplace_back();
-    plain.name = name;
-    plain.kind = kind;
+    plain.name = declared.first;
+    plain.kind = declared.second;
   }
   return slots;
 }
