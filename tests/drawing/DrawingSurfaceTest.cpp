@@ -34,6 +34,15 @@ using testing::text;
 using testing::triangle;
 using testing::width;
 
+// A picture as a run of its own at scale 2 reads it, from `resources` (the run's bundle when empty).
+ImageRef pictureAtScaleTwo(const Environment& env, std::string_view name, std::filesystem::path resources = {}) {
+  Environment run = env;
+  if (!resources.empty()) run.resourcesDir = std::move(resources);
+  run.scale = 2;
+  RunCaches caches(run);
+  return imageNamed(caches, name);
+}
+
 class DrawingSurfaceTest : public SurfaceTest {};
 
 TEST_F(DrawingSurfaceTest, RestoringTheStateBringsBackColoursWidthCapAndShadow) {
@@ -97,10 +106,7 @@ TEST_F(DrawingSurfaceTest, ANamedPictureIsItsRenditionForTheRunScaleReadOncePerR
   EXPECT_FALSE(imageNamed(env, "NoSuchPicture"));
 
   EXPECT_EQ(imageNamed(env, "SpO2Icon"), icon) << "read once";
-  Environment atScaleTwo = env;
-  atScaleTwo.scale = 2;
-  RunCaches runAtTwo(atScaleTwo);
-  const ImageRef atTwo = imageNamed(runAtTwo, "SpO2Icon");
+  const ImageRef atTwo = pictureAtScaleTwo(env, "SpO2Icon");
   ASSERT_TRUE(atTwo);
   EXPECT_EQ(atTwo->scale(), 2);
   EXPECT_EQ(atTwo->width(), 46);
@@ -135,11 +141,7 @@ TEST_F(DrawingSurfaceTest, APictureReadsBackThePixelsItWasWrittenWith) {
   const Status png = written->writePng(bundle.path() / "pictures" / "Patches@2x.png");
   ASSERT_TRUE(png) << png.message();
 
-  Environment run = env;
-  run.resourcesDir = bundle.path();
-  run.scale = 2;
-  RunCaches caches(run);
-  const ImageRef read = imageNamed(caches, "Patches");
+  const ImageRef read = pictureAtScaleTwo(env, "Patches", bundle.path());
   ASSERT_TRUE(read);
   EXPECT_EQ(read->width(), 10.5);
   EXPECT_EQ(read->scale(), 2);
